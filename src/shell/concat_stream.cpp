@@ -1,0 +1,88 @@
+#include "shell/concat_stream.h"
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "shell/errors.h"
+#include "shell/log.h"
+
+namespace kelvo {
+
+ConcatStreamBuf::ConcatStreamBuf(const std::vector<std::istream*>& streams,
+                                 std::vector<std::string> names)
+    : names_(std::move(names)) {
+  for (const std::istream* stream : streams) buffers_.push_back(stream->rdbuf());
+}
+
+ConcatStreamBuf::int_type ConcatStreamBuf::underflow() {
+  if (gptr() == egptr()) {
+    std::size_t count = 0;
+    while (current_ < buffers_.size() && (count = read_some()) == 0) finish_current();
+    if (count == 0) return traits_type::eof();
+    last_char_ = buffer_[count - 1];
+    first_lines_.resize(std::max(first_lines_.size(), current_ + 1), num_newlines_ + 1);
+    num_newlines_ +=
+        static_cast<std::size_t>(std::count(buffer_.data(), buffer_.data() + count, '\n'));
+    setg(buffer_.data(), buffer_.data(), buffer_.data() + count);
+  }
+  return traits_type::to_int_type(*gptr());
+}
+
+// A file buffer reports an error of the device by an exception; the rest of that input is dropped
+// and the next one read.
+std::size_t ConcatStreamBuf::read_some() {
+  try {
+    const std::streamsize count = buffers_[current_]->sgetn(buffer_.data(), std::ssize(buffer_));
+    return static_cast<std::size_t>(count);
+  } catch (const std::exception& error) {
+    LOG(LogLevel::ERR) << "Reading " << current_name() << " failed: " << error.what();
+    return 0;
+  }
+}
+
+void ConcatStreamBuf::finish_current() {
+  if (last_char_ != '\n' && current_ + 1 < buffers_.size()) {
+    LOG(LogLevel::WARN) << current_name() << " does not end in a newline: its last line runs into "
+                        << "the first line of the next input";
+  }
+  last_char_ = '\n';
+  ++current_;
+}
+
+ConcatStreamBuf::Place ConcatStreamBuf::place_of(std::size_t line) const {
+  // Two streams share a line when the first does not end in a newline; it counts for the second.
+  const auto behind = std::upper_bound(first_lines_.begin(), first_lines_.end(), line);
+  if (behind == first_lines_.begin()) return {"", line};
+  const auto index = static_cast<std::size_t>(behind - first_lines_.begin()) - 1;
+  return {index < names_.size() ? names_[index] : "", line - first_lines_[index] + 1};
+}
+
+std::string ConcatStreamBuf::current_name() const {
+  if (current_ < names_.size()) return "Input file '" + names_[current_] + "'";
+  return "Input " + std::to_string(current_ + 1);
+}
+
+ConcatIfStream::ConcatIfStream(const std::vector<std::string>& filenames) {
+  std::vector<std::istream*> streams;
+  std::vector<std::string> names;
+  for (const std::string& name : filenames) {
+    files_.push_back(std::make_unique<std::ifstream>(name));
+    if (!files_.back()->is_open()) {
+      throw InvalidParameterError() << "Input file '" << name << "' does not exist!\n";
+    }
+    std::error_code ignored;
+    if (std::filesystem::is_directory(name, ignored)) {
+      LOG(LogLevel::ERR) << "Input file '" << name << "' is a directory";
+      continue;
+    }
+    streams.push_back(files_.back().get());
+    names.push_back(name);
+  }
+  buffer_ = std::make_unique<ConcatStreamBuf>(streams, names);
+  stream_ = std::make_unique<std::istream>(buffer_.get());
+}
+
+}  // namespace kelvo

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <fstream>
+#include <istream>
+#include <memory>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+namespace kelvo {
+
+/// Reads several streams end to end as one text. The streams are borrowed.
+///
+/// Nothing is put between two of them. When one does not end in a newline although another follows,
+/// the log says so at `WARN`, with the stream's name if there is one.
+class ConcatStreamBuf : public std::streambuf {
+ public:
+  explicit ConcatStreamBuf(const std::vector<std::istream*>& streams,
+                           std::vector<std::string> names = {});
+
+  /// A line of one of the streams, counted from 1. The name is empty when none was given.
+  struct Place {
+    std::string name;
+    std::size_t line;
+  };
+  /// Where a line of the whole text, counted from 1 and read already, begins.
+  Place place_of(std::size_t line) const;
+
+ protected:
+  int_type underflow() override;
+
+ private:
+  std::size_t read_some();
+  void finish_current();
+  std::string current_name() const;
+
+  std::vector<std::streambuf*> buffers_;
+  std::vector<std::string> names_;
+  std::size_t current_ = 0;
+  /// The lines of the whole text on which the streams begin that were read from.
+  std::vector<std::size_t> first_lines_;
+  std::size_t num_newlines_ = 0;
+  char last_char_ = '\n';
+  std::array<char, 1024> buffer_{};
+};
+
+/// The named files as one stream. A file that cannot be opened is an `InvalidParameterError`; a
+/// directory reads as empty, with a log line at `ERR`.
+class ConcatIfStream {
+ public:
+  explicit ConcatIfStream(const std::vector<std::string>& filenames);
+  ConcatIfStream(const ConcatIfStream&) = delete;
+  ConcatIfStream& operator=(const ConcatIfStream&) = delete;
+
+  std::istream& stream() { return *stream_; }
+
+ private:
+  std::vector<std::unique_ptr<std::ifstream>> files_;
+  std::unique_ptr<ConcatStreamBuf> buffer_;
+  std::unique_ptr<std::istream> stream_;
+};
+
+}  // namespace kelvo

@@ -1,0 +1,101 @@
+#include "shell/numbers.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <unordered_set>
+#include <utility>
+
+#include "shell/errors.h"
+
+namespace kelvo {
+namespace {
+
+rational fraction(long above, long below) {
+  return rational(above, below);
+}
+
+TEST(NumbersTest, RationalFromStringReadsDecimalNotation) {
+  const std::pair<const char*, rational> cases[] = {
+      {"0.01", fraction(1, 100)},
+      {"1.50", fraction(3, 2)},
+      {".5", fraction(1, 2)},
+      {"007.25", fraction(29, 4)},
+      {"3", 3},
+      {"1/3", fraction(1, 3)},
+      {"6/4", fraction(3, 2)},
+      {"2.000", 2},
+      {"0", 0},
+      {"000", 0},
+      {"0.0", 0},
+      {"010", 10},  // not octal
+      {"08.09", fraction(809, 100)},
+      {"010/020", fraction(1, 2)},
+      {"-1.25", fraction(-5, 4)},
+      {"9999999999999999999", rational(integer("9999999999999999999"))},
+      {"0123456789012345678901234567890", rational(integer("123456789012345678901234567890"))},
+      {"0.000000000000000000000000000001",
+       rational(integer(1), integer("1000000000000000000000000000000"))},
+  };
+  for (const auto& [text, expected] : cases) {
+    EXPECT_EQ(rational_from_string(text), expected) << text;
+  }
+}
+
+TEST(NumbersTest, WhatIsNoNumberIsRefusedWithItsText) {
+  for (const char* text : {"", ".", "1.", "-", "abc", "1.2.3", "1e5", "5/0", "1/", "/2", "0x1F",
+                           "+3", " 3", "3 ", "1.-5", "--2", "1/-2"}) {
+    try {
+      rational_from_string(text);
+      FAIL() << "accepted '" << text << "'";
+    } catch (const InvalidParameterError& error) {
+      EXPECT_EQ(error.message(),
+                "InvalidParameterError: '" + std::string(text) + "' is not a number");
+    }
+  }
+  EXPECT_THROW(integer_from_string("1.5"), InvalidParameterError);
+  EXPECT_EQ(integer_from_string("-0042"), integer(-42));
+}
+
+TEST(NumbersTest, FloorTruncatesTowardZeroAndCeilFollowsFromIt) {
+  struct Case {
+    rational value;
+    long floor, ceil, round;
+  };
+  const Case cases[] = {
+      {fraction(3, 2), 1, 2, 2},
+      {fraction(5, 2), 2, 3, 3},
+      {fraction(7, 3), 2, 3, 2},
+      {fraction(-3, 2), -1, 0, -1},
+      {4, 4, 4, 4},
+      {-4, -4, -4, -4},
+      {fraction(-1, 3), 0, 1, 0},
+      {0, 0, 0, 0},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(floor(c.value), c.floor) << c.value;
+    EXPECT_EQ(ceil(c.value), c.ceil) << c.value;
+    EXPECT_EQ(round(c.value), c.round) << c.value;
+  }
+}
+
+TEST(NumbersTest, RoundToDigitsAndToDouble) {
+  EXPECT_EQ(round(fraction(1, 3), 2), fraction(33, 100));
+  EXPECT_EQ(round(fraction(2, 3), 3), fraction(667, 1000));
+  EXPECT_EQ(round(fraction(5, 4), 0), rational(1));
+  EXPECT_DOUBLE_EQ(to_double(fraction(-1, 8)), -0.125);
+  EXPECT_TRUE(is_integral(fraction(8, 4)));
+  EXPECT_FALSE(is_integral(fraction(1, 2)));
+}
+
+TEST(NumbersTest, HashesOfEqualNumbersAgreeAndASignDoesNotCount) {
+  EXPECT_EQ(std::hash<rational>{}(fraction(6, 4)), std::hash<rational>{}(fraction(3, 2)));
+  EXPECT_EQ(std::hash<rational>{}(fraction(-7, 2)), std::hash<rational>{}(fraction(7, 2)));
+  EXPECT_EQ(std::hash<integer>{}(integer(-12)), std::hash<integer>{}(integer(12)));
+  EXPECT_NE(std::hash<integer>{}(integer(12)), std::hash<integer>{}(integer(13)));
+  const std::unordered_set<rational> numbers = {fraction(1, 2), fraction(1, 3), fraction(2, 4)};
+  EXPECT_EQ(numbers.size(), 2u);
+}
+
+}  // namespace
+}  // namespace kelvo
