@@ -1,0 +1,510 @@
+#include "solver/api/environment.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "solver/api/smtlib2_api_tracer.h"
+#include "solver/la/la_solver_interface.h"
+#include "solver/preprocessing/dpll_preprocessor.h"
+#include "solver/terms/term_printer.h"
+#include "solver/theory/euf_solver_interface.h"
+
+namespace ordax {
+namespace {
+
+constexpr std::size_t ERROR_TEXT_LENGTH = 200;
+
+/// Types are checked where terms come from outside; inside a check the engines build terms.
+class TypeCheckingOff {
+ public:
+  explicit TypeCheckingOff(TermManager& terms) : terms_(terms), before_(terms.type_checking()) {
+    terms_.set_type_checking(false);
+  }
+  TypeCheckingOff(const TypeCheckingOff&) = delete;
+  TypeCheckingOff& operator=(const TypeCheckingOff&) = delete;
+  ~TypeCheckingOff() { terms_.set_type_checking(before_); }
+
+ private:
+  TermManager& terms_;
+  bool before_;
+};
+
+}  // namespace
+
+Environment::Environment(const Configuration& configuration)
+    : configuration_(configuration),
+      logger_(configuration_.verbosity, configuration_.debug.log_sections),
+      terms_(configuration_.allow_bool_function_args) {
+  if (configuration_.debug.term_simplifications) {
+    simplifier_ = std::make_unique<StdTermSimplifier>(terms_);
+    terms_.set_simplifier(simplifier_.get());
+  }
+  open_tracer();
+  Environment::create_components();
+}
+
+Environment::~Environment() {
+  Environment::destroy_components();
+}
+
+void Environment::open_tracer() {
+  const DebugConfiguration& debug = configuration_.debug;
+  if (debug.api_call_trace == 0) return;
+  std::FILE* stream = stdout;
+  if (!debug.api_call_trace_filename.empty()) {
+    stream = std::fopen(debug.api_call_trace_filename.c_str(), "w");
+    if (stream == nullptr) {
+      logger_.log(1, "ENV",
+                  "WARNING: can't open file `" + debug.api_call_trace_filename +
+                      "' for writing, tracing of API calls disabled");
+      return;
+    }
+  }
+  const bool scoped = debug.api_call_trace == 3;
+  tracer_ = std::make_unique<SmtLib2ApiTracer>(stream, scoped, configuration_, terms_);
+}
+
+void Environment::create_components() {
+  const PreprocessorConfiguration& pre = configuration_.preprocessor;
+  polarities_ = std::make_unique<PolarityChecker>();
+  engine_ = std::make_unique<DpllSolver>(configuration_, logger_);
+  if (configuration_.dpll.preprocessor.mode != 0) {
+    sat_preprocessor_ =
+        std::make_unique<DpllPreprocessor>(configuration_.dpll.preprocessor, logger_);
+    engine_->set_preprocessor(sat_preprocessor_.get());
+  }
+  theories_ =
+      std::make_unique<TheoryManager>(configuration_, logger_, *engine_, polarities_->store());
+  engine_->set_hook(theories_.get());
+  theories_->add_solver(std::make_unique<EufSolverInterface>(), configuration_.theory.euf.enabled);
+  auto arithmetic =
+      std::make_unique<LaSolverInterface>(configuration_, logger_, terms_, polarities_->store());
+  arithmetic_ = arithmetic.get();
+  theories_->add_solver(std::move(arithmetic), configuration_.theory.la.enabled);
+  if (pre.toplevel_propagation) {
+    propagator_ = std::make_unique<ToplevelPropagator>(terms_, logger_);
+  }
+  if ((pre.simplification & (2 | 4 | 8)) != 0) {
+    global_simplifier_ = std::make_unique<GlobalSimplifier>(terms_, pre.simplification);
+  }
+  if (pre.partial_nnf_conversion) nnf_ = std::make_unique<PartialNnf>(terms_);
+  sink_ = std::make_unique<DpllClauseSink>(*engine_, configuration_.dpll, polarities_->store());
+  cnf_ = std::make_unique<TseitinCNFGenerator>(*sink_, pre.full_cnf_conversion);
+  set_termination_test(termination_);
+}
+
+void Environment::destroy_components() {
+  model_.reset();
+  cnf_.reset();
+  sink_.reset();
+  encoder_.reset();
+  nnf_.reset();
+  global_simplifier_.reset();
+  propagator_.reset();
+  theories_.reset();
+  engine_.reset();
+  sat_preprocessor_.reset();
+  polarities_.reset();
+}
+
+void Environment::set_termination_test(TerminationTest* test) {
+  termination_ = test;
+  engine_->set_termination_test(test);
+  theories_->set_termination_test(test);
+  arithmetic_->set_termination_test(test);
+  cnf_->set_termination_test(test);
+  if (propagator_ != nullptr) propagator_->set_termination_test(test);
+}
+
+void Environment::invalidate_model() {
+  model_.reset();
+}
+
+void Environment::rebuild() {
+  destroy_components();
+  create_components();
+  asserted_upto_ = 0;
+  flushed_points_ = 0;
+  retired_labels_.clear();
+  unsat_level_ = -1;
+  needs_rebuild_ = false;
+}
+
+// ---------------------------------------------------------------- the assertion stack
+
+void Environment::check_boolean(TermRef term, const char* operation) const {
+  if (term->type()->is_bool()) return;
+  throw error("type error. term " + print_term(term, ERROR_TEXT_LENGTH) + " has type " +
+              terms_.types().to_string(term->type()) + ", but Bool was expected. (" + operation +
+              ")");
+}
+
+void Environment::assert_formula(TermRef formula) {
+  check_boolean(formula, "assert");
+  if (tracer_ != nullptr) tracer_->assert_formula(formula);
+  core_labels_.resize(assertions_.size() + 1, nullptr);
+  assertions_.push_back(formula);
+  status_ = -1;
+  invalidate_model();
+}
+
+void Environment::push_backtrack_point() {
+  if (tracer_ != nullptr) tracer_->push();
+  if (configuration_.shallow_incrementality) {
+    const std::string name = ".point" + std::to_string(terms_.num_terms());
+    shallow_labels_.push_back(terms_.make_internal_constant(name, terms_.bool_type()));
+  }
+  core_labels_.resize(assertions_.size() + 1, nullptr);
+  assertions_.push_back(nullptr);
+  ++num_points_;
+  status_ = -1;
+  invalidate_model();
+}
+
+void Environment::pop_backtrack_point() {
+  if (num_points_ == 0) throw error("no backtrack points to pop");
+  if (tracer_ != nullptr) tracer_->pop();
+  status_ = -1;
+  invalidate_model();
+  std::size_t start = assertions_.size();
+  do {
+    --start;
+  } while (assertions_[start] != nullptr);
+  if (asserted_upto_ > start) {
+    --flushed_points_;
+    if (configuration_.shallow_incrementality) {
+      retired_labels_.push_back(shallow_labels_.back());
+    } else if (!needs_rebuild_) {
+      try {
+        pop_engines();
+      } catch (...) {
+        needs_rebuild_ = true;  // the stack itself is popped all the same
+      }
+    }
+    asserted_upto_ = start;
+  }
+  if (configuration_.shallow_incrementality) shallow_labels_.pop_back();
+  assertions_.resize(start);
+  core_labels_.resize(start);
+  --num_points_;
+  if (unsat_level_ > static_cast<int>(num_points_)) unsat_level_ = -1;
+}
+
+void Environment::reset() {
+  if (tracer_ != nullptr) tracer_->reset();
+  assertions_.clear();
+  core_labels_.clear();
+  shallow_labels_.clear();
+  num_points_ = 0;
+  status_ = -1;
+  failed_assumptions_.clear();
+  core_.clear();
+  rebuild();
+}
+
+void Environment::push_engines() {
+  if (propagator_ != nullptr) propagator_->push();
+  if (encoder_ == nullptr) encoder_ = std::make_unique<ConstraintEncoder>(terms_);
+  encoder_->push();
+  cnf_->push();
+  engine_->push_backtrack_point();
+  log("push");
+}
+
+void Environment::pop_engines() {
+  engine_->pop_backtrack_point();
+  cnf_->pop();
+  encoder_->pop();
+  if (propagator_ != nullptr) propagator_->pop();
+}
+
+// ---------------------------------------------------------------- check
+
+int Environment::solve(const std::vector<TermRef>& assumptions) {
+  for (const TermRef assumption : assumptions) check_boolean(assumption, "assume");
+  if (tracer_ != nullptr) tracer_->solve(assumptions);
+  const TypeCheckingOff off(terms_);
+  status_ = -1;
+  invalidate_model();
+  failed_assumptions_.clear();
+  if (!configuration_.debug.solver_enabled) return -1;
+  try {
+    if (needs_rebuild_) rebuild();
+    flush_assertions();
+    if (unsat_level_ < 0) {
+      log("searching...");
+      status_ = check(assumptions);
+    } else {
+      status_ = 0;
+    }
+  } catch (...) {
+    // Whatever was thrown, clauses may have been added in part.
+    needs_rebuild_ = true;
+    status_ = -1;
+    throw;
+  }
+  return status_;
+}
+
+void Environment::flush_assertions() {
+  for (const TermRef label : retired_labels_) pass_on(label);
+  retired_labels_.clear();
+  std::vector<std::size_t> pending;
+  for (std::size_t i = asserted_upto_; i < assertions_.size(); ++i) {
+    if (assertions_[i] != nullptr) {
+      pending.push_back(i);
+      continue;
+    }
+    flush_formulas(pending);
+    if (!configuration_.shallow_incrementality) push_engines();
+    ++flushed_points_;
+    asserted_upto_ = i + 1;
+  }
+  flush_formulas(pending);
+  asserted_upto_ = assertions_.size();
+}
+
+// Joins the formulas of one level, unless each has to be told apart from the others.
+void Environment::flush_formulas(std::vector<std::size_t>& pending) {
+  if (pending.empty()) return;
+  const bool guarded = configuration_.shallow_incrementality && flushed_points_ > 0;
+  const TermRef guard = guarded ? shallow_labels_[flushed_points_ - 1] : nullptr;
+  if (tracks_core()) {
+    for (const std::size_t i : pending) {
+      const TermRef not_label = terms_.make_not(label_of_core(i));
+      TermRef formula = terms_.make_or(not_label, assertions_[i]);
+      if (guard != nullptr) formula = terms_.make_or(guard, formula);
+      pass_on(formula);
+    }
+  } else {
+    TermRef formula = terms_.make_true();
+    for (const std::size_t i : pending) formula = terms_.make_and(formula, assertions_[i]);
+    if (guard != nullptr) formula = terms_.make_or(guard, formula);
+    pass_on(formula);
+  }
+  pending.clear();
+}
+
+TermRef Environment::label_of_core(std::size_t assertion) {
+  TermRef& label = core_labels_[assertion];
+  if (label == nullptr) {
+    const std::string name = ".core" + std::to_string(terms_.num_terms());
+    label = terms_.make_internal_constant(name, terms_.bool_type());
+  }
+  return label;
+}
+
+void Environment::pass_on(TermRef formula) {
+  if (encoder_ == nullptr) encoder_ = std::make_unique<ConstraintEncoder>(terms_);
+  if (unsat_level_ >= 0) return;
+  if (nnf_ != nullptr) formula = nnf_->convert(formula);
+  log("preprocessing...");
+  if (propagator_ != nullptr) {
+    log(" propagating top-level information...");
+    formula = propagator_->rewrite(formula, configuration_.preprocessor.toplevel_propagation_limit);
+  }
+  if (global_simplifier_ != nullptr) {
+    log(" simplifying...");
+    formula = global_simplifier_->simplify(formula);
+  }
+  log(" constraint encoding...");
+  formula = encoder_->encode(formula);
+  to_engine(formula);
+  log("done");
+}
+
+void Environment::to_engine(TermRef formula) {
+  invalidate_model();
+  if (is_true(formula)) return;
+  if (is_false(formula)) {
+    unsat_level_ = static_cast<int>(flushed_points_);
+    return;
+  }
+  polarities_->add(formula);
+  theories_->polarities_changed();
+  if (propagator_ != nullptr) propagator_->note_in_engine(formula);
+  log(" converting to cnf...");
+  cnf_->convert(formula);
+}
+
+// Prepares one assumption. False if preprocessing knows that it contradicts the assertions.
+bool Environment::map_assumption(TermRef term, Source source, TermRef reported,
+                                 std::vector<Assumption>& mapped) {
+  if (propagator_ != nullptr) term = propagator_->apply(term);
+  std::vector<TermRef> definitions;
+  term = encoder_->encode(term, definitions);
+  for (const TermRef definition : definitions) to_engine(definition);
+  if (is_true(term)) return true;
+  if (is_false(term)) {
+    mapped.push_back({reported, kNoLit, true, source});
+    return false;
+  }
+  polarities_->add(term, PolarityStore::BOTH);
+  theories_->polarities_changed();
+  if (propagator_ != nullptr) propagator_->note_in_engine(term);
+  mapped.push_back({reported, cnf_->define(term), false, source});
+  return true;
+}
+
+int Environment::check(const std::vector<TermRef>& assumptions) {
+  std::vector<Assumption> mapped;
+  core_.clear();
+  bool possible = true;
+  if (encoder_ == nullptr) encoder_ = std::make_unique<ConstraintEncoder>(terms_);
+  for (std::size_t i = 0; possible && i < shallow_labels_.size(); ++i) {
+    const TermRef off = terms_.make_not(shallow_labels_[i]);
+    possible = map_assumption(off, Source::POINT, off, mapped);
+  }
+  for (std::size_t i = 0; possible && i < core_labels_.size(); ++i) {
+    if (core_labels_[i] == nullptr) continue;
+    possible = map_assumption(core_labels_[i], Source::CORE, assertions_[i], mapped);
+  }
+  for (std::size_t i = 0; possible && i < assumptions.size(); ++i) {
+    possible = map_assumption(assumptions[i], Source::USER, assumptions[i], mapped);
+  }
+  if (!possible) {
+    const Assumption last = mapped.back();
+    mapped.assign(1, last);
+    collect_failed(mapped);
+    return 0;
+  }
+  LitVector literals;
+  for (const Assumption& assumption : mapped) literals.push_back(assumption.literal);
+  if (!engine_->solve(literals)) {
+    collect_failed(mapped);
+    return 0;
+  }
+  if (configuration_.model_generation || configuration_.bool_model_generation) {
+    model_ = std::make_shared<ModelStore>(terms_, *theories_, *engine_, propagator_.get(),
+                                          configuration_.model_generation);
+  }
+  return 1;
+}
+
+// Finds the assumptions and assertions behind the failed literals.
+void Environment::collect_failed(const std::vector<Assumption>& mapped) {
+  const LitVector& failed = engine_->failed_assumptions();
+  std::vector<std::uint8_t> is_failed(2 * engine_->num_vars(), 0);
+  for (const Lit literal : failed) is_failed[static_cast<std::size_t>(literal)] = 1;
+  for (const Assumption& assumption : mapped) {
+    if (!assumption.is_false) {
+      std::uint8_t& mark = is_failed[static_cast<std::size_t>(assumption.literal)];
+      if (mark == 0) continue;
+      mark = 0;  // one of several with the same literal is enough
+    }
+    if (assumption.source == Source::USER) failed_assumptions_.push_back(assumption.term);
+    if (assumption.source == Source::CORE) core_.push_back(assumption.term);
+  }
+  if (failed_assumptions_.empty()) unsat_level_ = static_cast<int>(num_points_);
+}
+
+std::vector<TermRef> Environment::unsat_assumptions() const {
+  if (status_ != 0) throw error("the environment status is not UNSAT");
+  return failed_assumptions_;
+}
+
+std::vector<TermRef> Environment::unsat_core() const {
+  if (!tracks_core()) throw error("unsat core generation not enabled");
+  if (status_ != 0) throw error("the environment status is not UNSAT");
+  return core_;
+}
+
+// ---------------------------------------------------------------- models
+
+ModelStore& Environment::model() {
+  if (status_ != 1) throw error("no model available");
+  if (model_ == nullptr) throw error("model generation not enabled");
+  if (!model_->is_complete()) {
+    for (const TermRef assertion : assertions_) {
+      if (assertion != nullptr) model_->add_formula(assertion);
+    }
+    model_->add_formula(nullptr);
+  }
+  return *model_;
+}
+
+TermRef Environment::get_model_value(TermRef term) {
+  if (tracer_ != nullptr && status_ == 1) tracer_->get_model_value(term);
+  const TypeCheckingOff off(terms_);
+  return model().value(term);
+}
+
+std::vector<std::pair<TermRef, TermRef>> Environment::get_model() {
+  ModelStore& store = model();
+  TermSet seen;
+  std::vector<TermRef> stack;
+  std::vector<TermRef> constants;
+  for (const TermRef assertion : assertions_) {
+    if (assertion == nullptr) continue;
+    walk_post_order(
+        assertion, stack, [&](TermRef t) { return seen.contains(t); },
+        [&](TermRef t) {
+          seen.insert(t);
+          if (is_variable(t) && terms_.signature().find_or_null(t->symbol->name) == t->symbol) {
+            constants.push_back(t);
+          }
+        });
+  }
+  std::sort(constants.begin(), constants.end(),
+            [](TermRef a, TermRef b) { return a->symbol->id < b->symbol->id; });
+  std::vector<std::pair<TermRef, TermRef>> result;
+  for (const TermRef constant : constants) {
+    if (!configuration_.model_generation && !constant->type()->is_bool()) continue;
+    result.emplace_back(constant, store.value(constant));
+  }
+  return result;
+}
+
+// ---------------------------------------------------------------- All-SAT
+
+int Environment::all_sat(const std::vector<TermRef>& important, const ModelCallback& on_model) {
+  for (const TermRef term : important) {
+    if (!is_variable(term) || !term->type()->is_bool()) {
+      throw error("allsat important symbols might only be Boolean constants");
+    }
+  }
+  if (configuration_.proof_generation) {
+    throw error("allsat is not compatible with proof generation");
+  }
+  // The enumeration runs on blocking clauses behind a backtrack point of its own. Numbers are
+  // needed for atoms that preprocessing has put in the place of a Boolean constant.
+  const bool with_model = configuration_.model_generation;
+  const bool minimize = configuration_.dpll.minimize_model;
+  configuration_.model_generation = true;
+  if (configuration_.dpll.allsat_minimize_model) configuration_.dpll.minimize_model = true;
+  const std::size_t points = num_points_;
+  const auto restore = [&] {
+    configuration_.model_generation = with_model;
+    configuration_.dpll.minimize_model = minimize;
+    if (num_points_ > points) pop_backtrack_point();
+  };
+  int count = 0;
+  try {
+    push_backtrack_point();
+    while (solve() == 1) {
+      std::vector<TermRef> literals;
+      TermRef block = terms_.make_false();
+      for (const TermRef constant : important) {
+        const Var variable = engine_->find_variable(constant);
+        const bool dropped = configuration_.dpll.allsat_minimize_model && variable != kNoVar &&
+                             engine_->model_value(variable) == kUndefined &&
+                             (propagator_ == nullptr || !propagator_->replacement(constant));
+        if (dropped) continue;
+        const bool value = is_true(model().value(constant));
+        literals.push_back(value ? constant : terms_.make_not(constant));
+        const TermRef opposite = terms_.make_not(literals.back());
+        block = terms_.make_or(block, opposite);
+      }
+      ++count;
+      if (!on_model(literals) || literals.empty()) break;
+      assert_formula(block);
+    }
+  } catch (...) {
+    restore();
+    throw;
+  }
+  restore();
+  return count;
+}
+
+}  // namespace ordax

@@ -1,0 +1,121 @@
+#include "solver/api/option_parser.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <system_error>
+
+namespace ordax {
+namespace {
+
+OptionParser::error bad_value(const OptionRow& row, std::string_view value) {
+  return OptionParser::error("bad value for option " + std::string(row.name) + ": " +
+                             std::string(value));
+}
+
+template <typename T>
+bool read(std::string_view text, T& value) {
+  const char* end = text.data() + text.size();
+  const auto [rest, code] = std::from_chars(text.data(), end, value);
+  return code == std::errc() && rest == end;
+}
+
+}  // namespace
+
+OptionParser::Target OptionParser::find(std::string_view name) {
+  if (name.empty()) throw error("bad option format: the name is empty");
+  for (const OptionRow& row : option_table()) {
+    if (name == row.name) return {&row, false};
+  }
+  if (name.substr(0, 3) == "no_") {
+    for (const OptionRow& row : option_table()) {
+      if (row.kind == OptionKind::BOOL && name.substr(3) == row.name) return {&row, true};
+    }
+  }
+  throw error("unknown option: " + std::string(name));
+}
+
+bool OptionParser::apply(const Target& target, std::string_view value,
+                         Configuration& configuration) {
+  const OptionRow& row = *target.row;
+  switch (row.kind) {
+    case OptionKind::BOOL:
+      // The "no_" form may stand alone.
+      if (target.negated && value.empty()) value = "true";
+      if (value != "true" && value != "false") throw bad_value(row, value);
+      row.bool_value(configuration) = (value == "true") != target.negated;
+      return true;
+    case OptionKind::INT:
+    case OptionKind::ENUM: {
+      int number = 0;
+      if (!read(value, number)) throw bad_value(row, value);
+      if (number < row.least || number > row.most) return false;
+      row.int_value(configuration) = number;
+      return true;
+    }
+    case OptionKind::FLOAT: {
+      double number = 0;
+      if (!read(value, number) || !std::isfinite(number)) throw bad_value(row, value);
+      if (number < row.least || number > row.most) return false;
+      row.float_value(configuration) = number;
+      return true;
+    }
+    case OptionKind::STR:
+      row.string_value(configuration) = std::string(value);
+      return true;
+  }
+  return true;
+}
+
+std::string OptionParser::value_text(const OptionRow& row, const Configuration& configuration) {
+  Configuration copy(configuration);  // the accessors give places to write to
+  switch (row.kind) {
+    case OptionKind::BOOL:
+      return row.bool_value(copy) ? "true" : "false";
+    case OptionKind::INT:
+    case OptionKind::ENUM:
+      return std::to_string(row.int_value(copy));
+    case OptionKind::FLOAT: {
+      char text[40];
+      std::snprintf(text, sizeof(text), "%.15g", row.float_value(copy));
+      return text;
+    }
+    case OptionKind::STR:
+      return row.string_value(copy);
+  }
+  return "";
+}
+
+std::string OptionParser::usage() {
+  const Configuration defaults;
+  std::string text;
+  const char* current = nullptr;
+  for (const OptionRow& row : option_table()) {
+    if (current != heading(row.group)) {
+      current = heading(row.group);
+      text += text.empty() ? "" : "\n";
+      text += std::string(current) + "\n";
+    }
+    switch (row.kind) {
+      case OptionKind::BOOL:
+        text += std::string(" -[no_]") + row.name;
+        break;
+      case OptionKind::INT:
+        text += std::string(" -") + row.name + "=INT";
+        break;
+      case OptionKind::ENUM:
+        text += std::string(" -") + row.name + "=ENUM";
+        break;
+      case OptionKind::FLOAT:
+        text += std::string(" -") + row.name + "=FLOAT";
+        break;
+      case OptionKind::STR:
+        text += std::string(" -") + row.name + "=STR";
+        break;
+    }
+    text += "\n    " + std::string(row.help) + " (default: " + value_text(row, defaults) + ")\n";
+  }
+  return text;
+}
+
+}  // namespace ordax

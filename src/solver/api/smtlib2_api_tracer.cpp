@@ -1,0 +1,298 @@
+#include "solver/api/smtlib2_api_tracer.h"
+
+#include "solver/api/option_parser.h"
+#include "solver/terms/term_walk.h"
+
+namespace ordax {
+namespace {
+
+constexpr std::size_t LONGEST_INLINE = 200;
+constexpr std::size_t LONGEST_VALUE = 5000;
+
+std::string name_of(TermRef term) {
+  std::string text(".t");
+  text += std::to_string(term->id);
+  return text;
+}
+
+std::string between_bars(const std::string& text) {
+  std::string result(1, '|');
+  result += text;
+  result += '|';
+  return result;
+}
+
+std::string made_unique(const std::string& text, const Symbol* symbol) {
+  std::string result(text);
+  result += '#';
+  result += std::to_string(symbol->id);
+  return between_bars(result);
+}
+
+std::string numeral(const Number& value, bool as_real) {
+  const std::string suffix = as_real ? ".0" : "";
+  const Number magnitude = value.abs();
+  std::string text = magnitude.numerator().to_string() + suffix;
+  if (!magnitude.is_integer()) {
+    const std::string below = magnitude.denominator().to_string() + suffix;
+    std::string fraction("(/ ");
+    fraction.append(text).append(" ").append(below).append(")");
+    text.swap(fraction);
+  }
+  if (value.sign() >= 0) return text;
+  std::string negative("(- ");
+  negative.append(text).append(")");
+  return negative;
+}
+
+// A symbol as it is where that is allowed, else between bars; bars and backslashes, which cannot be
+// quoted, are replaced and the id keeps the name apart from others.
+std::string quoted(const Symbol* symbol) {
+  bool plain = !(symbol->name[0] >= '0' && symbol->name[0] <= '9');
+  bool changed = false;
+  std::string text;
+  for (const char c : symbol->name) {
+    const bool word = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                      std::string_view("~!@$%^&*_-+=<>.?/").find(c) != std::string_view::npos;
+    const bool printable = (c >= ' ' && c <= '~') || c == '\n' || c == '\t' || c == '\r';
+    plain = plain && word;
+    const bool impossible = c == '|' || c == '\\' || !printable;
+    changed = changed || impossible;
+    text += impossible ? '_' : c;
+  }
+  if (changed) return made_unique(text, symbol);
+  // A user's name never meets a reserved word or one of the script's own names.
+  const bool reserved = text.size() > 1 && (text.compare(0, 2, ".t") == 0);
+  if (reserved) return made_unique(text, symbol);
+  static constexpr const char* WORDS[] = {
+      "and",    "or",     "not",      "ite",    "true", "false", "let",  "to_real", "to_int",
+      "is_int", "mod",    "div",      "abs",    "xor",  "par",   "_",    "!",       "as",
+      "exists", "forall", "distinct", "assert", "push", "pop",   "exit", "+",       "-",
+      "*",      "/",      "=",        "<",      "<=",   ">",     ">=",   "=>"};
+  for (const char* word : WORDS) {
+    if (text == word) return made_unique(text, symbol);
+  }
+  return plain ? text : between_bars(text);
+}
+
+}  // namespace
+
+SmtLib2ApiTracer::SmtLib2ApiTracer(std::FILE* stream, bool scoped,
+                                   const Configuration& configuration, TermManager& terms)
+    : stream_(stream), scoped_(scoped), terms_(terms) {
+  if (configuration.debug.api_call_trace_dump_config) {
+    for (const OptionRow& row : option_table()) {
+      line("; option " + std::string(row.name) + " = " +
+           OptionParser::value_text(row, configuration));
+    }
+  }
+  if (!scoped_) line("(set-option :global-declarations true)");
+  if (configuration.model_generation) line("(set-option :produce-models true)");
+  line("(set-logic ALL)");
+}
+
+SmtLib2ApiTracer::~SmtLib2ApiTracer() {
+  line("(exit)");
+  if (stream_ != stdout) std::fclose(stream_);
+}
+
+void SmtLib2ApiTracer::line(const std::string& text) {
+  std::fwrite(text.data(), 1, text.size(), stream_);
+  std::fputc('\n', stream_);
+  std::fflush(stream_);  // the last line of a session that ends badly is the one that matters
+}
+
+void SmtLib2ApiTracer::comment(const char* text) {
+  line(std::string("; ") + text);
+}
+
+void SmtLib2ApiTracer::assert_formula(TermRef formula) {
+  const std::string text = text_of(formula);
+  line("(assert " + text + ")");
+}
+
+void SmtLib2ApiTracer::push() {
+  levels_.push_back({named_stack_.size(), declared_stack_.size(), sort_stack_.size()});
+  line("(push 1)");
+}
+
+void SmtLib2ApiTracer::pop() {
+  if (levels_.empty()) return;
+  const Level level = levels_.back();
+  levels_.pop_back();
+  if (scoped_) {
+    for (std::size_t i = level.named; i < named_stack_.size(); ++i) named_.erase(named_stack_[i]);
+    for (std::size_t i = level.declared; i < declared_stack_.size(); ++i) {
+      declared_.erase(declared_stack_[i]);
+    }
+    for (std::size_t i = level.sorts; i < sort_stack_.size(); ++i) sorts_.erase(sort_stack_[i]);
+    named_stack_.resize(level.named);
+    declared_stack_.resize(level.declared);
+    sort_stack_.resize(level.sorts);
+  }
+  line("(pop 1)");
+}
+
+void SmtLib2ApiTracer::reset() {
+  levels_.clear();
+  if (scoped_) {
+    named_.clear();
+    declared_.clear();
+    sorts_.clear();
+    named_stack_.clear();
+    declared_stack_.clear();
+    sort_stack_.clear();
+  }
+  line("(reset-assertions)");
+}
+
+void SmtLib2ApiTracer::solve(const std::vector<TermRef>& assumptions) {
+  if (assumptions.empty()) {
+    line("(check-sat)");
+    return;
+  }
+  // Assumptions of the language are literals only; a scope serves for any formula.
+  push();
+  for (const TermRef assumption : assumptions) assert_formula(assumption);
+  line("(check-sat)");
+  pop();
+}
+
+// A declaration or definition would take the model away from the solver that replays the script, so
+// a value is asked for only if its term can be written with what is known already.
+void SmtLib2ApiTracer::get_model_value(TermRef term) {
+  with_model_ = true;
+  writable_ = true;
+  const std::string text = text_of(term);
+  with_model_ = false;
+  if (writable_) line("(get-value (" + text + "))");
+}
+
+std::string SmtLib2ApiTracer::text_of(TermRef root) {
+  texts_.clear();
+  HashMap<TermRef, std::uint32_t, TermHash> parents;
+  HashSet<TermRef, TermHash> visited;
+  std::vector<TermRef> stack;
+  walk_post_order(
+      root, stack, [&](TermRef t) { return visited.contains(t); },
+      [&](TermRef t) {
+        visited.insert(t);
+        for (std::uint32_t i = 0; i < t->arity(); ++i) ++parents[t->arg(i)];
+      });
+  walk_post_order(
+      root, stack, [&](TermRef t) { return texts_.contains(t); },
+      [&](TermRef t) {
+        if (named_.contains(t)) {
+          texts_.insert(t, name_of(t));
+          return;
+        }
+        std::string text = expression(t);
+        const std::uint32_t* count = parents.find(t);
+        const bool shared = count != nullptr && *count > 1;
+        if (with_model_) {
+          if (text.size() > LONGEST_VALUE) writable_ = false;
+          if (!writable_) text.clear();
+        } else if (t->arity() > 0 && (shared || text.size() > LONGEST_INLINE)) {
+          define(t, text);
+          text = name_of(t);
+        }
+        texts_.insert(t, std::move(text));
+      });
+  return *texts_.find(root);
+}
+
+void SmtLib2ApiTracer::define(TermRef term, const std::string& text) {
+  line("(define-fun " + name_of(term) + " () " + sort_text(term->type()) + " " + text + ")");
+  named_.insert(term);
+  named_stack_.push_back(term);
+}
+
+std::string SmtLib2ApiTracer::argument(TermRef term, bool as_real) {
+  if (!as_real || !term->type()->is_int()) return *texts_.find(term);
+  if (is_number(term)) return numeral(number_of(term), true);
+  return "(to_real " + *texts_.find(term) + ")";
+}
+
+std::string SmtLib2ApiTracer::expression(TermRef term) {
+  std::string head;
+  switch (term->kind()) {
+    case Kind::TRUE:
+      return "true";
+    case Kind::FALSE:
+      return "false";
+    case Kind::NUMERAL:
+      return numeral(number_of(term), !term->type()->is_int());
+    case Kind::AND:
+      head = "and";
+      break;
+    case Kind::OR:
+      head = "or";
+      break;
+    case Kind::NOT:
+      head = "not";
+      break;
+    case Kind::IFF:
+    case Kind::EQUAL:
+      head = "=";
+      break;
+    case Kind::PLUS:
+      head = "+";
+      break;
+    case Kind::TIMES:
+      head = "*";
+      break;
+    case Kind::DIVIDE:
+      head = "/";
+      break;
+    case Kind::FLOOR:
+      head = "to_int";
+      break;
+    case Kind::LEQ:
+      head = "<=";
+      break;
+    case Kind::TERM_ITE:
+      head = "ite";
+      break;
+    default:
+      declare(term->symbol);
+      head = quoted(term->symbol);
+      break;
+  }
+  if (term->arity() == 0) return head;
+  std::string text = "(" + head;
+  for (std::uint32_t i = 0; i < term->arity(); ++i) {
+    const Type* expected = term->symbol->type->components[i + 1];
+    text += ' ';
+    text += argument(term->arg(i), expected->is_arithmetic() && !expected->is_int());
+  }
+  return text + ")";
+}
+
+void SmtLib2ApiTracer::declare(const Symbol* symbol) {
+  if (declared_.contains(symbol->id)) return;
+  if (with_model_) {
+    writable_ = false;
+    return;
+  }
+  declared_.insert(symbol->id);
+  declared_stack_.push_back(symbol->id);
+  std::string arguments;
+  for (std::uint32_t i = 0; i < symbol->arity; ++i) {
+    if (i > 0) arguments += " ";
+    arguments += sort_text(symbol->type->components[i + 1]);
+  }
+  const std::string result = sort_text(symbol->result);
+  line("(declare-fun " + quoted(symbol) + " (" + arguments + ") " + result + ")");
+}
+
+std::string SmtLib2ApiTracer::sort_text(const Type* type) {
+  if (type->is_bool() || type->is_arithmetic()) return type->name;
+  const std::string text = between_bars(type->name);
+  if (sorts_.insert(type->id)) {
+    sort_stack_.push_back(type->id);
+    line("(declare-sort " + text + " 0)");
+  }
+  return text;
+}
+
+}  // namespace ordax

@@ -1,0 +1,258 @@
+#include "solver/dpll/dpll_solver.h"
+
+#include <algorithm>
+
+namespace ordax {
+
+DpllSolver::DpllSolver(const Configuration& configuration, Logger& logger)
+    : configuration_(configuration),
+      config_(configuration.dpll),
+      logger_(logger),
+      heap_(activity_),
+      random_state_(static_cast<std::uint64_t>(configuration.random_seed)) {
+  if (configuration.proof_generation && config_.preprocessor.mode != 0) {
+    throw Exception("proof generation is not compatible with SAT-level preprocessing");
+  }
+  marker_ = arena_.make(nullptr, 0, Clause::kMarkerId, /*learnt=*/false, /*boosted=*/false);
+  track_agility_ = config_.restart_strategy == 2;
+}
+
+void DpllSolver::set_preprocessor(SatPreprocessor* preprocessor) {
+  preprocessor_ = preprocessor;
+}
+
+Var DpllSolver::new_var(bool decision) {
+  const auto v = static_cast<Var>(values_.size());
+  values_.push_back(kUndefined);
+  saved_phase_.push_back(config_.branching_initial_phase == 1 ? kTrue : kFalse);
+  preferred_phase_.push_back(kUndefined);
+  info_.push_back(Assignment());
+  trail_.add_var();
+  activity_.push_back(0.0);
+  decision_.push_back(decision ? 1 : 0);
+  seen_.push_back(0);
+  frozen_.push_back(0);
+  is_theory_atom_.push_back(0);
+  terms_.push_back(nullptr);
+  watches_.emplace_back();
+  watches_.emplace_back();
+  if (decision) heap_.insert(v);
+  return v;
+}
+
+void DpllSolver::delete_last_var() {
+  const auto last = static_cast<Var>(values_.size()) - 1;
+  heap_.filter([last](Var v) { return v != last; });
+  if (const TermRef term = terms_.back(); term != nullptr) {
+    variable_of_[static_cast<std::size_t>(term->id)] = kNoVar;
+  }
+  values_.pop_back();
+  saved_phase_.pop_back();
+  preferred_phase_.pop_back();
+  info_.pop_back();
+  trail_.remove_var();
+  activity_.pop_back();
+  decision_.pop_back();
+  seen_.pop_back();
+  frozen_.pop_back();
+  is_theory_atom_.pop_back();
+  terms_.pop_back();
+  watches_.pop_back();
+  watches_.pop_back();
+}
+
+Var DpllSolver::find_variable(TermRef term) const {
+  const auto id = static_cast<std::size_t>(term->id);
+  return id < variable_of_.size() ? variable_of_[id] : kNoVar;
+}
+
+bool DpllSolver::variable_of_term(TermRef term, Var& variable) {
+  variable = find_variable(term);
+  if (variable != kNoVar) return false;
+  variable = new_var();
+  const auto id = static_cast<std::size_t>(term->id);
+  if (id >= variable_of_.size()) variable_of_.resize(id + id / 2 + 16, kNoVar);
+  variable_of_[id] = variable;
+  terms_[index(variable)] = term;
+  if (logs(4)) {
+    log(4, "proxied term: " + std::to_string(term->id) + ", with var: " + std::to_string(variable));
+  }
+  if (hook_ != nullptr && hook_->tell_atom(variable, term)) {
+    is_theory_atom_[index(variable)] = 1;
+    frozen_[index(variable)] = 1;
+  }
+  return true;
+}
+
+void DpllSolver::set_decision(Var variable, bool decision) {
+  decision_[index(variable)] = decision ? 1 : 0;
+  if (decision && (values_[index(variable)] & 2) != 0) heap_.insert(variable);
+}
+
+void DpllSolver::set_preferred(Var variable, Value phase) {
+  preferred_.push_back(variable);
+  preferred_phase_[index(variable)] = phase;
+}
+
+void DpllSolver::clear_preferred() {
+  for (const Var v : preferred_) preferred_phase_[index(v)] = kUndefined;
+  preferred_.clear();
+}
+
+void DpllSolver::set_frozen(Var variable, bool frozen) {
+  frozen_[index(variable)] = frozen || is_theory_atom_[index(variable)] != 0 ? 1 : 0;
+}
+
+bool DpllSolver::add_clause(const LitVector& literals, bool boosted, bool /*tracked*/) {
+  if (is_unsat()) return false;
+  if (logs(4)) {
+    log(4, "adding clause (size " + std::to_string(literals.size()) +
+               "): " + to_text(literals.begin(), literals.end()));
+  }
+  LitVector clause(literals);
+  if (preprocessor_ != nullptr && !restore_eliminated(clause)) return false;
+  if (!base_levels_.empty()) clause.push_back(negate(base_levels_.back()));
+  // Also above the base levels, where nothing is simplified, watching needs distinct literals.
+  std::sort(clause.begin(), clause.end());
+  std::size_t kept = 0;
+  for (const Lit literal : clause) {
+    if (kept > 0 && clause[kept - 1] == literal) continue;
+    if (kept > 0 && clause[kept - 1] == negate(literal)) return true;
+    clause[kept++] = literal;
+  }
+  clause.shrink(kept);
+
+  if (decision_level() > num_base_levels()) {
+    if (clause.empty()) {
+      mark_unsat(0);
+      return false;
+    }
+    sort_for_watching(clause);
+    Clause* const made = make_clause(clause, /*learnt=*/false, boosted);
+    if (clause.size() == 1) {
+      add_pending(made);
+      arena_.release(made);
+      return true;
+    }
+    clauses_.push_back(made);
+    attach(made);
+    if (is_false(clause[1]) && !is_true(clause[0])) add_pending(made);
+    return true;
+  }
+
+  cancel_until(0);
+  kept = 0;
+  for (const Lit literal : clause) {
+    if (is_true(literal)) return true;
+    if (!is_false(literal)) clause[kept++] = literal;
+  }
+  clause.shrink(kept);
+  if (clause.empty()) {
+    mark_unsat(0);
+    return false;
+  }
+  if (clause.size() == 1) {
+    assign(clause[0], nullptr);
+    return true;
+  }
+  Clause* const made = make_clause(clause, /*learnt=*/false, boosted);
+  clauses_.push_back(made);
+  attach(made);
+  return true;
+}
+
+void DpllSolver::push_backtrack_point() {
+  cancel_until(0);
+  const Var label = new_var(/*decision=*/false);
+  frozen_[index(label)] = 1;
+  base_levels_.push_back(make_lit(label));
+}
+
+void DpllSolver::pop_backtrack_point() {
+  cancel_until(0);
+  const Var first = var_of(base_levels_.back());
+  base_levels_.pop_back();
+  if (unsat_base_ > num_base_levels()) unsat_base_ = -1;
+
+  // Learnt clauses and facts without the label may still hold variables that go.
+  clear_level_zero_reasons();
+  clear_pending();
+  remove_clauses_if([first](const Clause& clause) {
+    return std::any_of(clause.begin(), clause.end(), [first](Lit l) { return var_of(l) >= first; });
+  });
+  std::size_t kept = 0;
+  for (const Lit literal : trail_) {
+    if (var_of(literal) >= first) continue;
+    info_[index(var_of(literal))].position = static_cast<std::int32_t>(kept);
+    trail_[kept++] = literal;
+  }
+  trail_.set_size(kept);
+  head_ = 0;
+  simplified_facts_ = 0;
+  if (hook_ != nullptr) {
+    hook_->backtrack(-1);
+    hook_->forget_atoms(first);
+  }
+  sent_ = 0;
+  theory_level_ = 0;
+  if (preprocessor_ != nullptr) preprocessor_->forget_vars(first);
+
+  std::size_t preferred = 0;
+  for (const Var v : preferred_) {
+    if (v < first) preferred_[preferred++] = v;
+  }
+  preferred_.shrink(preferred);
+  heap_.filter([first](Var v) { return v < first; });
+  while (static_cast<Var>(values_.size()) > first) delete_last_var();
+  if (config_.pop_btpoint_reset_var_order) {
+    for (double& activity : activity_) activity = 0;
+    var_inc_ = 1.0;
+  }
+  for (Var v = 0; v < first; ++v) {
+    if (decision_[index(v)] != 0 && (values_[index(v)] & 2) != 0) heap_.insert(v);
+  }
+  heap_.filter([](Var) { return true; });
+}
+
+void DpllSolver::remove_clauses_containing(Lit literal) {
+  cancel_until(0);
+  clear_level_zero_reasons();
+  clear_pending();
+  remove_clauses_if([literal](const Clause& clause) {
+    return std::find(clause.begin(), clause.end(), literal) != clause.end();
+  });
+}
+
+void DpllSolver::log(int level, const std::string& text) {
+  logger_.log(level, "DPLL", text);
+}
+
+std::string DpllSolver::to_text(const Lit* first, const Lit* last) const {
+  std::string text;
+  for (; first != last; ++first) {
+    if (!text.empty()) text += ' ';
+    if (is_negated(*first)) text += '-';
+    text += std::to_string(var_of(*first) + 1);
+  }
+  return text;
+}
+
+std::vector<std::pair<std::string, std::uint64_t>> DpllSolver::statistics_table() const {
+  return {{"num sat vars", num_vars()},
+          {"num sat clauses", clauses_.size()},
+          {"dpll restarts", statistics_.restarts},
+          {"dpll decisions", statistics_.decisions},
+          {"dpll propagations", statistics_.propagations},
+          {"dpll conflicts", statistics_.conflicts}};
+}
+
+std::vector<std::vector<Lit>> DpllSolver::problem_clauses() const {
+  std::vector<std::vector<Lit>> result;
+  const std::size_t facts = trail_lim_.empty() ? trail_.size() : index(trail_lim_[0]);
+  for (std::size_t i = 0; i < facts; ++i) result.push_back({trail_[i]});
+  for (const Clause* clause : clauses_) result.emplace_back(clause->begin(), clause->end());
+  if (unsat_base_ == 0) result.emplace_back();
+  return result;
+}
+
+}  // namespace ordax

@@ -1,0 +1,92 @@
+#include "solver/la/bound_value.h"
+
+namespace ordax::la {
+
+struct BoundValue::Record {
+  Number rational;
+  Number infinitesimal;
+  std::uint32_t count;
+};
+
+BoundValue::BoundValue(const Number& rational, const Number& infinitesimal) : word_(1) {
+  set(rational, infinitesimal);
+}
+
+// The word holds nothing that has to be released.
+void BoundValue::set(Number rational, Number infinitesimal) {
+  if (rational.is_small_integer() && infinitesimal.is_small_integer()) {
+    const std::int64_t r = rational.small_numerator();
+    const std::int64_t k = infinitesimal.small_numerator();
+    constexpr std::int64_t kMaxRational = std::int64_t{1} << 42;
+    if (r >= -kMaxRational && r <= kMaxRational && k >= -kMaxInfinitesimal &&
+        k <= kMaxInfinitesimal) {
+      const std::int64_t payload = r * kOne + k;
+      if (payload >= -kMaxPayload && payload <= kMaxPayload) {
+        word_ = payload * 2 + 1;
+        return;
+      }
+    }
+  }
+  word_ = reinterpret_cast<std::int64_t>(
+      new Record{std::move(rational), std::move(infinitesimal), /*count=*/1});
+}
+
+void BoundValue::hold() const noexcept {
+  ++record()->count;
+}
+
+void BoundValue::release() noexcept {
+  if (--record()->count == 0) delete record();
+}
+
+Number BoundValue::rational() const {
+  if (!is_inline()) return record()->rational;
+  return Number((payload() - small_part(payload())) / kOne);
+}
+
+Number BoundValue::infinitesimal() const {
+  if (!is_inline()) return record()->infinitesimal;
+  return Number(small_part(payload()));
+}
+
+bool BoundValue::big_is_integer() const {
+  return record()->infinitesimal.is_zero() && record()->rational.is_integer();
+}
+
+Number BoundValue::floor() const {
+  const Number r = rational();
+  if (r.is_integer()) return infinitesimal().sign() < 0 ? r - Number(1) : r;
+  return r.floor();
+}
+
+Number BoundValue::ceil() const {
+  const Number r = rational();
+  if (r.is_integer()) return infinitesimal().sign() > 0 ? r + Number(1) : r;
+  return r.ceil();
+}
+
+void BoundValue::addmul_slow(const Number& factor, const BoundValue& other) {
+  Number r = rational();
+  Number k = infinitesimal();
+  r.addmul(factor, other.rational());
+  k.addmul(factor, other.infinitesimal());
+  if (!is_inline()) release();
+  set(std::move(r), std::move(k));
+}
+
+int BoundValue::compare_slow(const BoundValue& a, const BoundValue& b) {
+  const int order = Number::compare(a.rational(), b.rational());
+  return order != 0 ? order : Number::compare(a.infinitesimal(), b.infinitesimal());
+}
+
+Number BoundValue::concrete(const Number& epsilon) const {
+  Number result = rational();
+  result.addmul(infinitesimal(), epsilon);
+  return result;
+}
+
+std::string BoundValue::to_string() const {
+  return rational().to_string() + " + " + infinitesimal().to_string() + "*eps";
+}
+
+}  // namespace ordax::la

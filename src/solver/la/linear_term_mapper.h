@@ -1,0 +1,57 @@
+#pragma once
+
+#include <vector>
+
+#include "solver/base/hash_table.h"
+#include "solver/la/la_solver.h"
+#include "solver/terms/linear_form.h"
+#include "solver/terms/term_walk.h"
+
+namespace ordax::la {
+
+/// Turns linear forms into variables of the simplex. Each term variable is one variable, each sum
+/// of several is a slack: forms over the same sum, up to a factor, share it.
+class LinearTermMapper {
+ public:
+  class error : public Exception {
+   public:
+    using Exception::Exception;
+  };
+
+  /// What a form stands for: factor * var + constant; var is 0 if nothing varies.
+  struct Mapped {
+    LaVar var = 0;
+    Number factor;
+    Number constant;
+  };
+
+  LinearTermMapper(Solver& solver, const Type* int_type) : solver_(solver), int_type_(int_type) {}
+
+  /// Fails for a form with a subterm that is not a variable.
+  Mapped map(LinearForm form);
+
+  /// The variable of a term, or 0.
+  LaVar find_variable(TermRef term) const {
+    const LaVar* v = variables_.find(term);
+    return v == nullptr ? 0 : *v;
+  }
+  /// The terms that have variables, in the order in which these were made.
+  const std::vector<TermRef>& terms() const { return terms_; }
+  /// The term of a variable; null for slacks.
+  TermRef term_of(LaVar v) const { return term_of_[static_cast<std::size_t>(v)]; }
+
+ private:
+  LaVar variable(TermRef term);
+  LaVar slack(const std::vector<Tableau::Summand>& sum, bool is_int);
+  static std::uint64_t hash_of(const std::vector<Tableau::Summand>& sum);
+
+  Solver& solver_;
+  const Type* int_type_;
+  TermMap<LaVar> variables_;
+  std::vector<TermRef> terms_;
+  std::vector<TermRef> term_of_;
+  HashMap<std::uint64_t, std::int32_t> first_by_hash_;  // a definition, 1 added
+  std::vector<std::int32_t> next_by_hash_;              // by definition, the same way
+};
+
+}  // namespace ordax::la

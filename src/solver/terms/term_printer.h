@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "solver/terms/term.h"
+
+namespace ordax {
+
+/// The text of a term in prefix form. A term whose plain text would be long is printed with its
+/// shared subterms named once by `let`, so the text stays linear in the number of distinct
+/// subterms. With a `limit`, the text is cut off there and ends with "...".
+std::string print_term(TermRef term, std::size_t limit = 0);
+
+}  // namespace ordax
