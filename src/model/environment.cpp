@@ -1,0 +1,23 @@
+#include "shell/environment.h"
+
+#include "model/expression_factory.h"
+#include "model/expression_type_checker.h"
+#include "model/model_factory.h"
+#include "shell/configuration.h"
+#include "shell/option_table.h"
+#include "shell/warnings.h"
+
+namespace kelvo {
+
+Environment::Environment()
+    : model_factory_(std::make_unique<model::ModelFactory>(*this)),
+      expression_factory_(std::make_unique<model::ExpressionFactory>(*this)),
+      type_checker_(std::make_unique<model::ExpressionTypeChecker>(*this)),
+      warning_manager_(std::make_unique<WarningManager>()),
+      configuration_(std::make_unique<Configuration>()) {
+  register_options(*configuration_);
+}
+
+Environment::~Environment() = default;
+
+}  // namespace kelvo
