@@ -1,0 +1,119 @@
+#include <array>
+#include <random>
+#include <string>
+#include <utility>
+
+#include "tests/unit/parsers/anml_fixture.h"
+
+namespace kelvo {
+namespace {
+
+constexpr int kMany = 100000;
+
+std::string repeat(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+class AnmlLimitsTest : public AnmlFixture {};
+
+TEST_F(AnmlLimitsTest, DeepExpressionsAreRead) {
+  const std::string world = "fluent boolean p; fluent integer x; fluent boolean f(boolean b);";
+  const std::string texts[] = {
+      repeat("(", kMany) + "p" + repeat(")", kMany),
+      repeat("not ", kMany) + "p",
+      repeat("p and ", kMany) + "p",
+      repeat("(p or ", kMany) + "p" + repeat(")", kMany),
+      repeat("p implies ", kMany) + "p",
+      repeat("x + ", kMany) + "x == 0",
+      repeat("f(", kMany) + "p" + repeat(")", kMany),
+  };
+  for (const std::string& text : texts) {
+    EXPECT_EQ(parse(world + text + ";")->expressions().size(), 1U) << text.substr(0, 20);
+  }
+}
+
+TEST_F(AnmlLimitsTest, DeepScopesAndChainsOfConstantsAreRead) {
+  EXPECT_EQ(parse("type t with { fluent t n; }; instance t i; i" + repeat(".n", kMany) + " == i;")
+                ->expressions()
+                .size(),
+            1U);
+  std::string chain = "constant integer c(integer k);";
+  for (int i = 0; i < kMany / 4; ++i) {
+    chain += "c(" + std::to_string(i) + ") := c(" + std::to_string(i + 1) + ") + 1;\n";
+  }
+  const std::string last = std::to_string(kMany / 4);
+  EXPECT_EQ(error_of(chain + "c(" + last + ") := 1;"), "accepted");
+  EXPECT_EQ(error_of(chain + "c(" + last + ") := c(0);"),
+            "InternalError: Found an uninitialized constant: c");
+}
+
+TEST_F(AnmlLimitsTest, ManyStatementsAreRead) {
+  std::string text = "fluent integer x;\n";
+  for (int i = 0; i < kMany; ++i) text += "[" + std::to_string(i) + "] x := 1;\n";
+  EXPECT_EQ(parse(text)->expressions().size(), static_cast<std::size_t>(kMany));
+  EXPECT_EQ(error_of(text + "x"), "ParserError: syntax error at line 100002");
+}
+
+TEST_F(AnmlLimitsTest, BoundsOfNestingEndInAnError) {
+  EXPECT_EQ(error_of("fluent " + repeat("set(", kMany) + "boolean" + repeat(")", kMany) + " x;"),
+            "ParserError: Set types are nested too deeply at line 1");
+  std::string types;
+  for (int i = 0; i < 5000; ++i) types += "type t" + std::to_string(i) + " with { ";
+  EXPECT_EQ(error_of(types + repeat("};", 5000)),
+            "ParserError: User type 't4000' is nested in itself or too deeply at line 1");
+  // The same by names that are declared again.
+  std::string chain;
+  for (int i = 0; i < 5000; ++i) {
+    chain += "type t" + std::to_string(i) + " with { type t" + std::to_string(i + 1) + "; };";
+  }
+  EXPECT_NE(error_of(chain), "accepted");
+}
+
+// Whatever the text is, it ends in a problem or in an exception.
+TEST_F(AnmlLimitsTest, MutatedTextsNeverCrash) {
+  const std::string seeds[] = {
+      "type t with { fluent t n; constant integer w(t a, boolean b); type u < t; "
+      "action a(t o, integer[0, 3] k,) { duration :in [1, 2.5]; [start] o.n == n; }; };\n"
+      "instance t i, j; i.w(*) := 3; j.w(i, true) := i.w(j, false) + 1;\n"
+      "[1, end) contains [2] l: i.n == j; start(l) < start(l);",
+      "fluent set(t) s; type t < object; instance t a, b; fluent float[0.0, 1.5] y;\n"
+      "goal { [all] {a, b} subset s union {}; (start, end - 1] not y >= -0.5 / y * 2; };\n"
+      "constant boolean c; [0] c := 1 != 2 implies false; // end",
+  };
+  const std::array<const char*, 12> words = {" ",  ";",  "(",     ")",       "[",       "]",
+                                             ":=", " t", " and ", " start ", "fluent ", "{"};
+  std::mt19937 random(20241122);
+  const auto below = [&random](std::size_t n) { return static_cast<std::size_t>(random() % n); };
+  int accepted = 0;
+  for (int round = 0; round < 4000; ++round) {
+    std::string text = seeds[below(std::size(seeds))];
+    for (std::size_t changes = below(4); changes > 0 && !text.empty(); --changes) {
+      const std::size_t place = below(text.size());
+      switch (below(5)) {
+        case 0:
+          text.erase(place, 1 + below(8));
+          break;
+        case 1:
+          text.insert(place, words[below(words.size())]);
+          break;
+        case 2:
+          text[place] = static_cast<char>(below(256));
+          break;
+        case 3:
+          text.resize(place);
+          break;
+        default:
+          text += text.substr(place, below(40));
+          break;
+      }
+    }
+    accepted += error_of(text) == "accepted" ? 1 : 0;
+  }
+  EXPECT_GT(accepted, 0);  // some rounds change nothing that matters
+  EXPECT_LT(accepted, 4000);
+}
+
+}  // namespace
+}  // namespace kelvo
