@@ -1,0 +1,62 @@
+#pragma once
+
+#include <memory>
+#include <tuple>
+#include <vector>
+
+#include "model/expression.h"
+#include "model/model_fwd.h"
+
+namespace kelvo {
+
+class Environment;
+class Plan;
+
+/// Turns one problem into an equivalent or more restricted one, and keeps what it takes to carry
+/// plans of its output back to its input.
+///
+/// The work is done on the first `output_problem()`, so that a refusal surfaces there. A
+/// transformer must live as long as a plan may still come back through it.
+class BasicTransformer {
+ public:
+  /// One step: the executing instance (null for none), the action and its actual parameters.
+  using Step = std::tuple<model::Instance, model::Action, std::vector<model::Expression>>;
+  /// A step of the output problem with what must hold for the duration of a step for this one to
+  /// be its image: a boolean expression over the `duration` anchor, or null for no demand.
+  using ForwardStep =
+      std::tuple<model::Instance, model::Action, std::vector<model::Expression>, model::Expression>;
+
+  explicit BasicTransformer(const model::ProblemInstance& input_problem);
+  BasicTransformer(const BasicTransformer&) = delete;
+  BasicTransformer& operator=(const BasicTransformer&) = delete;
+  virtual ~BasicTransformer();
+
+  /// The plan of the input problem that a plan of the output problem stands for. The given plan
+  /// stays as it is. Throws `InternalError` on an unknown kind of plan and on an action that is
+  /// none of the output's.
+  virtual std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const = 0;
+  /// The same for one step.
+  virtual Step map_back(const model::Instance& object, const model::Action& action,
+                        const std::vector<model::Expression>& parameters) const = 0;
+  /// All steps of the output problem that may stand for a step of the input problem.
+  virtual std::vector<ForwardStep> map_forward(
+      const model::Instance& object, const model::Action& action,
+      const std::vector<model::Expression>& parameters) const = 0;
+
+  const model::ProblemInstance& input_problem() const { return input_problem_; }
+  /// Computes the output on the first call.
+  const model::ProblemInstance& output_problem();
+
+ protected:
+  /// Makes `output_problem_` and fills all that mapping needs.
+  virtual void do_computation() = 0;
+
+  Environment& environment() const;
+
+  model::ProblemInstance output_problem_;
+
+ private:
+  model::ProblemInstance input_problem_;
+};
+
+}  // namespace kelvo

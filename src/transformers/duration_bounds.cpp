@@ -1,0 +1,129 @@
+#include "transformers/duration_bounds.h"
+
+#include <vector>
+
+#include "model/action.h"
+#include "model/check_contains_walker.h"
+#include "model/expression_factory.h"
+#include "model/expression_simplifier.h"
+#include "model/print_expression.h"
+#include "shell/environment.h"
+#include "shell/errors.h"
+
+namespace kelvo {
+
+using model::Expression;
+using model::ExpressionOperatorKind;
+using model::print_expression;
+
+namespace {
+
+bool is_duration_comparison(Expression e) {
+  switch (model::kind_of(e)) {
+    case ExpressionOperatorKind::LE:
+    case ExpressionOperatorKind::LT:
+    case ExpressionOperatorKind::GE:
+    case ExpressionOperatorKind::GT:
+    case ExpressionOperatorKind::EQUALS:
+    case ExpressionOperatorKind::ASSIGN:
+      return model::kind_of(e->child(0)) == ExpressionOperatorKind::DURATION;
+    default:
+      return false;
+  }
+}
+
+// The leaves of a tree of conjunctions, in order.
+std::vector<Expression> conjuncts_of(Expression constraint) {
+  std::vector<Expression> conjuncts;
+  std::vector<Expression> todo{constraint};
+  while (!todo.empty()) {
+    const Expression e = todo.back();
+    todo.pop_back();
+    if (model::kind_of(e) == ExpressionOperatorKind::AND) {
+      todo.insert(todo.end(), e->children().rbegin(), e->children().rend());
+    } else {
+      conjuncts.push_back(e);
+    }
+  }
+  return conjuncts;
+}
+
+void raise_lower(DurationBounds& bounds, const rational& value, bool open) {
+  if (open ? value >= bounds.lower : value > bounds.lower) {
+    bounds.lower = value;
+    bounds.lower_open = open;
+  }
+}
+
+void drop_upper(DurationBounds& bounds, const rational& value, bool open) {
+  if (!bounds.upper || (open ? value <= *bounds.upper : value < *bounds.upper)) {
+    bounds.upper = value;
+    bounds.upper_open = open;
+  }
+}
+
+}  // namespace
+
+void DurationBounds::fold(Environment& env, Expression constraint) {
+  const model::ExpressionFactory& ef = env.expression_factory();
+  const model::ExpressionSimplifier simplify(env);
+  for (const Expression conjunct : conjuncts_of(constraint)) {
+    if (!is_duration_comparison(conjunct)) throw InternalError() << print_expression(conjunct);
+    const Expression bound = simplify(conjunct->child(1));
+    if (!ef.is_number(bound)) continue;
+    const rational value = ef.get_number(bound);
+    switch (model::kind_of(conjunct)) {
+      case ExpressionOperatorKind::LE:
+        drop_upper(*this, value, /*open=*/false);
+        break;
+      case ExpressionOperatorKind::LT:
+        drop_upper(*this, value, /*open=*/true);
+        break;
+      case ExpressionOperatorKind::GE:
+        raise_lower(*this, value, /*open=*/false);
+        break;
+      case ExpressionOperatorKind::GT:
+        raise_lower(*this, value, /*open=*/true);
+        break;
+      default:
+        raise_lower(*this, value, /*open=*/false);
+        drop_upper(*this, value, /*open=*/false);
+    }
+  }
+}
+
+bool DurationBounds::is_empty() const {
+  if (!upper) return false;
+  return lower > *upper || (lower == *upper && lower_open != upper_open);
+}
+
+Expression DurationBounds::to_expression(Environment& env) const {
+  model::ExpressionFactory& ef = env.expression_factory();
+  const Expression duration = ef.make_duration_anchor();
+  const Expression low = ef.make_rational_constant(lower);
+  if (is_point()) return ef.make_equals(duration, low);
+  const Expression above = lower_open ? ef.make_gt(duration, low) : ef.make_ge(duration, low);
+  if (!upper) return above;
+  const Expression high = ef.make_rational_constant(*upper);
+  const Expression below = upper_open ? ef.make_lt(duration, high) : ef.make_le(duration, high);
+  return ef.make_and(above, below);
+}
+
+bool mentions_duration(Environment& env, Expression e) {
+  return model::CheckContainsWalker(env, ExpressionOperatorKind::DURATION)(e);
+}
+
+Expression non_constant_duration_bound(Environment& env, const model::Action& action) {
+  const model::ExpressionFactory& ef = env.expression_factory();
+  const model::ExpressionSimplifier simplify(env);
+  for (const Expression e : action->expressions()) {
+    if (ef.is_temporal_expression(e) || !mentions_duration(env, e)) continue;
+    for (const Expression conjunct : conjuncts_of(e)) {
+      if (!is_duration_comparison(conjunct)) continue;
+      if (!ef.is_number(simplify(conjunct->child(1)))) return conjunct;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace kelvo
