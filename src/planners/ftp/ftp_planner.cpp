@@ -1,0 +1,358 @@
+#include "planners/ftp/ftp_planner.h"
+
+#include <algorithm>
+#include <cassert>
+#include <utility>
+
+#include "model/expression_factory.h"
+#include "planners/ftp/ftp_hadd.h"
+#include "planners/ftp/ftp_hlandmarks.h"
+#include "planners/ftp/ftp_hmax.h"
+#include "planners/ftp/network_replay.h"
+#include "planners/own_compilation.h"
+#include "plans/time_triggered_plan.h"
+#include "shell/configuration.h"
+#include "shell/environment.h"
+#include "shell/errors.h"
+#include "shell/log.h"
+#include "shell/numbers.h"
+
+namespace kelvo::ftp {
+
+FtpPlanner::FtpPlanner(Environment& env, const model::ProblemInstance& problem)
+    : Planner(env, problem) {
+  const Configuration& options = env.configuration();
+  const rational plan_epsilon = rational_from_string(options.get_string_value("plan-epsilon"));
+  weight_ = options.get_float_value("weight");
+  simultaneity_ = options.get_boolean_value("ftp-simultaneity");
+  no_backtracking_ = options.get_boolean_value("ftp-no-backtracking");
+  deordering_ = options.get_boolean_value("ftp-deordering");
+
+  OwnCompilation compilation;
+  compilation.splits_durations = true;
+  compilation.prune_actions = !options.get_boolean_value("disable-prune-actions");
+  compile(compilation);
+  task_ = std::make_unique<CompiledTask>(problem_, plan_epsilon);
+  const StepRules rules{deordering_, /*prune_coinciding_effects=*/!simultaneity_};
+  generator_ = std::make_unique<SuccessorGenerator>(*task_, rules);
+  make_heuristic();
+}
+
+FtpPlanner::~FtpPlanner() = default;
+
+void FtpPlanner::make_heuristic() {
+  const Configuration& options = environment().configuration();
+  const std::string& name = options.get_string_value("ftp-heuristic");
+  const bool is_learned = !options.get_string_value("rlftp-model").empty();
+  if (is_learned || name == "blind" || weight_ == 0) return;
+  if (name == "hsize") {
+    heuristic_ = std::make_unique<HSize>(environment());
+    return;
+  }
+  relaxed_ = std::make_unique<RelaxedTask>(*task_);
+  if (name == "hadd") {
+    heuristic_ = std::make_unique<HAdd>(*relaxed_);
+  } else if (name == "hmax") {
+    heuristic_ = std::make_unique<HMax>(*relaxed_);
+  } else if (name == "hlandmarks") {
+    heuristic_ = std::make_unique<HLandmarks>(*relaxed_);
+  } else {
+    throw InternalError("Heuristic not implemented!");
+  }
+}
+
+std::shared_ptr<Plan> FtpPlanner::solve() {
+  const bool weak_equality = environment().configuration().get_boolean_value("ftp-weak-equality");
+  std::shared_ptr<Plan> plan = search(weak_equality);
+  if (plan == nullptr && weak_equality) {
+    LOG(LogLevel::INFO) << "Weak Equality detected unsolvability. Resorting to tree-search!";
+    plan = search(false);
+  }
+  return plan;
+}
+
+// --- the open list ---
+
+// The state with the least priority comes first, of two the one with fewer lists. Nothing else
+// breaks ties: first in, first out was measured to be by far the worst choice.
+class FtpPlanner::OpenList {
+ public:
+  bool empty() const { return heap_.empty(); }
+  std::size_t size() const { return heap_.size(); }
+
+  void push(SearchState* state) {
+    heap_.push_back({state->f, state->num_todo, state});
+    std::push_heap(heap_.begin(), heap_.end(), comes_later);
+  }
+
+  SearchState* pop() {
+    std::pop_heap(heap_.begin(), heap_.end(), comes_later);
+    SearchState* state = heap_.back().state;
+    heap_.pop_back();
+    return state;
+  }
+
+  template <typename Release>
+  void clear(const Release& release) {
+    for (const OpenEntry& entry : heap_) release(entry.state);
+    heap_.clear();
+  }
+
+ private:
+  static bool comes_later(const OpenEntry& a, const OpenEntry& b) {
+    return a.f > b.f || (a.f == b.f && a.num_todo > b.num_todo);
+  }
+
+  std::vector<OpenEntry> heap_;
+};
+
+// --- weak equality ---
+
+struct FtpPlanner::WeakHash {
+  const StateSpace* space;
+
+  std::size_t operator()(const SearchState* state) const {
+    std::uint64_t hash = 0;
+    const auto mix = [&hash](std::uint64_t word) {
+      hash = (hash ^ word) * 0x9e3779b97f4a7c15ULL;
+      hash ^= hash >> 32;
+    };
+    std::for_each_n(state->bits, space->num_words(), mix);
+    std::for_each_n(state->ids, space->num_ids(), mix);
+    return hash;
+  }
+};
+
+// The same values, as many lists, and first lists of one length: not the same state.
+struct FtpPlanner::WeakEquality {
+  const CompiledTask* task;
+
+  std::size_t first_length(const SearchState* state) const {
+    const TodoList& first = state->todo[0];
+    return task->template_of(first.template_id).events.size() - first.position;
+  }
+
+  bool operator()(const SearchState* a, const SearchState* b) const {
+    const StateSpace& space = task->space();
+    return std::equal(a->bits, a->bits + space.num_words(), b->bits) &&
+           std::equal(a->ids, a->ids + space.num_ids(), b->ids) && a->num_todo == b->num_todo &&
+           (a->num_todo == 0 || first_length(a) == first_length(b));
+  }
+};
+
+// --- progress ---
+
+class FtpPlanner::Progress {
+ public:
+  Progress() : since_(Clock::now()) {}
+
+  void note_attempt() { ++num_attempts_; }
+  std::size_t num_attempts() const { return num_attempts_; }
+  std::size_t num_expanded() const { return num_expanded_; }
+
+  void note_expansion(double depth, double estimate, std::size_t open_size) {
+    ++num_expanded_;
+    depths_ += depth;
+    estimates_ += estimate;
+    if (num_expanded_ % INTERVAL == 0) report(open_size);
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  static constexpr std::size_t INTERVAL = 1000;
+
+  void report(std::size_t open_size) {
+    const Clock::time_point now = Clock::now();
+    const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(now - since_);
+    const double seconds = static_cast<double>(passed.count()) / 1000.0;
+    const double interval = static_cast<double>(INTERVAL);
+    LOG(LogLevel::INFO) << "Avg depth: " << depths_ / interval
+                        << ", TP evaluated: " << num_attempts_ << ", Open size: " << open_size
+                        << ", States expanded: " << num_expanded_
+                        << ", Avg h(): " << estimates_ / interval
+                        << ", Speed: " << interval / seconds << " states/s";
+    depths_ = 0;
+    estimates_ = 0;
+    since_ = now;
+  }
+
+  std::size_t num_attempts_ = 0;
+  std::size_t num_expanded_ = 0;
+  double depths_ = 0;
+  double estimates_ = 0;
+  Clock::time_point since_;
+};
+
+// --- the search ---
+
+double FtpPlanner::estimate_of(const SearchState& state) const {
+  if (heuristic_ == nullptr) return 0;
+  return (state.f - (1 - weight_) * state.g) / weight_;
+}
+
+// The estimate of the initial state. The actions to try are filled in: with hadd only those that
+// can be reached and may help.
+double FtpPlanner::initial_estimate(const SearchState& state, std::vector<std::uint32_t>& actions) {
+  HAdd* hadd = dynamic_cast<HAdd*>(heuristic_.get());
+  if (hadd != nullptr) {
+    const double estimate = hadd->compute(state, /*record=*/true);
+    actions = hadd->useful_actions();
+    return estimate;
+  }
+  for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < task_->templates().size(); ++id) {
+    actions.push_back(id);
+  }
+  return heuristic_ == nullptr ? 0 : heuristic_->evaluate(state);
+}
+
+std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
+  LOG(LogLevel::INFO) << "Start FTP";
+  num_expanded_ = 0;
+  num_generated_ = 0;
+  OpenList open;
+  std::unordered_set<SearchState*, WeakHash, WeakEquality> closed(16, WeakHash{&task_->space()},
+                                                                  WeakEquality{task_.get()});
+  const auto release_one = [this](SearchState* state) { release(state); };
+
+  SearchState* initial = make_initial_state();
+  if (initial == nullptr) return nullptr;
+  std::vector<std::uint32_t> actions;
+  const double estimate = initial_estimate(*initial, actions);
+  initial->f = weight_ * estimate;
+  LOG(LogLevel::INFO) << "Initial H=" << estimate;
+  if (estimate == Heuristic::DEAD_END) {
+    release(initial);
+    return nullptr;
+  }
+  open.push(initial);
+
+  SearchState* goal = nullptr;
+  Progress progress;
+  const auto push = [&](SearchState* child) {
+    if (child == nullptr) return;
+    ++num_generated_;
+    open.push(child);
+  };
+  while (goal == nullptr && !open.empty()) {
+    SearchState* state = open.pop();
+    if (no_backtracking_) open.clear(release_one);
+    if (closed.contains(state)) {
+      release(state);
+      continue;
+    }
+    progress.note_expansion(state->g, estimate_of(*state), open.size());
+    if (generator_->is_goal(*state)) {
+      goal = state;
+      break;
+    }
+    for (std::size_t list = 0; list < state->num_todo; ++list) {
+      progress.note_attempt();
+      push(expand_event(*state, list, /*use_heuristic=*/true));
+    }
+    for (const std::uint32_t action : actions) {
+      push(expand_action(*state, action, /*use_heuristic=*/true));
+    }
+    if (weak_equality) {
+      closed.insert(state);
+    } else {
+      release(state);
+    }
+  }
+  num_expanded_ = progress.num_expanded();
+
+  std::shared_ptr<Plan> plan;
+  if (goal != nullptr) {
+    LOG(LogLevel::INFO) << "Final depth: " << goal->g
+                        << ", TP evaluated: " << progress.num_attempts()
+                        << ", Open size: " << open.size()
+                        << ", States expanded: " << progress.num_expanded()
+                        << ", H: " << estimate_of(*goal);
+    plan = build_plan(*goal);
+    release(goal);
+  }
+  for (SearchState* state : closed) release(state);
+  open.clear(release_one);
+  return plan == nullptr ? nullptr : map_back(plan);
+}
+
+SearchState* FtpPlanner::finish_successor(const SearchState& current, SearchState* scratch,
+                                          bool use_heuristic) {
+  if (scratch == nullptr) return nullptr;
+  double estimate = 0;
+  if (use_heuristic && heuristic_ != nullptr) estimate = heuristic_->evaluate(*scratch);
+  if (estimate == Heuristic::DEAD_END) return nullptr;
+  scratch->g = current.g + 1;
+  scratch->f = (1 - weight_) * scratch->g + weight_ * estimate;
+  return generator_->keep(current);
+}
+
+SearchState* FtpPlanner::expand_event(const SearchState& current, std::size_t list,
+                                      bool use_heuristic) {
+  const TodoList applied = current.todo[list];
+  SearchState* child =
+      finish_successor(current, generator_->apply_event(current, list), use_heuristic);
+  if (child == nullptr || !simultaneity_) return child;
+
+  // Two events with the same time expression happen at once, so the next one follows here.
+  const model::Action& action = task_->template_of(applied.template_id).action;
+  for (std::size_t next = 0; next < child->num_todo; ++next) {
+    const TodoList& follower = child->todo[next];
+    const EventTemplate& events = task_->template_of(follower.template_id);
+    if (events.action != action) continue;
+    const auto time_of = [&](const SearchState& state, const TodoList& at, std::uint32_t position) {
+      const TemplateEvent& event = task_->template_of(at.template_id).events[position];
+      return generator_->closes(state, at, position) ? event.right_time : event.left_time;
+    };
+    const bool at_once =
+        time_of(current, applied, applied.position) == time_of(*child, follower, follower.position);
+    return at_once ? replace_by_follower(child, next, use_heuristic) : child;
+  }
+  return child;
+}
+
+SearchState* FtpPlanner::expand_action(const SearchState& current, std::uint32_t template_id,
+                                       bool use_heuristic) {
+  SearchState* child =
+      finish_successor(current, generator_->open_action(current, template_id), use_heuristic);
+  if (child == nullptr || !simultaneity_) return child;
+  const TemplateEvent& first = task_->template_of(template_id).events.front();
+  if (!environment().expression_factory().is_start_anchor(first.left_time)) return child;
+  return replace_by_follower(child, child->num_todo - 1, use_heuristic);
+}
+
+SearchState* FtpPlanner::replace_by_follower(SearchState* child, std::size_t list,
+                                             bool use_heuristic) {
+  SearchState* follower = expand_event(*child, list, use_heuristic);
+  release(child);
+  return follower;
+}
+
+// --- the plan ---
+
+std::shared_ptr<TimeTriggeredPlan> FtpPlanner::build_plan(const SearchState& goal) {
+  constexpr unsigned DECIMAL_PLACES = 2;
+  NetworkReplay replay(*task_, deordering_);
+  replay.replay(goal.path);
+  const auto times = replay.network().get_min_makespan_solution(replay.interpreter());
+  std::vector<std::pair<double, Event>> openings;
+  for (const Event& opening : replay.openings()) openings.emplace_back(times.at(opening), opening);
+  std::stable_sort(openings.begin(), openings.end(), [](const auto& a, const auto& b) {
+    return a.first != b.first ? a.first < b.first : a.second.fresh_id < b.second.fresh_id;
+  });
+  auto plan = std::make_shared<TimeTriggeredPlan>(environment());
+  for (const auto& [time, opening] : openings) {
+    const rational start(time);
+    const rational end(times.at(NetworkReplay::end_of(opening)));
+    rational duration = kelvo::round(rational(end - start), DECIMAL_PLACES);
+    // A bound with more digits must not be rounded away.
+    const DurationBounds& bounds = task_->template_of(task_->template_id(opening.action)).duration;
+    if (duration < bounds.lower) duration = bounds.lower;
+    if (bounds.upper && duration > *bounds.upper) duration = *bounds.upper;
+    plan->add_step(std::make_shared<TimeTriggeredStep>(kelvo::round(start, DECIMAL_PLACES),
+                                                       opening.action,
+                                                       TimeTriggeredStep::Parameters(), duration));
+  }
+  return plan;
+}
+
+}  // namespace kelvo::ftp

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "planners/ftp/compiled_task.h"
+#include "planners/ftp/relaxed_task.h"
+#include "planners/ftp/search_state.h"
+#include "planners/ftp/successor_generator.h"
+#include "planners/heuristics/heuristic.h"
+#include "planners/planner.h"
+
+namespace kelvo {
+class TimeTriggeredPlan;
+}
+
+namespace kelvo::ftp {
+
+/// Forward search over partially built temporal plans. A step applies the next event of some open
+/// list or opens an action; times are not chosen, but kept possible by a temporal network, whose
+/// least solution becomes the plan's schedule.
+class FtpPlanner : public Planner {
+ public:
+  FtpPlanner(Environment& env, const model::ProblemInstance& problem);
+  ~FtpPlanner() override;
+
+  std::string name() const override { return "FTP"; }
+  std::shared_ptr<Plan> solve() override;
+
+  /// Of the latest search.
+  std::size_t num_expanded() const { return num_expanded_; }
+  std::size_t num_generated() const { return num_generated_; }
+
+  const CompiledTask& task() const { return *task_; }
+
+ protected:
+  /// Null when a goal at the start does not hold there. States belong to the planner: see
+  /// `release`.
+  SearchState* make_initial_state() { return generator_->make_initial_state(); }
+  /// The successor by the first event of a list, or by opening an action; null when there is none.
+  SearchState* expand_event(const SearchState& current, std::size_t list, bool use_heuristic);
+  SearchState* expand_action(const SearchState& current, std::uint32_t template_id,
+                             bool use_heuristic);
+  /// With `weak_equality` states that look alike are expanded once: then no plan proves nothing.
+  std::shared_ptr<Plan> search(bool weak_equality);
+
+  void release(SearchState* state) { generator_->release(state); }
+  Heuristic* heuristic() { return heuristic_.get(); }
+
+ private:
+  struct OpenEntry {
+    double f;
+    std::uint32_t num_todo;
+    SearchState* state;
+  };
+  struct WeakHash;
+  struct WeakEquality;
+  class OpenList;
+  class Progress;
+
+  void make_heuristic();
+  double initial_estimate(const SearchState& state, std::vector<std::uint32_t>& actions);
+  SearchState* finish_successor(const SearchState& current, SearchState* scratch,
+                                bool use_heuristic);
+  SearchState* replace_by_follower(SearchState* child, std::size_t list, bool use_heuristic);
+  double estimate_of(const SearchState& state) const;
+  std::shared_ptr<TimeTriggeredPlan> build_plan(const SearchState& goal);
+
+  double weight_ = 0;
+  bool simultaneity_ = false;
+  bool no_backtracking_ = false;
+  bool deordering_ = false;
+  std::unique_ptr<CompiledTask> task_;
+  std::unique_ptr<SuccessorGenerator> generator_;
+  std::unique_ptr<RelaxedTask> relaxed_;
+  std::unique_ptr<Heuristic> heuristic_;
+  std::size_t num_expanded_ = 0;
+  std::size_t num_generated_ = 0;
+};
+
+}  // namespace kelvo::ftp

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <vector>
+
+#include "model/expression.h"
+#include "model/model_fwd.h"
+#include "model/timed_effect.h"
+
+namespace kelvo {
+
+class Environment;
+class StateSpace;
+
+/// The statements of a problem by what they mean to a search.
+struct ProblemStatements {
+  std::vector<model::Expression> goals;
+  std::vector<Effect> initial_assignments;
+  /// Assignments at a time after the start, as they were written.
+  std::vector<model::Expression> timed_literals;
+
+  explicit ProblemStatements(const model::ProblemInstance& problem);
+
+  /// The ground fluents of the initial assignments, constant arguments simplified, without
+  /// duplicates, sorted by their printed text.
+  std::vector<model::Expression> sorted_fluents(Environment& env) const;
+};
+
+/// A timed conjunction of assignments as one statement for each; any other statement as it stands.
+std::vector<model::Expression> single_statements(model::ExpressionFactory& ef,
+                                                 model::Expression statement);
+
+/// The initial value of each slot: null where there is none. The value of an assignment may
+/// mention fluents that other assignments initialise with constants; of two assignments to one
+/// fluent the later made counts.
+std::vector<model::Expression> initial_values(const ProblemStatements& statements,
+                                              const StateSpace& space);
+
+}  // namespace kelvo
