@@ -1,0 +1,432 @@
+#include "smt/smt_encoder.h"
+
+#include <sstream>
+
+#include "model/action.h"
+#include "model/expression_default_walker.h"
+#include "model/expression_factory.h"
+#include "model/fluent.h"
+#include "model/instance.h"
+#include "model/print_expression.h"
+#include "model/problem_instance.h"
+#include "model/user_type.h"
+#include "shell/environment.h"
+#include "shell/errors.h"
+#include "shell/hashing.h"
+#include "smt/to_smt_walker.h"
+
+namespace kelvo::smt {
+
+using model::Expression;
+using model::print_expression;
+using ExpressionKind = model::ExpressionOperatorKind;
+
+/// Tells for each expression on which parts of a context its formula depends, under an action
+/// (`ACTION` then stands for the action and its step; without one the anchors are constant or the
+/// horizon's).
+class SmtEncoder::DependencyWalker : public model::ExpressionDefaultWalker<unsigned> {
+ public:
+  using ExpressionDefaultWalker::ExpressionDefaultWalker;
+
+ protected:
+  unsigned walk_default(Expression e) const override {
+    unsigned result = 0;
+    for (const Expression child : e->children()) result |= memoized_value(child);
+    return result;
+  }
+  unsigned walk_assign(Expression e) const override {
+    const unsigned sides = walk_default(e);
+    return (sides & (STATE | INDEX)) != 0 ? (sides & ~INDEX) | STATE : sides;
+  }
+  unsigned walk_temporal_expression(Expression) const override {
+    return STATE | INDEX | ACTION | HORIZON;
+  }
+  unsigned walk_start(Expression) const override { return ACTION; }
+  unsigned walk_end(Expression) const override { return ACTION | HORIZON; }
+  unsigned walk_duration(Expression) const override { return ACTION; }
+  unsigned walk_fluent_reference(Expression) const override { return STATE; }
+  unsigned walk_parameter_reference(Expression) const override { return ACTION; }
+  unsigned walk_functional_apply(Expression e) const override {
+    unsigned arguments = walk_default(e);
+    if ((arguments & STATE) != 0) arguments = (arguments & ~STATE) | INDEX;
+    const Expression reference =
+        environment().expression_factory().get_reference_from_functional_apply(e);
+    return model::kind_of(reference) == ExpressionKind::FLUENT_REF ? arguments | STATE : arguments;
+  }
+};
+
+std::size_t SmtEncoder::MemoKeyHash::operator()(const MemoKey& key) const {
+  std::size_t h = key.e->id();
+  hash_combine(h, key.state_step);
+  hash_combine(h, key.action_step);
+  hash_combine(h, key.index_step);
+  hash_combine(h, key.action);
+  return h;
+}
+
+std::size_t SmtEncoder::VariableKeyHash::operator()(const VariableKey& key) const {
+  std::size_t h = key.step;
+  hash_combine(h, key.object);
+  hash_combine(h, key.owner);
+  return h;
+}
+
+SmtEncoder::SmtEncoder(Environment& env, const model::ProblemInstance& problem)
+    : EnvObject(env),
+      problem_(problem),
+      domains_(*problem),
+      factory_(env),
+      dependency_walker_(std::make_unique<DependencyWalker>(env)) {
+  model::ExpressionFactory& ef = env.expression_factory();
+  const auto add_effect = [&](Expression e, const model::Action& action) {
+    if (std::optional<Effect> effect = get_effect(ef, e, action)) {
+      effects_by_fluent_[effect->fluent().get()].push_back(std::move(*effect));
+    }
+  };
+  for (const Expression e : problem_->expressions()) add_effect(e, nullptr);
+  for (const auto& [name, action] : problem_->actions()) {
+    for (const Expression e : action->expressions()) add_effect(e, action);
+  }
+  for (const auto& [name, instance] : problem_->instances()) {
+    const Formula number = factory_.make_rational_constant(rational(instances_.size()));
+    instance_numbers_.emplace(instance.get(), number);
+    instances_.emplace(number, instance);
+  }
+}
+
+SmtEncoder::~SmtEncoder() = default;
+
+// Variables.
+
+Formula SmtEncoder::named_variable(const std::string& name, const SmtType* type) {
+  // Different objects may spell one name; they must never share a variable.
+  if (factory_.has_variable(name)) return factory_.make_fresh_variable(type, (name + "_").c_str());
+  return factory_.make_variable(name, type);
+}
+
+const SmtType* SmtEncoder::smt_type(const model::Type& type) {
+  switch (type->kind()) {
+    case model::TypeCode::BOOLEAN:
+      return factory_.boolean_type();
+    case model::TypeCode::INTEGER:
+      return factory_.integer_type();
+    case model::TypeCode::RATIONAL:
+    case model::TypeCode::USERDEFINED:
+      return factory_.real_type();
+    default:
+      throw InternalError() << "Unsupported Type: " << type;
+  }
+}
+
+namespace {
+
+template <typename NumericType>
+void append_bounds(SmtFactory& factory, Formula variable, const NumericType& type,
+                   std::vector<Formula>& bounds) {
+  if (type.has_lower_bound()) {
+    const Formula lower = factory.make_rational_constant(rational(type.lower_bound()));
+    bounds.push_back(factory.make_ge(variable, lower));
+  }
+  if (type.has_upper_bound()) {
+    const Formula upper = factory.make_rational_constant(rational(type.upper_bound()));
+    bounds.push_back(factory.make_le(variable, upper));
+  }
+}
+
+}  // namespace
+
+void SmtEncoder::add_domain_constraint(Formula variable, const model::Type& type) {
+  std::vector<Formula> parts;
+  if (type->is_integer()) {
+    append_bounds(factory_, variable, model::as_integer_type(type), parts);
+  } else if (type->is_rational()) {
+    append_bounds(factory_, variable, model::as_rational_type(type), parts);
+  } else if (type->is_user_defined()) {
+    for (const auto& [name, instance] : problem_->instances(type)) {
+      parts.push_back(factory_.make_equals(variable, instance_number(*instance)));
+    }
+    side_constraints_.push_back(disjunction(parts));
+    return;
+  }
+  if (!parts.empty()) side_constraints_.push_back(conjunction(parts));
+}
+
+Formula SmtEncoder::time_variable(std::uint32_t k) {
+  while (times_.size() <= k) {
+    const std::size_t step = times_.size();
+    times_.push_back(step == 0 ? factory_.make_rational_constant(0)
+                               : named_variable("t_" + std::to_string(step), factory_.real_type()));
+  }
+  return times_[k];
+}
+
+Formula SmtEncoder::action_variable(const model::ActionImpl& action, std::uint32_t k) {
+  Formula& variable = variables_[{&action, nullptr, k}];
+  if (variable == nullptr) {
+    variable = named_variable("action_" + action.name() + "_" + std::to_string(k),
+                              factory_.boolean_type());
+  }
+  return variable;
+}
+
+Formula SmtEncoder::duration_term(const model::ActionImpl& action, std::uint32_t k) {
+  const auto [entry, is_new] = fixed_durations_.try_emplace(&action, nullptr);
+  if (is_new) {
+    model::ExpressionFactory& ef = environment().expression_factory();
+    const model::Action& shared = problem_->actions().at(action.name());
+    if (const Expression fixed = get_fixed_duration(environment(), ef, shared)) {
+      entry->second = factory_.make_rational_constant(ef.get_number(fixed));
+    }
+  }
+  if (entry->second != nullptr) return entry->second;
+  Formula& variable = variables_[{&action, this, k}];
+  if (variable == nullptr) {
+    variable =
+        named_variable("dur_" + action.name() + "_" + std::to_string(k), factory_.real_type());
+    const Formula zero = factory_.make_rational_constant(0);
+    side_constraints_.push_back(factory_.make_ge(variable, zero));
+  }
+  return variable;
+}
+
+Formula SmtEncoder::parameter_variable(const model::ParameterImpl& parameter,
+                                       const model::ActionImpl& action, std::uint32_t k) {
+  Formula& variable = variables_[{&parameter, &action, k}];
+  if (variable == nullptr) {
+    const model::Type type = parameter.type();
+    const SmtType* variable_type = smt_type(type);
+    variable = named_variable(
+        "param_" + action.name() + "_" + parameter.name() + "_" + std::to_string(k), variable_type);
+    add_domain_constraint(variable, type);
+  }
+  return variable;
+}
+
+Formula SmtEncoder::fluent_variable(Expression fluent, std::uint32_t k) {
+  Formula& variable = variables_[{fluent, nullptr, k}];
+  if (variable == nullptr) {
+    const model::ExpressionFactory& ef = environment().expression_factory();
+    const Expression reference =
+        ef.is_functional_apply(fluent) ? ef.get_reference_from_functional_apply(fluent) : fluent;
+    const model::Fluent declaration = ef.get_fluent_from_reference(reference);
+    std::ostringstream name;
+    name << "fluent_" << declaration->name();
+    if (ef.is_functional_apply(fluent)) {
+      for (const Expression argument : fluent->children())
+        name << '_' << print_expression(argument);
+    }
+    name << '_' << k;
+    const model::Type type = declaration->type();
+    const SmtType* variable_type = smt_type(type);
+    variable = named_variable(name.str(), variable_type);
+    add_domain_constraint(variable, type);
+  }
+  return variable;
+}
+
+Formula SmtEncoder::instance_number(const model::InstanceImpl& instance) const {
+  const auto found = instance_numbers_.find(&instance);
+  if (found == instance_numbers_.end()) {
+    throw InternalError() << "Found an instance '" << instance.name()
+                          << "' that has not been translated";
+  }
+  return found->second;
+}
+
+model::Instance SmtEncoder::instance_of_number(Formula number) const {
+  const auto found = instances_.find(number);
+  return found == instances_.end() ? nullptr : found->second;
+}
+
+model::DomainProduct SmtEncoder::tuples_of(const model::FluentImpl& fluent) const {
+  for (const model::Parameter& p : fluent.parameters()) {
+    if (!p->type()->is_finite_domain()) {
+      throw InternalError() << "Unsupported infinite-domain parameter: " << p->name();
+    }
+  }
+  return model::DomainProduct(domains_, fluent.parameters());
+}
+
+std::vector<Formula> SmtEncoder::formulas_of(const std::vector<Expression>& values) {
+  std::vector<Formula> formulas;
+  formulas.reserve(values.size());
+  for (const Expression value : values) formulas.push_back(to_formula({}, value));
+  return formulas;
+}
+
+// Formulas of expressions.
+
+unsigned SmtEncoder::dependencies(Expression e, const model::ActionImpl* action) const {
+  const unsigned all = (*dependency_walker_)(e);
+  if (model::kind_of(e) == ExpressionKind::TEMPORAL_EXPR) return all;
+  // Within an action, `end` is its own end; outside, it is the last step's time.
+  return action != nullptr ? all & ~HORIZON : all & ~ACTION;
+}
+
+std::pair<SmtEncoder::Memo*, SmtEncoder::MemoKey> SmtEncoder::memo_place(
+    const EncodingContext& context, Expression e) {
+  const unsigned depends_on = dependencies(e, context.action);
+  MemoKey key{nullptr, e, 0, 0, 0};
+  if ((depends_on & STATE) != 0) key.state_step = context.state_step;
+  if ((depends_on & INDEX) != 0) key.index_step = context.index_step;
+  if ((depends_on & ACTION) != 0) {
+    key.action = context.action;
+    key.action_step = context.action_step;
+  }
+  return {(depends_on & HORIZON) != 0 ? &horizon_memo_ : &memo_, key};
+}
+
+Formula SmtEncoder::to_formula(const EncodingContext& context, Expression e) {
+  const auto [memo, key] = memo_place(context, e);
+  if (const auto found = memo->find(key); found != memo->end()) return found->second;
+  return ToSmtWalker(*this, context)(e);
+}
+
+SmtEncoder::Equalities SmtEncoder::equalities(const std::vector<Formula>& left,
+                                              const std::vector<Formula>& right) {
+  Equalities result;
+  for (std::size_t i = 0; i < left.size() && i < right.size(); ++i) {
+    if (!factory_.is_constant(left[i]) || !factory_.is_constant(right[i])) {
+      result.needed.push_back(factory_.make_equals(right[i], left[i]));
+    } else if (left[i] != right[i]) {
+      result.contradictory = true;
+      return result;
+    }
+  }
+  return result;
+}
+
+Formula SmtEncoder::conjunction(const std::vector<Formula>& list) {
+  return list.size() == 1 ? list.front() : factory_.make_and(list);
+}
+
+Formula SmtEncoder::disjunction(const std::vector<Formula>& list) {
+  return list.size() == 1 ? list.front() : factory_.make_or(list);
+}
+
+// The encoding.
+
+void SmtEncoder::encode(std::size_t h, SmtSolver& solver) {
+  horizon_ = static_cast<std::uint32_t>(h);
+  horizon_memo_.clear();
+  num_assertions_ = 0;
+  encode_time_order(solver);
+  encode_problem_expressions(solver);
+  encode_actions(solver);
+  encode_frame_axioms(solver);
+  for (std::size_t i = 0; i < side_constraints_.size(); ++i) {
+    assert_formula(solver, side_constraints_[i]);
+  }
+}
+
+void SmtEncoder::assert_formula(SmtSolver& solver, Formula f) {
+  solver.assert_formula(f);
+  ++num_assertions_;
+}
+
+void SmtEncoder::encode_time_order(SmtSolver& solver) {
+  for (std::uint32_t k = 0; k + 1 < horizon_; ++k) {
+    const Formula earlier = time_variable(k);
+    const Formula later = time_variable(k + 1);
+    assert_formula(solver, factory_.make_lt(earlier, later));
+  }
+}
+
+void SmtEncoder::encode_problem_expressions(SmtSolver& solver) {
+  for (const Expression e : problem_->expressions()) {
+    if (const Formula f = to_formula({}, e)) assert_formula(solver, f);
+  }
+}
+
+void SmtEncoder::encode_actions(SmtSolver& solver) {
+  for (const auto& [name, action] : problem_->actions()) {
+    for (std::uint32_t i = 1; i < horizon_; ++i) {
+      std::vector<Formula> parts;
+      for (const Expression e : action->expressions()) {
+        if (const Formula f = to_formula({action.get(), i, i, i}, e)) parts.push_back(f);
+      }
+      const Formula started = action_variable(*action, i);
+      assert_formula(solver, factory_.make_implies(started, conjunction(parts)));
+    }
+  }
+}
+
+void SmtEncoder::encode_frame_axioms(SmtSolver& solver) {
+  static const std::vector<Effect> no_effects;
+  model::ExpressionFactory& ef = environment().expression_factory();
+  for (const auto& [name, fluent] : problem_->fluents()) {
+    const auto found = effects_by_fluent_.find(fluent.get());
+    const std::vector<Effect>& effects =
+        found == effects_by_fluent_.end() ? no_effects : found->second;
+    const Expression reference = ef.make_fluent_reference(fluent);
+    const model::DomainProduct tuples = tuples_of(*fluent);
+    for (std::size_t index = 0; index < tuples.size(); ++index) {
+      const std::vector<Expression> tuple = tuples.combination(index);
+      const Expression ground =
+          fluent->has_parameters() ? ef.make_functional_apply(reference, tuple) : reference;
+      const std::vector<Formula> tuple_formulas = formulas_of(tuple);
+      for (std::uint32_t i = 1; i < horizon_; ++i) {
+        encode_frame_axiom(solver, ground, i, effects, tuple_formulas);
+      }
+    }
+  }
+}
+
+void SmtEncoder::encode_frame_axiom(SmtSolver& solver, Expression fluent, std::uint32_t i,
+                                    const std::vector<Effect>& effects,
+                                    const std::vector<Formula>& tuple) {
+  const Formula before = fluent_variable(fluent, i - 1);
+  const Formula after = fluent_variable(fluent, i);
+  const Formula unchanged = factory_.make_equals(before, after);
+  // The end of the plan is the time of the last step, whose effects no statement would see: a plan
+  // could undo its goal there.
+  if (i + 1 == horizon_) assert_formula(solver, unchanged);
+  std::vector<Formula> alternatives;
+  for (const Effect& effect : effects) add_alternatives(alternatives, effect, i, tuple);
+  if (alternatives.empty()) {
+    // not (not (before == after))
+    assert_formula(solver, factory_.make_not(factory_.make_not(unchanged)));
+    return;
+  }
+  const Formula changed = factory_.make_not(unchanged);
+  const Formula explained = disjunction(alternatives);
+  assert_formula(solver, factory_.make_implies(changed, explained));
+  for (std::size_t first = 0; first < alternatives.size(); ++first) {
+    for (std::size_t second = first + 1; second < alternatives.size(); ++second) {
+      // By position: two alternatives that are one formula exclude each other too.
+      const Formula both = factory_.make_and(alternatives[first], alternatives[second]);
+      assert_formula(solver, factory_.make_not(both));
+    }
+  }
+}
+
+void SmtEncoder::add_alternatives(std::vector<Formula>& alternatives, const Effect& effect,
+                                  std::uint32_t i, const std::vector<Formula>& tuple) {
+  const model::ActionImpl* action = effect.action().get();
+  // An effect at the start of an action lands on the step of that very start.
+  const bool at_start =
+      action != nullptr && model::kind_of(effect.timing()) == ExpressionKind::START;
+  const std::uint32_t first = action == nullptr ? 0 : at_start ? i : 1;
+  const std::uint32_t last = action == nullptr ? 0 : i;
+  for (std::uint32_t a = first; a <= last; ++a) {
+    std::vector<Formula> arguments;
+    for (const Expression argument : effect.actual_parameters()) {
+      arguments.push_back(to_formula({action, i - 1, a, i - 1}, argument));
+    }
+    Equalities match = equalities(tuple, arguments);
+    if (match.contradictory) continue;
+    std::vector<Formula> parts = std::move(match.needed);
+    const Formula point = to_formula({action, i, a, i}, effect.timing());
+    const Formula lands_here = factory_.make_equals(time_variable(i), point);
+    if (at_start) {
+      // t_i == t_i holds by itself.
+      parts.push_back(action_variable(*action, a));
+    } else {
+      parts.push_back(lands_here);
+      if (action != nullptr) parts.push_back(action_variable(*action, a));
+    }
+    alternatives.push_back(conjunction(parts));
+  }
+}
+
+}  // namespace kelvo::smt

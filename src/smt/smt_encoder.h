@@ -1,0 +1,158 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "model/domains.h"
+#include "model/expression.h"
+#include "model/model_fwd.h"
+#include "model/timed_effect.h"
+#include "shell/env_object.h"
+#include "smt/smt_factory.h"
+
+namespace kelvo::smt {
+
+/// Where a subexpression is read: the action whose parameters, duration and anchors it means (null
+/// for the problem's own), and three steps.
+struct EncodingContext {
+  const model::ActionImpl* action = nullptr;
+  /// The step whose fluents a reference reads.
+  std::uint32_t state_step = 0;
+  /// The step at which the action starts.
+  std::uint32_t action_step = 0;
+  /// The step at which arguments of fluents and constants are read.
+  std::uint32_t index_step = 0;
+};
+
+/// Writes a temporal problem down as formulas over `h` steps.
+///
+/// Step k lies at time t_k (t_0 is 0, the others are real variables in strict order); its fluent
+/// variables hold the values just behind the effects at t_k, which are visible until t_(k+1)
+/// included. An action starts at most once at a step, never at step 0. The frame axioms explain
+/// every change of a fluent by exactly one effect.
+///
+/// Variables and the formulas of expressions that do not mention the horizon are shared by all
+/// horizons: a larger horizon costs what is new in it.
+class SmtEncoder : public EnvObject {
+ public:
+  /// The problem must be flat, without sets and without uncertain durations. Throws what
+  /// `get_effect` throws.
+  SmtEncoder(Environment& env, const model::ProblemInstance& problem);
+  ~SmtEncoder() override;
+
+  SmtFactory& factory() { return factory_; }
+  const model::ProblemInstance& problem() const { return problem_; }
+
+  /// Asserts the whole encoding of `h` steps, at least 1.
+  void encode(std::size_t h, SmtSolver& solver);
+  /// The number of formulas that the last `encode` asserted.
+  std::size_t num_assertions() const { return num_assertions_; }
+
+  /// The horizon that is being encoded.
+  std::uint32_t horizon() const { return horizon_; }
+  const model::Domains& domains() const { return domains_; }
+
+  Formula time_variable(std::uint32_t k);
+  Formula action_variable(const model::ActionImpl& action, std::uint32_t k);
+  /// A constant when the action fixes its duration, else a variable that is not negative.
+  Formula duration_term(const model::ActionImpl& action, std::uint32_t k);
+  Formula parameter_variable(const model::ParameterImpl& parameter, const model::ActionImpl& action,
+                             std::uint32_t k);
+  /// `fluent` is a fluent reference or an application of one to constants.
+  Formula fluent_variable(model::Expression fluent, std::uint32_t k);
+  /// All combinations of argument values of a fluent. Throws `InternalError` when a parameter has
+  /// an infinite domain.
+  model::DomainProduct tuples_of(const model::FluentImpl& fluent) const;
+  /// The formulas of constants and instances.
+  std::vector<Formula> formulas_of(const std::vector<model::Expression>& values);
+  /// The number that stands for an instance. Throws `InternalError` for an unknown one.
+  Formula instance_number(const model::InstanceImpl& instance) const;
+  /// The instance behind a number, null for none.
+  model::Instance instance_of_number(Formula number) const;
+
+  /// The formula of `e` read at `context`.
+  Formula to_formula(const EncodingContext& context, model::Expression e);
+
+  /// What is needed to say that `left` and `right` are equal, position by position.
+  struct Equalities {
+    bool contradictory = false;  // two different constants meet
+    std::vector<Formula> needed;
+  };
+  Equalities equalities(const std::vector<Formula>& left, const std::vector<Formula>& right);
+  /// The conjunction; a list of one element is that element.
+  Formula conjunction(const std::vector<Formula>& list);
+  Formula disjunction(const std::vector<Formula>& list);
+
+ private:
+  friend class ToSmtWalker;
+
+  /// What the value of an expression depends on, as bits.
+  enum Dependency : unsigned { STATE = 1, INDEX = 2, ACTION = 4, HORIZON = 8 };
+  class DependencyWalker;
+
+  struct MemoKey {
+    const model::ActionImpl* action;
+    model::Expression e;
+    std::uint32_t state_step;
+    std::uint32_t action_step;
+    std::uint32_t index_step;
+    bool operator==(const MemoKey&) const = default;
+  };
+  struct MemoKeyHash {
+    std::size_t operator()(const MemoKey& key) const;
+  };
+  using Memo = std::unordered_map<MemoKey, Formula, MemoKeyHash>;
+
+  struct VariableKey {
+    const void* object;
+    const void* owner;
+    std::size_t step;
+    bool operator==(const VariableKey&) const = default;
+  };
+  struct VariableKeyHash {
+    std::size_t operator()(const VariableKey& key) const;
+  };
+
+  unsigned dependencies(model::Expression e, const model::ActionImpl* action) const;
+  /// The memo and the key under which the formula of `e` at `context` is kept: what it does not
+  /// depend on is left out, so that equal readings are one entry.
+  std::pair<Memo*, MemoKey> memo_place(const EncodingContext& context, model::Expression e);
+
+  void assert_formula(SmtSolver& solver, Formula f);
+  void encode_time_order(SmtSolver& solver);
+  void encode_problem_expressions(SmtSolver& solver);
+  void encode_actions(SmtSolver& solver);
+  void encode_frame_axioms(SmtSolver& solver);
+  void encode_frame_axiom(SmtSolver& solver, model::Expression fluent, std::uint32_t i,
+                          const std::vector<Effect>& effects, const std::vector<Formula>& tuple);
+  void add_alternatives(std::vector<Formula>& alternatives, const Effect& effect, std::uint32_t i,
+                        const std::vector<Formula>& tuple);
+
+  /// A variable of this name; a name that is taken gets a number behind it.
+  Formula named_variable(const std::string& name, const SmtType* type);
+  const SmtType* smt_type(const model::Type& type);
+  void add_domain_constraint(Formula variable, const model::Type& type);
+
+  model::ProblemInstance problem_;
+  model::Domains domains_;
+  SmtFactory factory_;
+  std::unordered_map<VariableKey, Formula, VariableKeyHash> variables_;
+  std::vector<Formula> times_;
+  std::unordered_map<const model::ActionImpl*, Formula> fixed_durations_;
+  std::unordered_map<const model::InstanceImpl*, Formula> instance_numbers_;
+  std::unordered_map<Formula, model::Instance> instances_;
+  std::unordered_map<const model::FluentImpl*, std::vector<Effect>> effects_by_fluent_;
+  std::vector<Formula> side_constraints_;
+  std::unique_ptr<DependencyWalker> dependency_walker_;
+  Memo memo_;
+  Memo horizon_memo_;
+  std::uint32_t horizon_ = 0;
+  std::size_t num_assertions_ = 0;
+};
+
+}  // namespace kelvo::smt
