@@ -1,0 +1,73 @@
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "app/driver.h"
+#include "shell/configuration.h"
+#include "shell/environment.h"
+#include "shell/errors.h"
+#include "shell/log.h"
+
+namespace {
+
+using kelvo::Environment;
+using kelvo::KelvoError;
+using kelvo::Log;
+using kelvo::LogLevel;
+
+LogLevel reporting_level(long option_value) {
+  constexpr long lowest = 0;
+  constexpr long highest = 5;
+  return static_cast<LogLevel>(std::clamp(option_value, lowest, highest));
+}
+
+/// Runs and reports what escapes from the run. Returns the exit status.
+int run_reporting_errors(Environment& env, const std::vector<std::string>& input_files) {
+  try {
+    return kelvo::run_with_input_files(env, input_files);
+  } catch (const KelvoError& error) {
+    std::cout.flush();
+    std::cerr << "ERROR: An error of type " << error.exception_name()
+              << " was thrown during the execution of KELVO.\n"
+              << "The reported error is:\n"
+              << error.message() << '\n';
+  } catch (const std::exception& error) {
+    std::cout.flush();
+    std::cerr << "ERROR: An error was thrown by a function called by KELVO.\n"
+              << "The reported error is:\n"
+              << error.what() << '\n';
+  }
+  return 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::ios_base::sync_with_stdio(false);
+
+  Environment env;
+  Log::set_reporting_level(LogLevel::ERR);
+  Log::set_stream(std::cerr);
+
+  kelvo::Configuration& configuration = env.configuration();
+  std::vector<std::string> input_files;
+  const int parsed = configuration.parse_from_command_line(argc, argv, input_files);
+  if (parsed != 0) return parsed;
+  if (configuration.get_boolean_value("version")) {
+    std::cout << "Kelvo v0.0.1\n";
+    return 0;
+  }
+  Log::set_reporting_level(reporting_level(configuration.get_integer_value("logging-level")));
+  if (configuration.get_string_value("function") == "repl") {
+    std::cerr << "This executable of KELVO does not support REPL!\n";
+    return 1;
+  }
+
+  LOG(LogLevel::DEBUG) << "KELVO Started!";
+  if (configuration.get_boolean_value("debug")) {
+    return kelvo::run_with_input_files(env, input_files);
+  }
+  return run_reporting_errors(env, input_files);
+}

@@ -1,0 +1,43 @@
+#include "app/planner_factory.h"
+
+#include "app/not_built.h"
+#include "planners/ftp/ftp_planner.h"
+#include "planners/planner.h"
+#include "shell/environment.h"
+#include "shell/errors.h"
+#include "smt/smt_planner.h"
+
+namespace kelvo {
+
+namespace {
+
+using model::ProblemInstance;
+
+template <typename T>
+std::unique_ptr<Planner> make(Environment& env, const ProblemInstance& problem) {
+  return std::make_unique<T>(env, problem);
+}
+
+struct Row {
+  const char* algorithm;
+  std::unique_ptr<Planner> (*make)(Environment&, const ProblemInstance&);  // null: not built
+};
+
+constexpr Row rows[] = {
+    {"smt", make<smt::SmtPlanner>}, {"tsimple", nullptr}, {"iw", nullptr},
+    {"ftp", make<ftp::FtpPlanner>}, {"rlftp", nullptr},
+};
+
+}  // namespace
+
+std::unique_ptr<Planner> make_planner(Environment& env, const std::string& algorithm,
+                                      const ProblemInstance& problem) {
+  for (const Row& row : rows) {
+    if (algorithm != row.algorithm) continue;
+    if (row.make == nullptr) not_built("planner '" + algorithm + "'");
+    return row.make(env, problem);
+  }
+  throw InvalidParameterError() << "Unknown planner type: " << algorithm;
+}
+
+}  // namespace kelvo

@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""Runs the problems that stand in a Markdown file.
+
+A block fenced by ```anml is read and printed by `transform`. A word behind it asks for more: `plan`
+for a plan of `solve -a ftp` that `validate` accepts, `no-plan` for none, and `error: text` for a
+refusal whose message holds the text.
+"""
+
+import argparse
+import pathlib
+import re
+import sys
+import tempfile
+
+from run import CaseRunner, Run
+
+FENCE = re.compile(r"^```anml(?: ([^\n]*))?\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+
+
+def runs_of(line, wish):
+    """The runs that a block with this word asks for."""
+    directives = {"plan": ("PLAN", "valid"), "no-plan": ("PLAN", "none")}
+    if wish in directives:
+        run = Run(line, "solve -a ftp %s")
+        run.directives.append((line, *directives[wish]))
+    elif wish.startswith("error: "):
+        run = Run(line, "transform %s")
+        run.directives += [(line, "EXIT", "1"), (line, "STDERR", wish[len("error: "):])]
+    elif wish == "":
+        run = Run(line, "transform %s")
+    else:
+        sys.exit(f"line {line}: unknown word '{wish}'")
+    return run
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--binary", required=True, help="the program")
+    parser.add_argument("document", type=pathlib.Path)
+    options = parser.parse_args()
+
+    text = options.document.read_text()
+    faults = []
+    count = 0
+    for block in FENCE.finditer(text):
+        count += 1
+        line = text.count("\n", 0, block.start()) + 1
+        with tempfile.TemporaryDirectory(prefix="kelvo_docs_") as folder:
+            problem = pathlib.Path(folder) / "block.anml"
+            problem.write_text(block.group(2))
+            runner = CaseRunner(str(pathlib.Path(options.binary).resolve()), problem,
+                                pathlib.Path(folder))
+            runner.run(runs_of(line, block.group(1) or ""))
+            faults += runner.faults
+    if count == 0:
+        faults.append(f"{options.document}: no block of ANML")
+    print("\n".join(faults + [f"{count} blocks"]))
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
