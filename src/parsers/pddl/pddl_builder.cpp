@@ -1,10 +1,8 @@
 #include "parsers/pddl/pddl_builder.h"
 
 #include <algorithm>
-#include <sstream>
 
 #include "model/model_factory.h"
-#include "model/print_expression.h"
 #include "parsers/pddl/pddl_parser.h"
 #include "shell/environment.h"
 #include "shell/numbers.h"
@@ -226,14 +224,15 @@ Expression PddlBuilder::uncontrollable_duration(Expression duration) {
 
 void PddlBuilder::add_action(const PddlToken* name, Mark parameters, std::vector<Expression> body,
                              Expression condition, Expression effect) {
+  bool is_untimed = false;
   for (const Expression e : conjuncts(ef_, condition)) {
-    if (!ef_.is_temporal_expression(e)) {
-      std::ostringstream warning;
-      warning << "The condition '" << model::print_expression(e) << "' of action '" << name->name
-              << "' has no time: write (at start ...), (over all ...) or (at end ...)";
-      environment().warning_manager().warn(warning.str());
-    }
+    is_untimed = is_untimed || !ef_.is_temporal_expression(e);
     body.push_back(e);
+  }
+  if (is_untimed) {
+    environment().warning_manager().warn(
+        "Action '" + name->name +
+        "' has a condition without a time: write (at start ...), (over all ...) or (at end ...)");
   }
   for (const Expression e : conjuncts(ef_, effect)) {
     const std::vector<Expression> assignments = parser_.condition_to_effect(e);
