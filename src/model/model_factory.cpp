@@ -154,6 +154,13 @@ ModelFactory::ModelFactory(Environment& env)
 
 ModelFactory::~ModelFactory() {
   *alive_ = false;
+  // A type that is nested in its own base, or derived from itself, would own itself.
+  std::vector<UserType> types;
+  for (const auto& [object, type] : user_types_) types.push_back(type.lock());
+  for (const UserType& type : types) {
+    const std::vector<Type> bases = type->base_types();
+    for (const Type& base : bases) type->resolve_base_type(base, boolean_type_);
+  }
 }
 
 namespace {

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Runs the problems that stand in a Markdown file.
 
-A block fenced by ```anml is read and printed by `transform`. A word behind it asks for more: `plan`
-for a plan of `solve -a ftp` that `validate` accepts, `no-plan` for none, and `error: text` for a
-refusal whose message holds the text.
+A block fenced by ```anml or ```pddl is read and printed by `transform`. A word behind it asks for more:
+`plan` for a plan of `solve -a ftp` that `validate` accepts, `no-plan` for none, and `error: text` for a
+refusal whose message holds the text. A first line `// -t ...` or `; -t ...` gives options to the run.
 """
 
 import argparse
@@ -14,20 +14,26 @@ import tempfile
 
 from run import CaseRunner, Run
 
-FENCE = re.compile(r"^```anml(?: ([^\n]*))?\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+FENCE = re.compile(r"^```(anml|pddl)(?: ([^\n]*))?\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
-def runs_of(line, wish):
-    """The runs that a block with this word asks for."""
-    directives = {"plan": ("PLAN", "valid"), "no-plan": ("PLAN", "none")}
+OPTIONS = re.compile(r"(?://|;) (-.*)\n")
+
+
+def run_of(line, language, wish, problem):
+    """The run that a block with this word asks for."""
+    options = OPTIONS.match(problem)
+    source = "-P %s" if language == "pddl" else "%s"
+    arguments = (options.group(1) + " " if options else "") + source
+    directives = {"plan": ("PLAN", "valid " + source), "no-plan": ("PLAN", "none")}
     if wish in directives:
-        run = Run(line, "solve -a ftp %s")
+        run = Run(line, "solve -a ftp " + arguments)
         run.directives.append((line, *directives[wish]))
     elif wish.startswith("error: "):
-        run = Run(line, "transform %s")
+        run = Run(line, "transform " + arguments)
         run.directives += [(line, "EXIT", "1"), (line, "STDERR", wish[len("error: "):])]
     elif wish == "":
-        run = Run(line, "transform %s")
+        run = Run(line, "transform " + arguments)
     else:
         sys.exit(f"line {line}: unknown word '{wish}'")
     return run
@@ -48,13 +54,13 @@ def main():
         line = text.count("\n", 0, block.start()) + 1
         with tempfile.TemporaryDirectory(prefix="kelvo_docs_") as folder:
             problem = pathlib.Path(folder) / "block.anml"
-            problem.write_text(block.group(2))
+            problem.write_text(block.group(3))
             runner = CaseRunner(str(pathlib.Path(options.binary).resolve()), problem,
                                 pathlib.Path(folder))
-            runner.run(runs_of(line, block.group(1) or ""))
+            runner.run(run_of(line, block.group(1), block.group(2) or "", block.group(3)))
             faults += runner.faults
     if count == 0:
-        faults.append(f"{options.document}: no block of ANML")
+        faults.append(f"{options.document}: no block")
     print("\n".join(faults + [f"{count} blocks"]))
     return 1 if faults else 0
 

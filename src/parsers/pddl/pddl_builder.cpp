@@ -256,8 +256,14 @@ void PddlBuilder::add_init(Mark expressions) {
 }
 
 void PddlBuilder::add_goal(Expression e) {
-  if (!ef_.is_and(e)) return problem_.add_expression(at_end(e));
-  for (const Expression child : e->children()) problem_.add_expression(at_end(child));
+  std::vector<Expression> goals{e};
+  if (ef_.is_and(e)) goals.assign(e->children().begin(), e->children().end());
+  for (const Expression goal : goals) {
+    if (ef_.is_temporal_expression(goal)) {
+      environment().warning_manager().warn("Goals hold at the end: write them without a time");
+    }
+    problem_.add_expression(at_end(goal));
+  }
 }
 
 Expression PddlBuilder::symbol(PddlToken* name) {

@@ -2,6 +2,7 @@
 
 #include <istream>
 #include <sstream>
+#include <unordered_set>
 
 #include "model/expression_factory.h"
 #include "model/fluent.h"
@@ -36,16 +37,16 @@ class ClosedWorld : public EnvObject {
   model::ProblemInstance operator()(const model::ProblemInstance& problem) const {
     model::ExpressionFactory& ef = environment().expression_factory();
     model::ExpressionSet statements = problem->expressions();
-    const model::ExpressionSet initialised = assigned_at_start(statements);
-    const model::ExpressionSet assigned_at_zero = assigned_at_0(statements);
+    const Assigned assigned = assigned_fluents(statements);
     const Expression start = ef.make_start_anchor();
     const Expression at_start = ef.make_point_interval(start);
     const Expression no = ef.make_false();
     for (const Expression fluent : problem->all_ground_fluents(/*only_boolean=*/true)) {
-      if (initialised.contains(fluent)) continue;
-      if (assigned_at_zero.contains(fluent)) warn_of_double_effect(fluent);
+      if (assigned.at_start.contains(fluent)) continue;
+      if (assigned.at_zero.contains(fluent)) warn_of_double_effect(fluent);
       const Expression assignment = ef.make_assign(fluent, no);
-      statements.insert(ef.make_temporal_expression(at_start, assignment));
+      const Expression statement = ef.make_temporal_expression(at_start, assignment);
+      statements.insert(statements.end(), statement);  // most are new, and so the last
     }
     return environment().model_factory().make_problem_instance(
         problem->actions(), problem->fluents(), problem->constants(), problem->instances(),
@@ -53,25 +54,24 @@ class ClosedWorld : public EnvObject {
   }
 
  private:
-  template <typename IsTime>
-  static model::ExpressionSet assigned_at(const model::ExpressionFactory& ef,
-                                          const model::ExpressionSet& statements, IsTime is_time) {
-    model::ExpressionSet result;
+  /// The left sides of assignments at `start` and at the time 0.
+  struct Assigned {
+    std::unordered_set<Expression> at_start;
+    std::unordered_set<Expression> at_zero;
+  };
+
+  Assigned assigned_fluents(const model::ExpressionSet& statements) const {
+    const model::ExpressionFactory& ef = environment().expression_factory();
+    Assigned result;
     for (const Expression e : statements) {
       if (!ef.is_temporal_expression(e) || !ef.is_assign(e->child(1))) continue;
-      const Expression interval = e->child(0);
-      if (!ef.is_point_interval(interval) || !is_time(interval->child(0))) continue;
-      result.insert(e->child(1)->child(0));
+      if (!ef.is_point_interval(e->child(0))) continue;
+      const Expression time = e->child(0)->child(0);
+      const Expression fluent = e->child(1)->child(0);
+      if (ef.is_start_anchor(time)) result.at_start.insert(fluent);
+      if (ef.is_zero(time)) result.at_zero.insert(fluent);
     }
     return result;
-  }
-  model::ExpressionSet assigned_at_start(const model::ExpressionSet& statements) const {
-    const model::ExpressionFactory& ef = environment().expression_factory();
-    return assigned_at(ef, statements, [&ef](Expression time) { return ef.is_start_anchor(time); });
-  }
-  model::ExpressionSet assigned_at_0(const model::ExpressionSet& statements) const {
-    const model::ExpressionFactory& ef = environment().expression_factory();
-    return assigned_at(ef, statements, [&ef](Expression time) { return ef.is_zero(time); });
   }
 
   void warn_of_double_effect(Expression fluent) const {

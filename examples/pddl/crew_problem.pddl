@@ -1,0 +1,6 @@
+(define (problem one-shift)
+  (:domain crew)
+  (:objects ida jon - person repair report - job)
+  (:init (oven-free) (awake ida) (awake jon) (shift) (at 100 (not (shift)))
+    (= (work-of repair) 60) (= (work-of report) 30.5))
+  (:goal (and (done repair) (done report) (fed ida) (fed jon))))

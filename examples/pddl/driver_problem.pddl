@@ -1,0 +1,6 @@
+(define (problem one-parcel)
+  (:domain drivers)
+  (:objects depot shop - place dora - driver truck1 - truck parcel1 - parcel)
+  (:init (road depot shop) (road shop depot) (path depot shop) (path shop depot)
+    (driver-in dora shop) (truck-in truck1 depot) (empty truck1) (parcel-in parcel1 depot))
+  (:goal (and (parcel-in parcel1 shop))))

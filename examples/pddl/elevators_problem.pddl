@@ -1,0 +1,8 @@
+(define (problem two-people)
+  (:domain elevators)
+  (:objects lift1 - lift ground first second - floor ann bob - person)
+  (:init (lift-on lift1 ground) (waits-on ann first) (waits-on bob ground)
+    (= (travel-time ground first) 4) (= (travel-time first ground) 4)
+    (= (travel-time first second) 4) (= (travel-time second first) 4)
+    (= (travel-time ground second) 6.5) (= (travel-time second ground) 6.5))
+  (:goal (and (waits-on ann second) (waits-on bob first))))

@@ -1,0 +1,5 @@
+(define (problem over)
+  (:domain ferry)
+  (:objects island harbour - shore)
+  (:init (ferry-on island) (waits-on island) (at 10 (high-tide)) (at 16.5 (not (high-tide))))
+  (:goal (waits-on harbour)))

@@ -1,0 +1,6 @@
+(define (problem three-fuses)
+  (:domain match-cellar)
+  (:objects m1 m2 - match f1 f2 f3 - fuse)
+  (:init (unused m1) (unused m2) (hand-free))
+  (:goal (and (mended f1) (mended f2) (mended f3)))
+  (:metric minimize (total-time)))

@@ -1,0 +1,5 @@
+(define (problem swap)
+  (:domain parking)
+  (:objects red blue - car k1 k2 - kerb)
+  (:init (at-kerb red k1) (behind blue red) (car-clear blue) (kerb-clear k2))
+  (:goal (and (at-kerb blue k2) (behind red blue))))

@@ -1,0 +1,6 @@
+(define (problem two-fuses)
+  (:domain cellar)
+  (:objects m1 m2 - match f-1 f-2 - fuse)
+  (:init (unused m1) (unused m2) (hand-free) (= (time-to-mend f-1) 2.50) (= (time-to-mend f-2) 3))
+  (:goal (and (mended f-1) (mended f-2)))
+  (:metric minimize (total-time)))

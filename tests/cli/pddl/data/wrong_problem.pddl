@@ -1,0 +1,4 @@
+(define (problem dark)
+  (:domain cellar)
+  (:objects f1 - fuse)
+  (:goal (forall (?f - fuse) (mended ?f))))
