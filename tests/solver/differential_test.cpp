@@ -61,7 +61,13 @@ Answer ask(const Formula& formula, const Options& options) {
 std::string problem_of(const Formula& formula, const Options& options) {
   const Answer answer = ask(formula, options);
   if (!answer.problem.empty() || answer.result != 0) return answer.problem;
-  Verdict verdict = judge_by_enumeration(formula);
+  // The other solver is the faster judge; enumeration has the last word on small formulas, and the
+  // only one where no other solver was found.
+  const bool is_small = formula.variables.size() <= 4 && formula.nodes.size() <= 60 &&
+                        std::all_of(formula.nodes.begin(), formula.nodes.end(), [](const Node& n) {
+                          return mpz_sizeinbase(n.number.get_num_mpz_t(), 2) < 32;
+                        });
+  Verdict verdict = is_small || !has_peer() ? judge_by_enumeration(formula) : Verdict::UNKNOWN;
   if (verdict == Verdict::UNKNOWN) verdict = judge_by_peer(formula);
   return verdict == Verdict::SAT ? "unsat, but there is a model" : "";
 }
@@ -98,7 +104,7 @@ class Differential : public testing::TestWithParam<std::size_t> {};
 TEST_P(Differential, VerdictsAndModelsAreRight) {
   const Profile& profile = profiles()[GetParam()];
   const bool small = std::string(profile.name).substr(0, 5) == "small";
-  const std::uint64_t cases = scaled(small ? 1500 : 1000);
+  const std::uint64_t cases = scaled(small ? 1500 : profile.big ? 100 : 1100);
   for (std::uint64_t i = 0; i < cases && !HasFailure(); ++i) {
     expect_right(seed_of(i), profile, {});
   }

@@ -596,7 +596,7 @@ class Generator {
                                         "2305843009213693951",  "4611686018427387904",
                                         "9223372036854775807",  "9223372036854775808",
                                         "18446744073709551615", "1000000000000000000000000000057"};
-    Rational value(std::string(large[random_.below(8)]));
+    Rational value{std::string(large[random_.below(8)])};
     value += random_.between(-2, 2);
     if (random_.chance(0.5)) value = -value;
     if (random_.chance(0.4)) value /= Rational(std::string(large[random_.below(8)])) + 1;

@@ -46,7 +46,9 @@ int main(int argc, char** argv) {
   {
     const std::string text = ordax_testing::read_file(path);
     ordax_testing::PrefixReader reader(env);
-    if (!reader.read(text)) {
+    if (text.empty()) {
+      status = fail("the file is missing or empty");
+    } else if (!reader.read(text)) {
       status = fail(reader.error().c_str());
     } else {
       const ordax_result result = ordax_solve(env);

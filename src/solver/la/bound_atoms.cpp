@@ -209,6 +209,8 @@ bool BoundAtoms::derive(const Sum& sum, std::size_t i, bool minimum, BoundValue 
   if (solver_.is_int(v) && !rest.is_integer()) {
     rest = BoundValue(side == Solver::kUpper ? rest.floor() : rest.ceil());
   }
+  // Bounds that creep towards a limit over the rationals grow ever longer numbers.
+  if (!rest.is_simple()) return true;
   const BoundIndex current = solver_.deduced(v, side);
   if (current != 0) {
     const int order = BoundValue::compare(rest, solver_.bound(current).value);

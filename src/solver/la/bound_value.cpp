@@ -53,6 +53,14 @@ bool BoundValue::big_is_integer() const {
   return record()->infinitesimal.is_zero() && record()->rational.is_integer();
 }
 
+bool BoundValue::big_is_simple() const {
+  constexpr std::int64_t kMaxDenominator = 1 << 20;
+  const Number& r = record()->rational;
+  const Number& k = record()->infinitesimal;
+  return r.is_small() && k.is_small() && r.small_denominator() <= kMaxDenominator &&
+         k.small_denominator() <= kMaxDenominator;
+}
+
 Number BoundValue::floor() const {
   const Number r = rational();
   if (r.is_integer()) return infinitesimal().sign() < 0 ? r - Number(1) : r;

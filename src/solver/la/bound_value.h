@@ -48,6 +48,8 @@ class BoundValue {
     if (is_inline()) return (word_ >> 1 & (kOne - 1)) == 0;
     return big_is_integer();
   }
+  /// True if computing with the value is cheap: no large number and no large denominator.
+  bool is_simple() const { return is_inline() || big_is_simple(); }
   /// The largest integer that is not above this value: 2 for 3 - epsilon.
   Number floor() const;
   /// The smallest integer that is not below this value.
@@ -150,6 +152,7 @@ class BoundValue {
   void release() noexcept;
   void set(Number rational, Number infinitesimal);
   bool big_is_integer() const;
+  bool big_is_simple() const;
   void addmul_slow(const Number& factor, const BoundValue& other);
   static int compare_slow(const BoundValue& a, const BoundValue& b);
 

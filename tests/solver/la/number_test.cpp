@@ -120,22 +120,22 @@ TEST(NumberTest, ArithmeticAgreesWithGmp) {
 TEST(NumberTest, OperandsMayBeTheSameNumber) {
   for (const char* text : {"5", "-7/3", "9223372036854775807", "18446744073709551616/3"}) {
     Number a = Number::from_str(text);
+    const Number& same = a;
     const Number start = a;
-    a += a;
+    a += same;
     EXPECT_EQ(a, start * Number(2));
-    a -= a;
+    a -= same;
     EXPECT_TRUE(a.is_zero());
     a = start;
-    a *= a;
+    a *= same;
     EXPECT_EQ(a, start * start);
     a = start;
-    a.addmul(a, a);
+    a.addmul(same, same);
     EXPECT_EQ(a, start + start * start);
     a = start;
-    a /= a;
+    a /= same;
     EXPECT_TRUE(a.is_one());
     a = start;
-    Number& same = a;
     a = same;
     EXPECT_EQ(a, start);
     const Number moved = std::move(a);
