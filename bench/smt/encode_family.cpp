@@ -88,9 +88,14 @@ class SmtLibWriter : public smt::SmtSolver {
   void write(Formula f) {
     if (factory_.is_variable(f)) {
       const smt::SmtType* type = factory_.get_variable_type(f);
-      const char* sort = type == factory_.boolean_type()   ? "Bool"
-                         : type == factory_.integer_type() ? "Int"
-                                                           : "Real";
+      if (type == factory_.integer_type()) {
+        // All terms are real, so that every definition has one sort.
+        const std::string integer_name = "|" + factory_.get_variable_name(f) + "!int|";
+        out_ << "(declare-fun " << integer_name << " () Int)\n(define-fun " << name(f)
+             << " () Real (to_real " << integer_name << "))\n";
+        return;
+      }
+      const char* sort = type == factory_.boolean_type() ? "Bool" : "Real";
       out_ << "(declare-fun " << name(f) << " () " << sort << ")\n";
       return;
     }

@@ -164,7 +164,6 @@ class Grounder::ActionInstantiation {
                       const ParameterDomains& domains, const FunApplySubstituter& fun_apply,
                       bool ground_all, bool prune_false)
       : env_(env),
-        action_(action),
         domains_(domains),
         fun_apply_(fun_apply),
         simplify_(env),
@@ -257,7 +256,6 @@ class Grounder::ActionInstantiation {
   }
 
   Environment& env_;
-  const model::Action& action_;
   const ParameterDomains& domains_;
   const FunApplySubstituter& fun_apply_;
   model::ExpressionSimplifier simplify_;

@@ -261,9 +261,8 @@ class TestReader {
   }
 
   static Positions sorted(Positions positions) {
-    std::ranges::sort(positions);
-    const auto repeated = std::ranges::unique(positions);
-    positions.erase(repeated.begin(), repeated.end());
+    std::sort(positions.begin(), positions.end());
+    positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
     return positions;
   }
 
@@ -374,8 +373,9 @@ std::vector<Level> plan_levels(const ParameterDomains& domains, const StaticTest
       }
     }
     // Look-ups before simplification.
-    std::ranges::stable_partition(
-        level.tests, [](StaticTest* test) { return dynamic_cast<LookupTest*>(test) != nullptr; });
+    std::stable_partition(level.tests.begin(), level.tests.end(), [](StaticTest* test) {
+      return dynamic_cast<LookupTest*>(test) != nullptr;
+    });
     levels.push_back(std::move(level));
   }
   return levels;

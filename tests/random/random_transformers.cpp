@@ -18,6 +18,7 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -43,6 +44,8 @@ namespace {
 
 constexpr std::uint32_t NUM_SEEDS = 16;
 constexpr rlim_t MAX_SECONDS = 10;
+constexpr rlim_t MAX_MEMORY = 1UL << 30;
+constexpr int OUT_OF_MEMORY = 2;  // exit status
 constexpr int NUM_PLACES = 3;
 constexpr int NUM_PARCELS = 2;
 
@@ -257,6 +260,8 @@ bool run_seed(std::uint32_t seed, bool verbose) {
     std::string complaint;
     try {
       complaint = complain();
+    } catch (const std::bad_alloc&) {
+      _exit(OUT_OF_MEMORY);
     } catch (const std::exception& error) {
       complaint = error.what();
     }
@@ -280,11 +285,16 @@ Outcome run_seed_apart(std::uint32_t seed) {
   if (child == 0) {
     const rlimit seconds = {MAX_SECONDS, MAX_SECONDS + 1};
     setrlimit(RLIMIT_CPU, &seconds);
+    const rlimit memory = {MAX_MEMORY, MAX_MEMORY};
+    setrlimit(RLIMIT_AS, &memory);
     _exit(run_seed(seed, /*verbose=*/false) ? 0 : 1);
   }
   int status = 0;
   if (child < 0 || waitpid(child, &status, 0) != child) return Outcome::BAD;
-  if (WIFEXITED(status)) return WEXITSTATUS(status) == 0 ? Outcome::GOOD : Outcome::BAD;
+  if (WIFEXITED(status)) {
+    if (WEXITSTATUS(status) == OUT_OF_MEMORY) return Outcome::OUT_OF_BOUNDS;
+    return WEXITSTATUS(status) == 0 ? Outcome::GOOD : Outcome::BAD;
+  }
   const int signal = WTERMSIG(status);
   std::cerr << "seed " << seed << ": ended by signal " << signal << "\n";
   return signal == SIGXCPU || signal == SIGKILL ? Outcome::OUT_OF_BOUNDS : Outcome::BAD;
@@ -302,7 +312,7 @@ int run_all() {
     if (outcome == Outcome::OUT_OF_BOUNDS) ++num_out_of_bounds;
   }
   std::cout << num_bad << " of " << num_seeds << " seeds failed, " << num_out_of_bounds
-            << " were out of time\n";
+            << " were out of time or memory\n";
   return num_bad == 0 && num_out_of_bounds * 10 <= num_seeds ? 0 : 1;
 }
 

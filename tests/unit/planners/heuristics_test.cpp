@@ -274,9 +274,11 @@ TEST_F(HeuristicsTest, HMaxCountsTheRounds) {
 TEST_F(HeuristicsTest, HMaxEndsWhenNumbersGrowWithoutBound) {
   const auto task = make_task(R"(
     fluent integer n;
+    fluent integer m;
     fluent boolean p;
-    action count() { duration := 1; [end] n := n + 1; };
+    action count() { duration := 1; [start] n := n + m; [end] m := m + n; };
     [start] n := 0;
+    [start] m := 1;
     [start] p := false;
     [end] n < 0 and p;
   )");

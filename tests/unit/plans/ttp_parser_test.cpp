@@ -95,7 +95,8 @@ TEST_F(TTPParserTest, TheFirstBadLineIsAnError) {
       EXPECT_EQ(parse(source)->size(), 1U) << source;
     } else {
       SCOPED_TRACE(source);
-      expect_error<ParserError>([&] { parse(source); }, std::string("ParserError: ") + expected);
+      expect_error<ParserError>([&, text = source] { parse(text); },
+                                std::string("ParserError: ") + expected);
     }
   }
 }
