@@ -73,46 +73,33 @@ Formula ToSmtWalker::at_step(Expression e, std::uint32_t step) const {
 
 // Boolean and arithmetic operators.
 
-namespace {
+Formula ToSmtWalker::binary(Expression e, BinaryBuilder make) const {
+  const Formula left = child_value(e, 0);
+  const Formula right = child_value(e, 1);
+  return (factory_.*make)(left, right);
+}
 
-// The left fold of the children's formulas; the one child of an operator with one child.
-template <typename ChildValue, typename MakeBinary, typename MakeList>
-Formula fold_children(Expression e, ChildValue child_value, MakeBinary make_binary,
-                      MakeList make_list) {
-  if (e->arity() == 0) return make_list(SmtFactory::Formulas());
-  Formula result = child_value(0);
-  for (std::size_t i = 1; i < e->arity(); ++i) result = make_binary(result, child_value(i));
+Formula ToSmtWalker::fold(Expression e, BinaryBuilder make, ListBuilder make_list) const {
+  if (e->arity() == 0) return (factory_.*make_list)(Formulas());
+  Formula result = child_value(e, 0);
+  for (std::size_t i = 1; i < e->arity(); ++i) result = (factory_.*make)(result, child_value(e, i));
   return result;
 }
 
-}  // namespace
-
 Formula ToSmtWalker::walk_and(Expression e) const {
-  return fold_children(
-      e, [&](std::size_t i) { return child_value(e, i); },
-      [&](Formula a, Formula b) { return factory_.make_and(a, b); },
-      [&](const Formulas& v) { return factory_.make_and(v); });
+  return fold(e, &SmtFactory::make_and, &SmtFactory::make_and);
 }
 
 Formula ToSmtWalker::walk_or(Expression e) const {
-  return fold_children(
-      e, [&](std::size_t i) { return child_value(e, i); },
-      [&](Formula a, Formula b) { return factory_.make_or(a, b); },
-      [&](const Formulas& v) { return factory_.make_or(v); });
+  return fold(e, &SmtFactory::make_or, &SmtFactory::make_or);
 }
 
 Formula ToSmtWalker::walk_times(Expression e) const {
-  return fold_children(
-      e, [&](std::size_t i) { return child_value(e, i); },
-      [&](Formula a, Formula b) { return factory_.make_times(a, b); },
-      [&](const Formulas& v) { return factory_.make_times(v); });
+  return fold(e, &SmtFactory::make_times, &SmtFactory::make_times);
 }
 
 Formula ToSmtWalker::walk_plus(Expression e) const {
-  return fold_children(
-      e, [&](std::size_t i) { return child_value(e, i); },
-      [&](Formula a, Formula b) { return factory_.make_plus(a, b); },
-      [&](const Formulas& v) { return factory_.make_plus(v); });
+  return fold(e, &SmtFactory::make_plus, &SmtFactory::make_plus);
 }
 
 Formula ToSmtWalker::walk_not(Expression e) const {
@@ -120,39 +107,39 @@ Formula ToSmtWalker::walk_not(Expression e) const {
 }
 
 Formula ToSmtWalker::walk_imply(Expression e) const {
-  return factory_.make_implies(child_value(e, 0), child_value(e, 1));
+  return binary(e, &SmtFactory::make_implies);
 }
 
 Formula ToSmtWalker::walk_iff(Expression e) const {
-  return factory_.make_iff(child_value(e, 0), child_value(e, 1));
+  return binary(e, &SmtFactory::make_iff);
 }
 
 Formula ToSmtWalker::walk_equals(Expression e) const {
-  return factory_.make_equals(child_value(e, 0), child_value(e, 1));
+  return binary(e, &SmtFactory::make_equals);
 }
 
 Formula ToSmtWalker::walk_lt(Expression e) const {
-  return factory_.make_lt(child_value(e, 0), child_value(e, 1));
+  return binary(e, &SmtFactory::make_lt);
 }
 
 Formula ToSmtWalker::walk_le(Expression e) const {
-  return factory_.make_le(child_value(e, 0), child_value(e, 1));
+  return binary(e, &SmtFactory::make_le);
 }
 
 Formula ToSmtWalker::walk_gt(Expression e) const {
-  return factory_.make_gt(child_value(e, 0), child_value(e, 1));
+  return binary(e, &SmtFactory::make_gt);
 }
 
 Formula ToSmtWalker::walk_ge(Expression e) const {
-  return factory_.make_ge(child_value(e, 0), child_value(e, 1));
+  return binary(e, &SmtFactory::make_ge);
 }
 
 Formula ToSmtWalker::walk_div(Expression e) const {
-  return factory_.make_div(child_value(e, 0), child_value(e, 1));
+  return binary(e, &SmtFactory::make_div);
 }
 
 Formula ToSmtWalker::walk_minus(Expression e) const {
-  return factory_.make_minus(child_value(e, 0), child_value(e, 1));
+  return binary(e, &SmtFactory::make_minus);
 }
 
 // What the encoding does not treat.

@@ -75,6 +75,12 @@ class ToSmtWalker : public model::ExpressionWalker<Formula> {
     Formula upper;
   };
 
+  using BinaryBuilder = Formula (SmtFactory::*)(Formula, Formula);
+  using ListBuilder = Formula (SmtFactory::*)(const SmtFactory::Formulas&);
+
+  Formula binary(model::Expression e, BinaryBuilder make) const;
+  /// The left fold of the children; the one child of an operator with one child.
+  Formula fold(model::Expression e, BinaryBuilder make, ListBuilder make_list) const;
   /// The formula of the i-th child; throws `InternalError` when it has none.
   Formula child_value(model::Expression e, std::size_t i) const;
   /// `e` read at a step as state, by this action at its own start.
