@@ -365,13 +365,14 @@ int Environment::check(const std::vector<TermRef>& assumptions) {
   if (!possible) {
     const Assumption last = mapped.back();
     mapped.assign(1, last);
-    collect_failed(mapped);
+    // The engine was not asked: what it failed on last may have been popped since.
+    collect_failed(mapped, LitVector());
     return 0;
   }
   LitVector literals;
   for (const Assumption& assumption : mapped) literals.push_back(assumption.literal);
   if (!engine_->solve(literals)) {
-    collect_failed(mapped);
+    collect_failed(mapped, engine_->failed_assumptions());
     return 0;
   }
   if (configuration_.model_generation || configuration_.bool_model_generation) {
@@ -382,8 +383,7 @@ int Environment::check(const std::vector<TermRef>& assumptions) {
 }
 
 // Finds the assumptions and assertions behind the failed literals.
-void Environment::collect_failed(const std::vector<Assumption>& mapped) {
-  const LitVector& failed = engine_->failed_assumptions();
+void Environment::collect_failed(const std::vector<Assumption>& mapped, const LitVector& failed) {
   std::vector<std::uint8_t> is_failed(2 * engine_->num_vars(), 0);
   for (const Lit literal : failed) is_failed[static_cast<std::size_t>(literal)] = 1;
   for (const Assumption& assumption : mapped) {

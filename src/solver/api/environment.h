@@ -101,7 +101,7 @@ class Environment {
   void to_engine(TermRef formula);
   bool map_assumption(TermRef term, Source source, TermRef reported,
                       std::vector<Assumption>& mapped);
-  void collect_failed(const std::vector<Assumption>& mapped);
+  void collect_failed(const std::vector<Assumption>& mapped, const LitVector& failed);
   TermRef label_of_core(std::size_t assertion);
   std::size_t num_backtrack_points() const { return num_points_; }
   bool tracks_core() const { return configuration_.unsat_core_generation == 3; }
