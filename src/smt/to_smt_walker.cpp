@@ -299,10 +299,10 @@ Formula ToSmtWalker::fluent_application(Expression reference, const Formulas& ar
   }
   if (!fluent->has_parameters()) return encoder_.fluent_variable(reference, context_.state_step);
   const model::DomainProduct tuples = encoder_.tuples_of(*fluent);
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    if (tuples.values(i).empty()) {
-      throw InternalError() << "A parameter have no possible instances: "
-                            << fluent->parameters()[i]->name() << " in fluent " << fluent->name();
+  for (const model::Parameter& parameter : fluent->parameters()) {
+    if (encoder_.domains().size(parameter->type()) == 0) {
+      throw InternalError() << "A parameter have no possible instances: " << parameter->name()
+                            << " in fluent " << fluent->name();
     }
   }
   const auto variable_of = [&](const std::vector<Expression>& tuple) {

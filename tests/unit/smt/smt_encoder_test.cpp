@@ -147,6 +147,8 @@ TEST_F(SmtEncoderTest, WhatCannotBeEncodedIsRefusedByName) {
   const std::pair<const char*, const char*> cases[] = {
       {"fluent boolean f(integer i); [start] f(2) := true;",
        "InternalError: Unsupported infinite-domain parameter: i"},
+      {"type T; fluent boolean f(T t); action a(T t) { duration := 1; [start] f(t); };",
+       "InternalError: A parameter have no possible instances: t in fluent f"},
       {"fluent boolean p; [start, end] contains [5] p;",
        "InternalError: Unsupported contains with duration"},
       {"fluent boolean p; (start, end) contains p;",
