@@ -416,15 +416,12 @@ void SmtEncoder::add_alternatives(std::vector<Formula>& alternatives, const Effe
     Equalities match = equalities(tuple, arguments);
     if (match.contradictory) continue;
     std::vector<Formula> parts = std::move(match.needed);
-    const Formula point = to_formula({action, i, a, i}, effect.timing());
-    const Formula lands_here = factory_.make_equals(time_variable(i), point);
-    if (at_start) {
-      // t_i == t_i holds by itself.
-      parts.push_back(action_variable(*action, a));
-    } else {
-      parts.push_back(lands_here);
-      if (action != nullptr) parts.push_back(action_variable(*action, a));
+    // At the start of the action that starts here, t_i == t_i holds by itself.
+    if (!at_start) {
+      const Formula point = to_formula({action, i, a, i}, effect.timing());
+      parts.push_back(factory_.make_equals(time_variable(i), point));
     }
+    if (action != nullptr) parts.push_back(action_variable(*action, a));
     alternatives.push_back(conjunction(parts));
   }
 }

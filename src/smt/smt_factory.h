@@ -114,7 +114,7 @@ class SmtFactory : public EnvObject {
   template <typename P, typename... Args>
   Formula make_leaf(Args&&... args);
 
-  NodeManager node_mgr_;  // first: nodes outlive nothing, payloads outlive the walk over them
+  NodeManager node_mgr_;
   std::vector<std::unique_ptr<SmtType>> types_;
   std::map<FunctionSignature, const SmtType*> function_types_;
   const SmtType* boolean_type_;
