@@ -38,8 +38,7 @@ class FunctionValueImpl {
   Assignments assignments_;
 };
 
-/// A new table with the substitution (walked by `substitute`, an expression to expression functor
-/// given as map) applied to keys and values.
+/// A new table with the substitution applied to keys and values.
 FunctionValue substitute_function_value(Environment& env, const FunctionValue& fv,
                                         std::unordered_map<Expression, Expression>& substitutions);
 
