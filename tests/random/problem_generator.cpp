@@ -108,7 +108,7 @@ class Generator {
 
   GeneratedProblem generate() {
     make_fluents();
-    const int num_actions = 2 + random_.below(4);
+    const int num_actions = 2 + random_.below(features_.max_actions - 1);
     for (int i = 0; i < num_actions; ++i) make_action(i);
     if (features_.timed_statements && random_.chance(40)) make_timed_effects();
     find_witness();
@@ -119,7 +119,7 @@ class Generator {
   // ----- the problem ------------------------------------------------------------------------
 
   void make_fluents() {
-    const int num_fluents = 3 + random_.below(4);
+    const int num_fluents = 3 + random_.below(features_.max_fluents - 2);
     for (int i = 0; i < num_fluents; ++i) {
       Fluent fluent;
       fluent.is_integer = features_.numbers && random_.chance(25);
@@ -521,6 +521,10 @@ class Generator {
     return (value != 0 ? "" : "not ") + text(atom);
   }
 
+  int arbitrary_value(const Atom& atom) {
+    return random_.below(fluent_of(atom).is_integer ? MAX_VALUE + 1 : 2);
+  }
+
   bool has_timed_effect(const Atom& atom) const {
     return std::any_of(
         timed_effects_.begin(), timed_effects_.end(),
@@ -536,11 +540,15 @@ class Generator {
     int num_goals = 0;
     for_each_slot([&](const Atom& atom, std::size_t slot) {
       const bool is_changed = last[slot] != initial_[slot];
-      const int chance = !is_changed ? 10 : num_goals == 0 ? 90 : 50;
+      const int unchanged = features_.arbitrary_goals ? 50 : 10;
+      const int chance = !is_changed ? unchanged : num_goals == 0 ? 90 : 50;
       if (num_goals == 3 || has_timed_effect(atom) || !random_.chance(chance)) return;
-      os << "goal " << (random_.chance(50) ? "[end] " : "") << fact(atom, last[slot]) << ";\n";
+      const bool is_timed = random_.chance(50) || !features_.untimed_goals;
+      const int value = features_.arbitrary_goals ? arbitrary_value(atom) : last[slot];
+      os << "goal " << (is_timed ? "[end] " : "") << fact(atom, value) << ";\n";
       ++num_goals;
     });
+    if (features_.arbitrary_goals) return;
     if (!features_.timed_statements || witness_.empty() || !random_.chance(30)) return;
     const Step& step = witness_.back();
     const int right = 1 + random_.below(step.start + step.duration);

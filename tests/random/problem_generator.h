@@ -19,6 +19,12 @@ struct GeneratorFeatures {
   bool free_durations = true;
   /// Timed effects, and goals over windows.
   bool timed_statements = true;
+  /// Goals without an interval beside those at the end.
+  bool untimed_goals = true;
+  /// Goals that need not hold behind the witness: nobody knows whether there is a plan.
+  bool arbitrary_goals = false;
+  int max_fluents = 6;  // at least 3
+  int max_actions = 5;  // at least 2
 };
 
 /// A temporal problem, and a plan that solves it.
@@ -29,8 +35,8 @@ struct GeneratedProblem {
 };
 
 /// The problem of a seed: the same for the same seed and features on every machine. It is small,
-/// and solvable by construction: the witness executes one action after the other, and the goals
-/// are read off the state it leads to.
+/// and solvable by construction unless its goals are arbitrary: the witness executes one action
+/// after the other, and the goals are read off the state it leads to.
 GeneratedProblem generate_problem(std::uint32_t seed, const GeneratorFeatures& features = {});
 
 }  // namespace kelvo::random_tests

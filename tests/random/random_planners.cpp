@@ -1,8 +1,11 @@
-// Random problems, each of which is solvable by construction, are solved by a planner; the
-// validator judges the plan, and the plan that the generator knows.
+// Random problems are solved by a planner; the validator judges the plan.
 //
-//   random_planners ftp|smt          runs as many seeds as KELVO_RANDOM_SCALE asks for (default 1)
-//   random_planners ftp|smt <seed>   runs one seed and prints the problem and the plans
+//   random_planners <mode>          runs as many seeds as KELVO_RANDOM_SCALE asks for (default 1)
+//   random_planners <mode> <seed>   runs one seed and prints the problem and the plans
+//
+// Modes: with `ftp` and `smt` each problem is solvable by construction, and the validator judges
+// the plan that the generator knows, too. With `agree` nobody knows: both planners say whether
+// there is a plan, as far as one proves that there is none, or the other one looks.
 //
 // Each seed runs in a process of its own with a limit of processor time: a search may be long, and
 // a crash is one failed seed.
@@ -18,12 +21,15 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <map>
 #include <sstream>
 #include <string>
 
+#include "model/action.h"
 #include "model/problem_instance.h"
 #include "parsers/anml/anml_parser.h"
 #include "planners/ftp/ftp_planner.h"
+#include "planners/problem_statements.h"
 #include "plans/time_triggered_plan.h"
 #include "plans/ttp_parser.h"
 #include "shell/configuration.h"
@@ -38,7 +44,7 @@ namespace kelvo::random_tests {
 
 namespace {
 
-/// How many seeds a planner runs, for how many seconds of processor time each, and how many of them
+/// How many seeds a mode runs, for how many seconds of processor time each, and how many of them
 /// may be out of time: a blind search may be too long, and so may the last horizons before a plan.
 struct Budget {
   std::uint32_t num_seeds;
@@ -46,12 +52,16 @@ struct Budget {
   std::uint32_t max_percent_out_of_time;
 };
 
-Budget budget_of(const std::string& algorithm) {
-  if (algorithm == "smt") return {40, 3, 60};
+Budget budget_of(const std::string& mode) {
+  if (mode == "smt") return {300, 5, 5};
+  if (mode == "agree") return {100, 1, 40};
   return {60, 5, 10};
 }
 
-GeneratorFeatures features_of(std::uint32_t seed) {
+/// The number of steps of the longest plans that `agree` looks for by smt.
+constexpr std::size_t MAX_HORIZON = 9;
+
+GeneratorFeatures features_of(const std::string& mode, std::uint32_t seed) {
   GeneratorFeatures features;
   features.parameters = seed % 2 == 0;
   features.structured = seed % 8 == 4;
@@ -59,6 +69,13 @@ GeneratorFeatures features_of(std::uint32_t seed) {
   features.intermediate_times = seed % 5 != 0;
   features.free_durations = seed % 7 < 4;
   features.timed_statements = seed % 4 != 1;
+  // The two planners read a goal without an interval in different states.
+  features.untimed_goals = mode == "ftp";
+  if (mode == "agree") {
+    features.arbitrary_goals = true;
+    features.max_fluents = 4;
+    features.max_actions = 3;
+  }
   return features;
 }
 
@@ -74,21 +91,21 @@ bool is_valid(Environment& env, const model::ProblemInstance& problem,
   return TTValidator(env, problem).validate(plan);
 }
 
-/// An empty text if all is well.
-std::string complaint_about(const std::string& algorithm, std::uint32_t seed,
-                            const GeneratedProblem& generated, bool verbose) {
-  Environment env;
-  set_options(seed, env.configuration());
-  env.configuration().set_value("rational-precision", true);
-  std::istringstream anml(generated.anml);
-  const model::ProblemInstance problem = AnmlParser(env).parse(anml);
-  std::istringstream witness(generated.witness);
-  if (!is_valid(env, problem, TTPParser(env, problem).parse(witness))) {
-    return "the witness is not valid";
-  }
-  const std::shared_ptr<Plan> found = algorithm == "smt" ? smt::SmtPlanner(env, problem).solve()
-                                                         : ftp::FtpPlanner(env, problem).solve();
-  if (found == nullptr) return "no plan was found";
+std::shared_ptr<Plan> solve(Environment& env, const model::ProblemInstance& problem,
+                            const std::string& algorithm) {
+  return algorithm == "smt" ? smt::SmtPlanner(env, problem).solve()
+                            : ftp::FtpPlanner(env, problem).solve();
+}
+
+/// What there is to complain about, else whether there is a plan.
+struct Verdict {
+  std::string complaint;
+  bool has_plan = false;
+};
+
+/// An empty text if the plan is valid.
+std::string complaint_about(Environment& env, const model::ProblemInstance& problem,
+                            const std::shared_ptr<Plan>& found, bool verbose) {
   const auto plan = std::make_shared<TimeTriggeredPlan>(found);
   if (verbose) std::cout << ";; A plan has been found:\n" << *plan;
   if (is_valid(env, problem, plan)) return "";
@@ -97,59 +114,106 @@ std::string complaint_about(const std::string& algorithm, std::uint32_t seed,
   return text.str();
 }
 
-/// Runs in the child: true if all is well.
-bool run_seed(const std::string& algorithm, std::uint32_t seed, bool verbose) {
-  const GeneratedProblem generated = generate_problem(seed, features_of(seed));
-  if (verbose) std::cout << generated.anml << ";; The generator's plan:\n" << generated.witness;
-  std::string complaint;
-  try {
-    complaint = complaint_about(algorithm, seed, generated, verbose);
-  } catch (const std::exception& error) {
-    complaint = error.what();
+/// The planner finds a plan, as good as the one that is known.
+Verdict check_solution(Environment& env, const model::ProblemInstance& problem,
+                       const std::string& algorithm, const std::string& known_plan, bool verbose) {
+  std::istringstream witness(known_plan);
+  if (!is_valid(env, problem, TTPParser(env, problem).parse(witness))) {
+    return {"the witness is not valid"};
   }
-  if (complaint.empty()) return true;
-  std::cerr << "seed " << seed << ": " << complaint << "\n";
-  return false;
+  const std::shared_ptr<Plan> found = solve(env, problem, algorithm);
+  if (found == nullptr) return {"no plan was found"};
+  return {complaint_about(env, problem, found, verbose), true};
 }
 
-enum class Outcome { GOOD, BAD, OUT_OF_TIME };
+/// A number of steps with which smt can state the plan: the first and the last one, and one for
+/// each timed effect of the problem, each start of an action and each of its effects.
+std::size_t sufficient_horizon(const model::ProblemInstance& problem,
+                               const std::shared_ptr<Plan>& found) {
+  std::size_t horizon = 2 + ProblemStatements(problem).timed_literals.size();
+  const TimeTriggeredPlan plan(found);
+  for (const auto& [time, steps] : plan.plan()) {
+    for (const auto& step : steps) horizon += 1 + step->action()->expressions().size();
+  }
+  return horizon;
+}
 
-Outcome run_seed_apart(const std::string& algorithm, std::uint32_t seed) {
+/// Both planners agree on whether there is a plan, as far as both can tell.
+Verdict check_agreement(Environment& env, const model::ProblemInstance& problem, bool verbose) {
+  env.configuration().set_value("smt-max-horizon", static_cast<long>(MAX_HORIZON + 1));
+  const std::shared_ptr<Plan> bounded = solve(env, problem, "smt");
+  if (bounded != nullptr) {
+    const std::string complaint = complaint_about(env, problem, bounded, verbose);
+    if (!complaint.empty()) return {"smt: " + complaint};
+  }
+  const std::shared_ptr<Plan> searched = solve(env, problem, "ftp");
+  if (searched == nullptr) {
+    return {bounded == nullptr ? "" : "smt alone finds a plan", bounded != nullptr};
+  }
+  const std::string complaint = complaint_about(env, problem, searched, verbose);
+  if (!complaint.empty()) return {"ftp: " + complaint};
+  const bool both = bounded != nullptr || sufficient_horizon(problem, searched) > MAX_HORIZON;
+  return {both ? "" : "ftp alone finds a plan", true};
+}
+
+enum class Outcome { SOLVED, UNSOLVABLE, BAD, OUT_OF_TIME };
+
+Outcome run_seed(const std::string& mode, std::uint32_t seed, bool verbose) {
+  const GeneratedProblem generated = generate_problem(seed, features_of(mode, seed));
+  if (verbose) std::cout << generated.anml << ";; The generator's plan:\n" << generated.witness;
+  Verdict verdict;
+  try {
+    Environment env;
+    set_options(seed, env.configuration());
+    env.configuration().set_value("rational-precision", true);
+    std::istringstream anml(generated.anml);
+    const model::ProblemInstance problem = AnmlParser(env).parse(anml);
+    verdict = mode == "agree" ? check_agreement(env, problem, verbose)
+                              : check_solution(env, problem, mode, generated.witness, verbose);
+  } catch (const std::exception& error) {
+    verdict.complaint = error.what();
+  }
+  if (verdict.complaint.empty()) return verdict.has_plan ? Outcome::SOLVED : Outcome::UNSOLVABLE;
+  std::cerr << "seed " << seed << ": " << verdict.complaint << "\n";
+  return Outcome::BAD;
+}
+
+Outcome run_seed_apart(const std::string& mode, std::uint32_t seed) {
   const pid_t child = fork();
   if (child == 0) {
-    const rlim_t max_seconds = budget_of(algorithm).max_seconds;
+    const rlim_t max_seconds = budget_of(mode).max_seconds;
     const rlimit limit = {max_seconds, max_seconds + 1};
     setrlimit(RLIMIT_CPU, &limit);
-    _exit(run_seed(algorithm, seed, /*verbose=*/false) ? 0 : 1);
+    _exit(static_cast<int>(run_seed(mode, seed, /*verbose=*/false)));
   }
   int status = 0;
   if (child < 0 || waitpid(child, &status, 0) != child) return Outcome::BAD;
-  if (WIFEXITED(status)) return WEXITSTATUS(status) == 0 ? Outcome::GOOD : Outcome::BAD;
+  if (WIFEXITED(status)) return static_cast<Outcome>(WEXITSTATUS(status));
   if (WTERMSIG(status) == SIGXCPU || WTERMSIG(status) == SIGKILL) return Outcome::OUT_OF_TIME;
   std::cerr << "seed " << seed << ": ended by signal " << WTERMSIG(status) << "\n";
   return Outcome::BAD;
 }
 
-int run_all(const std::string& algorithm) {
+int run_all(const std::string& mode) {
   const char* scale = std::getenv("KELVO_RANDOM_SCALE");
   const int factor = scale == nullptr ? 1 : std::max(1, std::atoi(scale));
-  const std::uint32_t num_seeds =
-      budget_of(algorithm).num_seeds * static_cast<std::uint32_t>(factor);
-  std::uint32_t num_good = 0;
-  std::uint32_t num_out_of_time = 0;
+  const Budget budget = budget_of(mode);
+  const std::uint32_t num_seeds = budget.num_seeds * static_cast<std::uint32_t>(factor);
+  std::map<Outcome, std::uint32_t> counts;
   for (std::uint32_t seed = 1; seed <= num_seeds; ++seed) {
-    const Outcome outcome = run_seed_apart(algorithm, seed);
-    if (outcome == Outcome::GOOD) ++num_good;
-    if (outcome == Outcome::OUT_OF_TIME) {
-      ++num_out_of_time;
-      std::cerr << "seed " << seed << ": out of time\n";
-    }
+    const Outcome outcome = run_seed_apart(mode, seed);
+    ++counts[outcome];
+    if (outcome == Outcome::OUT_OF_TIME) std::cerr << "seed " << seed << ": out of time\n";
   }
-  std::cout << num_good << " of " << num_seeds << " problems solved by valid plans, "
-            << num_out_of_time << " out of time\n";
+  std::cout << num_seeds << " problems: " << counts[Outcome::SOLVED] << " solved by valid plans, "
+            << counts[Outcome::UNSOLVABLE] << " without a plan, " << counts[Outcome::OUT_OF_TIME]
+            << " out of time, " << counts[Outcome::BAD] << " wrong\n";
   const bool too_slow =
-      num_out_of_time * 100 > num_seeds * budget_of(algorithm).max_percent_out_of_time;
-  return num_good + num_out_of_time == num_seeds && !too_slow ? 0 : 1;
+      counts[Outcome::OUT_OF_TIME] * 100 > num_seeds * budget.max_percent_out_of_time;
+  // A comparison that never met both answers has compared nothing.
+  const bool is_telling =
+      counts[Outcome::SOLVED] > 0 && (mode != "agree" || counts[Outcome::UNSOLVABLE] > 0);
+  return counts[Outcome::BAD] == 0 && !too_slow && is_telling ? 0 : 1;
 }
 
 }  // namespace
@@ -158,14 +222,14 @@ int run_all(const std::string& algorithm) {
 
 int main(int argc, char** argv) {
   using namespace kelvo::random_tests;
-  const std::string algorithm = argc < 2 ? "" : argv[1];
-  if (algorithm != "ftp" && algorithm != "smt") {
-    std::cerr << "usage: random_planners ftp|smt [<seed>]\n";
+  const std::string mode = argc < 2 ? "" : argv[1];
+  if (mode != "ftp" && mode != "smt" && mode != "agree") {
+    std::cerr << "usage: random_planners ftp|smt|agree [<seed>]\n";
     return 1;
   }
-  if (argc < 3) return run_all(algorithm);
+  if (argc < 3) return run_all(mode);
   kelvo::Log::set_stream(std::cerr);
   kelvo::Log::set_reporting_level(kelvo::LogLevel::DEBUG);
   const auto seed = static_cast<std::uint32_t>(std::atol(argv[2]));
-  return run_seed(algorithm, seed, /*verbose=*/true) ? 0 : 1;
+  return run_seed(mode, seed, /*verbose=*/true) == Outcome::BAD ? 1 : 0;
 }
