@@ -21,6 +21,13 @@ SmtPlanner::SmtPlanner(Environment& env, const model::ProblemInstance& problem)
   OwnCompilation compilation;
   compilation.grounds_actions = false;
   compile(compilation);
+  for (const model::Expression e : problem_->expressions()) {
+    const model::ExpressionFactory& ef = env.expression_factory();
+    if (ef.is_temporal_expression(e) || ef.is_assign(e) || ef.is_boolean_constant(e)) continue;
+    LOG(LogLevel::WARN) << "[SMTPlanner] a condition without an interval must hold in the initial "
+                           "state (write [end] for a goal): "
+                        << e;
+  }
   encoder_ = std::make_unique<SmtEncoder>(env, problem_);
 }
 
