@@ -9,7 +9,7 @@ namespace kelvo::model {
 
 // One search from the root: a memo of the sets of all subexpressions would take quadratic space
 // in a deep expression.
-const ExpressionSet& ExpressionFreeVars::operator()(Expression root) const {
+const ExpressionSet& ExpressionFreeVars::operator()(Expression root) const& {
   using Kind = ExpressionOperatorKind;
   const auto [place, is_new] = memoization_.try_emplace(root);
   ExpressionSet& variables = place->second;

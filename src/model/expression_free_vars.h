@@ -1,6 +1,7 @@
 #pragma once
 
 #include <unordered_map>
+#include <utility>
 
 #include "model/expression.h"
 #include "shell/env_object.h"
@@ -14,8 +15,9 @@ class ExpressionFreeVars : public EnvObject {
  public:
   explicit ExpressionFreeVars(Environment& env) : EnvObject(env) {}
 
-  /// The reference stays valid until `clear_memoization()`.
-  const ExpressionSet& operator()(Expression e) const;
+  /// The reference stays valid until `clear_memoization()`; a temporary object returns the set.
+  const ExpressionSet& operator()(Expression e) const&;
+  ExpressionSet operator()(Expression e) const&& { return std::as_const(*this)(e); }
   void clear_memoization() const { memoization_.clear(); }
 
  private:

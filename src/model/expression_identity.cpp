@@ -1,5 +1,6 @@
 #include "model/expression_identity.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "model/expression_factory.h"
@@ -14,11 +15,25 @@ std::vector<Expression> ExpressionIdentity::walked_children(Expression e) const 
   return children;
 }
 
+bool ExpressionIdentity::has_unchanged_children(Expression e) const {
+  return std::ranges::all_of(e->children(),
+                             [this](Expression child) { return memoized_value(child) == child; });
+}
+
+Expression ExpressionIdentity::walk_binary(Expression e, MakeBinary make) const {
+  const Expression left = memoized_value(e->child(0));
+  const Expression right = memoized_value(e->child(1));
+  if (left == e->child(0) && right == e->child(1)) return e;
+  return (environment().expression_factory().*make)(left, right);
+}
+
 Expression ExpressionIdentity::walk_and(Expression e) const {
+  if (has_unchanged_children(e)) return e;
   return environment().expression_factory().make_and(walked_children(e));
 }
 
 Expression ExpressionIdentity::walk_or(Expression e) const {
+  if (has_unchanged_children(e)) return e;
   return environment().expression_factory().make_or(walked_children(e));
 }
 
@@ -37,6 +52,7 @@ Expression fold_left(const std::vector<Expression>& operands, MakeBinary make_bi
 }  // namespace
 
 Expression ExpressionIdentity::walk_times(Expression e) const {
+  if (e->arity() <= 2 && has_unchanged_children(e)) return e;
   ExpressionFactory& ef = environment().expression_factory();
   return fold_left(
       walked_children(e), [&ef](Expression a, Expression b) { return ef.make_times(a, b); },
@@ -44,6 +60,7 @@ Expression ExpressionIdentity::walk_times(Expression e) const {
 }
 
 Expression ExpressionIdentity::walk_plus(Expression e) const {
+  if (e->arity() <= 2 && has_unchanged_children(e)) return e;
   ExpressionFactory& ef = environment().expression_factory();
   return fold_left(
       walked_children(e), [&ef](Expression a, Expression b) { return ef.make_plus(a, b); },
@@ -51,95 +68,80 @@ Expression ExpressionIdentity::walk_plus(Expression e) const {
 }
 
 Expression ExpressionIdentity::walk_not(Expression e) const {
+  if (has_unchanged_children(e)) return e;
   return environment().expression_factory().make_not(memoized_value(e->child(0)));
 }
 
 Expression ExpressionIdentity::walk_imply(Expression e) const {
-  return environment().expression_factory().make_imply(memoized_value(e->child(0)),
-                                                       memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_imply);
 }
 
 Expression ExpressionIdentity::walk_iff(Expression e) const {
-  return environment().expression_factory().make_iff(memoized_value(e->child(0)),
-                                                     memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_iff);
 }
 
 Expression ExpressionIdentity::walk_equals(Expression e) const {
-  return environment().expression_factory().make_equals(memoized_value(e->child(0)),
-                                                        memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_equals);
 }
 
 Expression ExpressionIdentity::walk_lt(Expression e) const {
-  return environment().expression_factory().make_lt(memoized_value(e->child(0)),
-                                                    memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_lt);
 }
 
 Expression ExpressionIdentity::walk_le(Expression e) const {
-  return environment().expression_factory().make_le(memoized_value(e->child(0)),
-                                                    memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_le);
 }
 
 Expression ExpressionIdentity::walk_gt(Expression e) const {
-  return environment().expression_factory().make_gt(memoized_value(e->child(0)),
-                                                    memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_gt);
 }
 
 Expression ExpressionIdentity::walk_ge(Expression e) const {
-  return environment().expression_factory().make_ge(memoized_value(e->child(0)),
-                                                    memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_ge);
 }
 
 Expression ExpressionIdentity::walk_div(Expression e) const {
-  return environment().expression_factory().make_div(memoized_value(e->child(0)),
-                                                     memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_div);
 }
 
 Expression ExpressionIdentity::walk_minus(Expression e) const {
-  return environment().expression_factory().make_minus(memoized_value(e->child(0)),
-                                                       memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_minus);
 }
 
 Expression ExpressionIdentity::walk_in(Expression e) const {
-  return environment().expression_factory().make_in(memoized_value(e->child(0)),
-                                                    memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_in);
 }
 
 Expression ExpressionIdentity::walk_subset(Expression e) const {
-  return environment().expression_factory().make_subset(memoized_value(e->child(0)),
-                                                        memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_subset);
 }
 
 Expression ExpressionIdentity::walk_union(Expression e) const {
-  return environment().expression_factory().make_union(memoized_value(e->child(0)),
-                                                       memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_union);
 }
 
 Expression ExpressionIdentity::walk_intersection(Expression e) const {
-  return environment().expression_factory().make_intersection(memoized_value(e->child(0)),
-                                                              memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_intersection);
 }
 
 Expression ExpressionIdentity::walk_difference(Expression e) const {
-  return environment().expression_factory().make_difference(memoized_value(e->child(0)),
-                                                            memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_difference);
 }
 
 Expression ExpressionIdentity::walk_assign(Expression e) const {
-  return environment().expression_factory().make_assign(memoized_value(e->child(0)),
-                                                        memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_assign);
 }
 
 Expression ExpressionIdentity::walk_in_assign(Expression e) const {
-  return environment().expression_factory().make_in_assign(memoized_value(e->child(0)),
-                                                           memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_in_assign);
 }
 
 Expression ExpressionIdentity::walk_temporal_expression(Expression e) const {
-  return environment().expression_factory().make_temporal_expression(memoized_value(e->child(0)),
-                                                                     memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_temporal_expression);
 }
 
 Expression ExpressionIdentity::walk_interval(Expression e) const {
+  if (has_unchanged_children(e)) return e;
   ExpressionFactory& ef = environment().expression_factory();
   const Expression lower = memoized_value(e->child(0));
   if (e->arity() == 1) return ef.make_point_interval(lower);
@@ -151,12 +153,12 @@ Expression ExpressionIdentity::walk_interval(Expression e) const {
 }
 
 Expression ExpressionIdentity::walk_set_constant(Expression e) const {
+  if (has_unchanged_children(e)) return e;
   return environment().expression_factory().make_set_constant(walked_children(e));
 }
 
 Expression ExpressionIdentity::walk_dot(Expression e) const {
-  return environment().expression_factory().make_scoping(memoized_value(e->child(0)),
-                                                         memoized_value(e->child(1)));
+  return walk_binary(e, &ExpressionFactory::make_scoping);
 }
 
 Expression ExpressionIdentity::walk_functional_apply(Expression e) const {
@@ -165,10 +167,12 @@ Expression ExpressionIdentity::walk_functional_apply(Expression e) const {
   // The walk does not enter the reference of an application without arguments.
   const Expression function =
       is_memoized(reference) ? memoized_value(reference) : (*this)(reference);
+  if (function == reference && has_unchanged_children(e)) return e;
   return ef.make_functional_apply(function, walked_children(e));
 }
 
 Expression ExpressionIdentity::walk_contains(Expression e) const {
+  if (has_unchanged_children(e)) return e;
   ExpressionFactory& ef = environment().expression_factory();
   const Expression duration = e->arity() == 2 ? memoized_value(e->child(1)) : nullptr;
   return ef.make_contains(memoized_value(e->child(0)), duration, ef.get_label_from_contains(e));

@@ -5,7 +5,8 @@
 namespace kelvo::model {
 
 /// Rebuilds an expression unchanged; rewriters override the kinds that they care about. Sums and
-/// products of three or more children come back folded from the left into binary nodes.
+/// products of three or more children come back folded from the left into binary nodes. A node
+/// whose children stand for themselves is returned without a look at the factory.
 class ExpressionIdentity : public ExpressionWalker<Expression> {
  public:
   using ExpressionWalker::ExpressionWalker;
@@ -55,6 +56,12 @@ class ExpressionIdentity : public ExpressionWalker<Expression> {
 
   /// The memoized values of the children of `e`, in order.
   std::vector<Expression> walked_children(Expression e) const;
+
+ private:
+  using MakeBinary = Expression (ExpressionFactory::*)(Expression, Expression);
+
+  bool has_unchanged_children(Expression e) const;
+  Expression walk_binary(Expression e, MakeBinary make) const;
 };
 
 }  // namespace kelvo::model

@@ -12,7 +12,8 @@ class ExpressionScope : public virtual EnvObject {
  public:
   explicit ExpressionScope(Environment& env) : EnvObject(env) {}
 
-  void add_expression(Expression e) { expressions_.insert(e); }
+  /// Constant time for an expression that is newer than those that are here, as most are.
+  void add_expression(Expression e) { expressions_.insert(expressions_.end(), e); }
   const ExpressionSet& expressions() const { return expressions_; }
 
  protected:

@@ -400,20 +400,20 @@ Type ExpressionTypeChecker::walk_functional_apply(Expression e) const {
   Expression reference = ef.get_reference_from_functional_apply(e);
   if (ef.is_scoping(reference)) reference = reference->child(1);
 
-  Parameters parameters;
-  Type result;
   if (ef.is_fluent_reference(reference)) {
     const Fluent fluent = ef.get_fluent_from_reference(reference);
-    parameters = fluent->parameters();
-    result = fluent->type();
-  } else if (ef.is_constant_reference(reference)) {
-    const Constant constant = ef.get_constant_from_reference(reference);
-    parameters = constant->parameters();
-    result = constant->type();
-  } else {
-    fail("Found a functional apply having no fluent or constant reference: ", e);
+    check_arguments(e, fluent->parameters());
+    return fluent->type();
   }
+  if (ef.is_constant_reference(reference)) {
+    const Constant constant = ef.get_constant_from_reference(reference);
+    check_arguments(e, constant->parameters());
+    return constant->type();
+  }
+  fail("Found a functional apply having no fluent or constant reference: ", e);
+}
 
+void ExpressionTypeChecker::check_arguments(Expression e, const Parameters& parameters) const {
   if (e->arity() != parameters.size()) {
     throw TypeCheckingError("Found a functional apply having wrong number of parameters");
   }
@@ -426,7 +426,6 @@ Type ExpressionTypeChecker::walk_functional_apply(Expression e) const {
                                 << actual << " while it should be " << formal;
     }
   }
-  return result;
 }
 
 Type ExpressionTypeChecker::walk_contains(Expression e) const {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "model/expression_walker.h"
+#include "model/parametric_object.h"
 #include "model/types.h"
 
 namespace kelvo::model {
@@ -100,6 +101,7 @@ class ExpressionTypeChecker : public ExpressionWalker<Type> {
   Type boolean_operation(Expression e, const char* what) const;
   Type comparison(Expression e, const char* what) const;
   Type set_operation(Expression e) const;
+  void check_arguments(Expression e, const Parameters& parameters) const;
   void check_sets(Expression e) const;
   Type arithmetic(Expression e, const Arithmetic& operation) const;
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "model/expression_memo.h"
 #include "model/expression_payloads.h"
 #include "model/print_expression.h"
 #include "shell/env_object.h"
@@ -16,14 +16,17 @@ namespace kelvo::model {
 /// by `memoized_value`. The walk has its own stack, so that depth of input is no depth of calls.
 ///
 /// The memo lasts until `clear_memoization()`. References that `operator()` and `memoized_value`
-/// return stay valid as long. A value that is memoized before a walk (`do_memoize_value`) keeps
-/// the walk from entering that node. Cost: one lookup and one handler call for each distinct node.
+/// return stay valid as long; a temporary walker, whose memo goes at once, returns the value
+/// itself. A value that is memoized before a walk (`do_memoize_value`) keeps the walk from entering
+/// that node. Cost: one lookup and one handler call for each distinct node.
 template <typename T>
 class ExpressionWalker : public EnvObject {
  public:
   explicit ExpressionWalker(Environment& env) : EnvObject(env) {}
 
-  virtual const T& operator()(Expression e) const;
+  /// A class that overrides this must make the next one visible by a using declaration.
+  virtual const T& operator()(Expression e) const&;
+  T operator()(Expression e) const&& { return std::as_const(*this)(e); }
   virtual void clear_memoization() const { memoization_.clear(); }
 
  protected:
@@ -79,39 +82,47 @@ class ExpressionWalker : public EnvObject {
   virtual void evaluate_and_cache_expression(Expression e) const;
   /// A value that is stored first stays.
   virtual void do_memoize_value(Expression e, T value) const {
-    memoization_.try_emplace(e, std::move(value));
+    memoization_.insert(e, std::move(value));
   }
   virtual bool is_memoized(Expression e) const { return memoization_.contains(e); }
 
  protected:
-  mutable std::unordered_map<Expression, T> memoization_;
+  mutable ExpressionMemo<T> memoization_;
 
  private:
+  struct Scheduled {
+    Expression e;
+    bool has_children_scheduled;
+  };
+
   T evaluate(Expression e) const;
+
+  // A handler may walk again, and an exception may leave a walk: each one works above the height at
+  // which it began.
+  mutable std::vector<Scheduled> todo_;
 };
 
 template <typename T>
-const T& ExpressionWalker<T>::operator()(Expression root) const {
-  std::vector<Expression> todo{root};
-  std::vector<bool> children_scheduled{false};
-  while (!todo.empty()) {
-    const Expression e = todo.back();
-    const bool scheduled = children_scheduled.back();
-    children_scheduled.pop_back();
+const T& ExpressionWalker<T>::operator()(Expression root) const& {
+  struct Cut {
+    std::vector<Scheduled>& todo;
+    std::size_t bottom;
+    ~Cut() { todo.erase(todo.begin() + static_cast<std::ptrdiff_t>(bottom), todo.end()); }
+  };
+  const Cut at_end{todo_, todo_.size()};
+  todo_.push_back({root, false});
+  while (todo_.size() > at_end.bottom) {
+    const auto [e, has_children_scheduled] = todo_.back();
     if (is_memoized(e)) {
-      todo.pop_back();
-    } else if (scheduled || e->arity() == 0 || !walks_children(e)) {
+      todo_.pop_back();
+    } else if (has_children_scheduled || e->arity() == 0 || !walks_children(e)) {
       evaluate_and_cache_expression(e);
-      todo.pop_back();
+      todo_.pop_back();
     } else {
-      children_scheduled.push_back(true);
-      for (const Expression child : e->children()) {
-        todo.push_back(child);
-        children_scheduled.push_back(false);
-      }
+      todo_.back().has_children_scheduled = true;
+      for (const Expression child : e->children()) todo_.push_back({child, false});
       if (kind_of(e) == ExpressionOperatorKind::FLUENT_FUN_APPLY) {
-        todo.push_back(payload_of<FluentFunApplyPayload>(e).reference());
-        children_scheduled.push_back(false);
+        todo_.push_back({payload_of<FluentFunApplyPayload>(e).reference(), false});
       }
     }
   }
@@ -120,12 +131,12 @@ const T& ExpressionWalker<T>::operator()(Expression root) const {
 
 template <typename T>
 const T& ExpressionWalker<T>::memoized_value(Expression e) const {
-  const auto found = memoization_.find(e);
-  if (found == memoization_.end()) {
+  const T* found = memoization_.find(e);
+  if (found == nullptr) {
     throw InternalError() << "Unexplored expression queried to 'memoized_value': "
                           << print_expression(e);
   }
-  return found->second;
+  return *found;
 }
 
 template <typename T>

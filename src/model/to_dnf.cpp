@@ -10,7 +10,7 @@ bool is_junction(Expression e) {
 
 }  // namespace
 
-const ToDNF::Disjunction& ToDNF::operator()(Expression root) const {
+const ToDNF::Disjunction& ToDNF::operator()(Expression root) const& {
   if (is_memoized(root)) return memoized_value(root);
   collect_operands(root);
   struct Entry {

@@ -20,7 +20,8 @@ class ToDNF : public ExpressionDefaultWalker<std::vector<ExpressionSet>> {
 
   using ExpressionDefaultWalker::ExpressionDefaultWalker;
 
-  const Disjunction& operator()(Expression e) const override;
+  using ExpressionDefaultWalker::operator();
+  const Disjunction& operator()(Expression e) const& override;
   void clear_memoization() const override;
 
  protected:

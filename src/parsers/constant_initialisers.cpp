@@ -110,7 +110,8 @@ class ConstantInitialisers::Evaluator : public model::ExpressionSimplifier {
     }
   }
 
-  const Expression& operator()(Expression root) const override {
+  using ExpressionSimplifier::operator();
+  const Expression& operator()(Expression root) const& override {
     std::vector<Expression> todo{root};
     std::unordered_set<Expression> open;
     while (!todo.empty()) {

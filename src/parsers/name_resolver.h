@@ -7,11 +7,19 @@
 
 namespace kelvo {
 
-/// Replaces unresolved symbols by a table, and finds the members that scoped names (`a.b`) mean. A
-/// symbol that the table does not hold stays.
+/// Replaces unresolved symbols by a table, whose keys must be such, and finds the members that
+/// scoped names (`a.b`) mean. A symbol that the table does not hold stays.
 class NameResolverExpressionSubstituter : public ExpressionSubstituter {
  public:
   using ExpressionSubstituter::ExpressionSubstituter;
+
+  void do_memoize_value(model::Expression e, model::Expression value) const override {
+    if (model::kind_of(value) == model::ExpressionOperatorKind::UNRESOLVED_SYMBOL) {
+      ExpressionSubstituter::do_memoize_value(e, value);
+    } else {
+      ExpressionIdentity::do_memoize_value(e, value);
+    }
+  }
 
  protected:
   model::Expression walk_unresolved_symbol(model::Expression e) const override { return e; }

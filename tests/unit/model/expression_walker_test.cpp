@@ -3,8 +3,10 @@
 #include "model/check_contains_walker.h"
 #include "model/expression_constant_simplifier.h"
 #include "model/expression_default_walker.h"
+#include "model/expression_free_vars.h"
 #include "model/expression_identity.h"
 #include "model/expression_substituter.h"
+#include "model/to_dnf.h"
 #include "model_fixture.h"
 
 namespace kelvo::model {
@@ -51,6 +53,52 @@ TEST_F(ExpressionWalkerTest, SeededNodesAreNotEnteredAndKeepTheFirstValue) {
   EXPECT_EQ(walk.calls.size(), 1u);
   EXPECT_EQ(error_of<InternalError>([&] { walk.memoized_value(x); }),
             "Unexplored expression queried to 'memoized_value': x");
+}
+
+TEST_F(ExpressionWalkerTest, ATemporaryWalkerReturnsTheValueItself) {
+  static_assert(std::is_same_v<decltype(Recorder(env)(x)), int>);
+  static_assert(std::is_same_v<decltype(ToDNF(env)(x)), ToDNF::Disjunction>);
+  static_assert(std::is_same_v<decltype(ExpressionFreeVars(env)(x)), ExpressionSet>);
+  const Recorder walk(env);
+  static_assert(std::is_same_v<decltype(walk(x)), const int&>);
+  const Expression both = ef().make_and(p, q);
+  const ToDNF::Disjunction& literals = ToDNF(env)(both);
+  EXPECT_EQ(literals, (ToDNF::Disjunction{{p, q}}));
+  const ExpressionSet& variables = ExpressionFreeVars(env)(both);
+  EXPECT_EQ(variables, (ExpressionSet{p, q}));
+}
+
+/// Fails on the number 0, and walks again for a negation.
+class Choosy : public Recorder {
+ public:
+  using Recorder::Recorder;
+
+ protected:
+  int walk_integer_constant(Expression e) const override {
+    if (text_of(e) == "0") throw InternalError("nought");
+    return Recorder::walk_integer_constant(e);
+  }
+  int walk_not(Expression e) const override { return 10 * (*this)(e->child(0)->child(1)); }
+};
+
+TEST_F(ExpressionWalkerTest, AWalkMayBeginInsideAnotherOrAfterAFailure) {
+  const Choosy walk(env);
+  const Expression bad = ef().make_lt(ef().make_plus(num(0), x), num(1));
+  EXPECT_EQ(error_of<InternalError>([&] { walk(ef().make_and(p, bad)); }), "nought");
+  EXPECT_EQ(walk(ef().make_plus(x, y)), 3);
+  const Expression negation = ef().make_not(ef().make_lt(x, ef().make_plus(y, num(2))));
+  EXPECT_EQ(walk(ef().make_and(p, negation)), 1 + 1 + 30);
+}
+
+TEST_F(ExpressionWalkerTest, ValuesAreFoundAmongManyNodesInAnyOrder) {
+  std::vector<Expression> nodes;
+  for (int i = 0; i < 5000; ++i) nodes.push_back(num(i));
+  const ExpressionIdentity walk(env);
+  for (std::size_t i = 0; i < nodes.size(); ++i) walk(nodes[i * 2417 % nodes.size()]);
+  for (const Expression e : nodes) ASSERT_EQ(walk.memoized_value(e), e);
+  EXPECT_FALSE(walk.is_memoized(num(5000)));
+  walk.clear_memoization();
+  for (const Expression e : nodes) ASSERT_FALSE(walk.is_memoized(e));
 }
 
 TEST_F(ExpressionWalkerTest, ReferencesIntoTheMemoStayValid) {
