@@ -243,6 +243,20 @@ UserType ModelFactory::make_user_type(const std::string& name) {
                &ModelFactory::remove_user_type);
 }
 
+std::unordered_set<const UserTypeImpl*> ModelFactory::user_types_in_use() const {
+  std::vector<const TypeScope*> todo;
+  for (const auto& [object, problem] : problem_instances_) todo.push_back(object);
+  std::unordered_set<const UserTypeImpl*> types;
+  while (!todo.empty()) {
+    const TypeScope* scope = todo.back();
+    todo.pop_back();
+    for (const auto& [name, type] : scope->user_types()) {
+      if (types.insert(type.get()).second) todo.push_back(type.get());
+    }
+  }
+  return types;
+}
+
 Parameter ModelFactory::make_parameter(const std::string& name, const Type& type) {
   return std::make_shared<ParameterImpl>(name, type);
 }

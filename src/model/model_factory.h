@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "model/action.h"
@@ -37,6 +38,8 @@ class ModelFactory : public EnvObject {
   /// The root of the user types, "object".
   UserType make_object_type();
   UserType make_user_type(const std::string& name);
+  /// The user types of all problems that are alive, nested ones included.
+  std::unordered_set<const UserTypeImpl*> user_types_in_use() const;
   SetType make_set_type(const Type& type);
 
   Parameter make_parameter(const std::string& name, const Type& type);

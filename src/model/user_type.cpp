@@ -40,6 +40,15 @@ void UserTypeImpl::resolve_base_type(const Type& unresolved_base, const Type& ne
   }
 }
 
+void UserTypeImpl::forget_declaration() {
+  set_types_.clear();
+  user_types_.clear();
+  fluents_.clear();
+  constants_.clear();
+  actions_.clear();
+  base_types_.clear();
+}
+
 std::ostream& operator<<(std::ostream& os, const UserTypeImpl& type) {
   os << "type " << type.name();
   for (const Type& base : type.base_types()) os << " < " << base;

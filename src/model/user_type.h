@@ -28,6 +28,8 @@ class UserTypeImpl : public TypeScope, public TypeBase {
   bool is_derived_from(const Type& base, bool recursive = true) const;
   /// Replaces a placeholder among the base types, in its place.
   void resolve_base_type(const Type& unresolved_base, const Type& new_base);
+  /// Back to a type without members and base types.
+  void forget_declaration();
 
  private:
   std::string name_;

@@ -34,7 +34,8 @@ AnmlBuilder::AnmlBuilder(AnmlParser& parser, model::ProblemInstanceImpl& problem
     : EnvObject(parser.environment()),
       parser_(parser),
       problem_(problem),
-      ef_(environment().expression_factory()) {}
+      ef_(environment().expression_factory()),
+      types_in_use_(environment().model_factory().user_types_in_use()) {}
 
 void AnmlBuilder::handle_error(const std::string& message) {
   parser_.handle_error(message);
@@ -83,7 +84,7 @@ void AnmlBuilder::add_to_problem() {
 
 void AnmlBuilder::declare_type(const Token* name, Mark base_types, Mark members) {
   model::ModelFactory& mf = environment().model_factory();
-  const model::UserType type = mf.make_user_type(name->first);
+  const model::UserType type = declared_type(name->first);
   Names declared;
   for (Mark i = members; i < members_.size(); ++i) add_member(*type, members_[i], declared);
   members_.resize(members);
@@ -94,9 +95,17 @@ void AnmlBuilder::declare_type(const Token* name, Mark base_types, Mark members)
   members_.emplace_back(type);
 }
 
-// User types are interned by name for the whole run, so a declaration may meet members that an
-// earlier reading, or a type of the same name in another scope, has left there: these are kept.
-// Twice within one declaration is the error of the scope.
+// User types are interned by name for the whole run, so a declaration may meet members from an
+// earlier reading. Those that no problem has any more are forgotten, for what they refer to may be
+// gone.
+model::UserType AnmlBuilder::declared_type(const std::string& name) {
+  model::UserType type = environment().model_factory().make_user_type(name);
+  if (types_in_use_.insert(type.get()).second) type->forget_declaration();
+  return type;
+}
+
+// Members that a living problem, or a type of the same name in another scope, has left there are
+// kept. Twice within one declaration is the error of the scope.
 void AnmlBuilder::add_member(model::UserTypeImpl& type, const Member& member, Names& declared) {
   struct Add {
     AnmlBuilder& builder;

@@ -99,6 +99,7 @@ class AnmlBuilder : public EnvObject {
   };
 
   model::Type pop_type();
+  model::UserType declared_type(const std::string& name);
   /// Into a vector that the next call uses again: applications are what a problem consists of.
   const std::vector<Expression>& pop_expressions(Mark mark);
   void add_member(model::UserTypeImpl& type, const Member& member, Names& declared);
@@ -118,6 +119,7 @@ class AnmlBuilder : public EnvObject {
   model::Parameters parameters_;
   std::vector<model::Type> types_;
   std::unordered_map<const model::UserTypeImpl*, Nesting> nesting_;
+  std::unordered_set<const model::UserTypeImpl*> types_in_use_;
 };
 
 }  // namespace kelvo

@@ -50,6 +50,31 @@ TEST_F(FlattenerTest, MembersGetTheirObjectAsFirstParameter) {
   EXPECT_EQ(speed->assignments().size(), 2u);
 }
 
+// User types are shared by name for a whole run, and this one outlives its problem by the set type.
+TEST_F(FlattenerTest, AStructuredTypeMayBeReadAgainAfterItsProblemIsGone) {
+  const std::string text =
+      "type Base; type Robot < Base with {"
+      "  fluent boolean busy; fluent set(Robot) friends; constant integer speed;"
+      "  action go(Robot o) { duration := speed; [start] not busy; [end] busy := gate;"
+      "                       [end] r1.busy := true; };"
+      "}; fluent boolean gate; instance Robot r1; r1.speed := 2; [end] r1.busy;";
+  const auto flattened = [this](const std::string& source) {
+    std::ostringstream printed;
+    Flattener flattener(parse(source));
+    printed << flattener.output_problem();
+    return printed.str();
+  };
+  const std::string first = flattened(text);
+  EXPECT_EQ(flattened(text), first);
+  // Nothing of the earlier declaration is left.
+  const std::string other =
+      "type Robot with { fluent integer busy; action stop() { [start] busy > 1; }; };"
+      "instance Robot r2; [end] r2.busy == 0;";
+  const std::string second = flattened(other);
+  EXPECT_EQ(second.find("go"), std::string::npos) << second;
+  EXPECT_NE(second.find("fluent integer _Robot_busy(_Robot object)"), std::string::npos) << second;
+}
+
 TEST_F(FlattenerTest, AFlatProblemKeepsItsNames) {
   Flattener flattener(
       parse("type T; instance T t1; fluent T f(T t); constant T c(T t); c(*) := t1;"
