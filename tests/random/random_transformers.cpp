@@ -6,7 +6,6 @@
 //   random_transformers            runs as many seeds as KELVO_RANDOM_SCALE asks for (default 1)
 //   random_transformers <seed>     runs one seed and prints the problem
 
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,6 +28,7 @@
 #include "planners/ftp/ftp_planner.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/environment.h"
+#include "tests/random/process_limits.h"
 #include "transformers/constant_promoter.h"
 #include "transformers/empty_conditions_compiler.h"
 #include "transformers/flattener.h"
@@ -283,10 +283,7 @@ enum class Outcome { GOOD, BAD, OUT_OF_BOUNDS };
 Outcome run_seed_apart(std::uint32_t seed) {
   const pid_t child = fork();
   if (child == 0) {
-    const rlimit seconds = {MAX_SECONDS, MAX_SECONDS + 1};
-    setrlimit(RLIMIT_CPU, &seconds);
-    const rlimit memory = {MAX_MEMORY, MAX_MEMORY};
-    setrlimit(RLIMIT_AS, &memory);
+    limit_process(MAX_SECONDS, MAX_MEMORY);
     _exit(run_seed(seed, /*verbose=*/false) ? 0 : 1);
   }
   int status = 0;
