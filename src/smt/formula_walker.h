@@ -17,7 +17,8 @@ class FormulaWalker {
  public:
   virtual ~FormulaWalker() = default;
 
-  virtual const T& walk(Formula root);
+  /// The reference stays valid as long as the walker, which therefore must not be a temporary.
+  virtual const T& walk(Formula root) &;
 
  protected:
   virtual T walk_and(Formula f) = 0;
@@ -61,7 +62,7 @@ class FormulaWalker {
 };
 
 template <typename T>
-const T& FormulaWalker<T>::walk(Formula root) {
+const T& FormulaWalker<T>::walk(Formula root) & {
   struct Entry {
     Formula f;
     bool expanded;
