@@ -2,14 +2,18 @@
 
 #include <map>
 #include <memory>
+#include <set>
+#include <string>
 #include <utility>
 
+#include "model/action.h"
 #include "plans/pot_plan.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/hashing.h"
+#include "shell/warnings.h"
 #include "temporal/temporal_network.h"
 
 namespace kelvo {
@@ -55,6 +59,22 @@ std::vector<rational> earliest_ready_times(const POTPlan& plan) {
   return result;
 }
 
+// A step without a duration counts as one of length 0, which is no sound guess for an action whose
+// duration the environment chooses.
+void warn_of_uncertain_steps(const POTPlan& plan) {
+  std::set<std::string> warned;
+  for (const POTPlan::Step& step : plan.steps()) {
+    const model::Action& action = step->action();
+    if (step->has_duration() || !action->is_temporally_uncertain(/*really_uncertain=*/true)) {
+      continue;
+    }
+    if (!warned.insert(action->name()).second) continue;
+    plan.environment().warning_manager().warn(
+        "The schedule gives no time to action '" + action->name() +
+        "', whose duration the environment chooses: steps that wait for it may come too early");
+  }
+}
+
 }  // namespace
 
 TimeTriggeredPlan::TimeTriggeredPlan(const std::shared_ptr<Plan>& plan)
@@ -65,6 +85,7 @@ TimeTriggeredPlan::TimeTriggeredPlan(const std::shared_ptr<Plan>& plan)
   }
   const auto partial_order = std::dynamic_pointer_cast<POTPlan>(plan);
   if (partial_order == nullptr) environment_of(nullptr, "TimeTriggeredPlan");
+  warn_of_uncertain_steps(*partial_order);
   const std::vector<rational> ready_times = earliest_ready_times(*partial_order);
   auto ready_time = ready_times.begin();
   for (const POTPlan::Step& step : partial_order->steps()) {

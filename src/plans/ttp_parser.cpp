@@ -64,7 +64,7 @@ std::shared_ptr<TimeTriggeredPlan> TTPParser::parse(std::istream& source) const 
 std::shared_ptr<TimeTriggeredStep> TTPParser::parse_step(const std::string& line,
                                                          std::size_t line_number) const {
   PlanLine parts;
-  if (!match_plan_line(line, parts)) throw error_at("", line_number);
+  if (!match_plan_line(line, parts)) throw unreadable_line(line, line_number);
   rational start_time = read_number(parts.start_time, "", line_number);
   model::Instance object;
   if (!parts.object.empty()) object = find_object(std::string(parts.object), line_number);
@@ -85,7 +85,23 @@ model::Instance TTPParser::find_object(const std::string& name, std::size_t line
   return known->second;
 }
 
-model::Action TTPParser::find_action(const std::string& name, std::size_t line_number) const {
+// A plan shows a step without a duration for an action whose duration the environment chooses.
+ParserError TTPParser::unreadable_line(const std::string& line, std::size_t line_number) const {
+  ParserError error = error_at("", line_number);
+  PlanLine parts;
+  const std::string with_duration = line + " [0]";
+  if (!match_plan_line(with_duration, parts)) return error;
+  const std::string name(parts.action);
+  const model::Action action = known_action(name);
+  if (action == nullptr || !action->is_temporally_uncertain(/*really_uncertain=*/true)) {
+    return error;
+  }
+  error << "\nThe duration of action '" << name << "' is chosen by the environment: to judge the "
+        << "plan for one duration, write it behind the step, such as [5]";
+  return error;
+}
+
+model::Action TTPParser::known_action(const std::string& name) const {
   if (const auto known = problem_->actions().find(name); known != problem_->actions().end()) {
     return known->second;
   }
@@ -94,7 +110,13 @@ model::Action TTPParser::find_action(const std::string& name, std::size_t line_n
       return known->second;
     }
   }
-  throw error_at("Action not found ", line_number);
+  return nullptr;
+}
+
+model::Action TTPParser::find_action(const std::string& name, std::size_t line_number) const {
+  const model::Action action = known_action(name);
+  if (action == nullptr) throw error_at("Action not found ", line_number);
+  return action;
 }
 
 TimeTriggeredStep::Parameters TTPParser::parse_parameters(std::string_view text,

@@ -9,6 +9,7 @@
 #include "model/model_fwd.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/env_object.h"
+#include "shell/errors.h"
 
 namespace kelvo {
 
@@ -28,6 +29,9 @@ class TTPParser : public EnvObject {
   std::shared_ptr<TimeTriggeredStep> parse_step(const std::string& line,
                                                 std::size_t line_number) const;
   model::Instance find_object(const std::string& name, std::size_t line_number) const;
+  ParserError unreadable_line(const std::string& line, std::size_t line_number) const;
+  /// Null if there is none.
+  model::Action known_action(const std::string& name) const;
   model::Action find_action(const std::string& name, std::size_t line_number) const;
   TimeTriggeredStep::Parameters parse_parameters(std::string_view text,
                                                  std::size_t line_number) const;

@@ -1,6 +1,7 @@
 #include "plans/pot_plan.h"
 
 #include "plans/time_triggered_plan.h"
+#include "shell/warnings.h"
 #include "tests/unit/plans/plan_fixture.h"
 
 namespace kelvo {
@@ -46,6 +47,27 @@ TEST_F(POTPlanTest, RefusesStepsOfOtherPlans) {
   expect_error<InternalError>(
       [&] { plan.precedences(foreign); },
       "InternalError: Trying to access precedences of a non-existing step!");
+}
+
+TEST_F(POTPlanTest, SchedulingStepsOfUncertainLengthIsWarnedAbout) {
+  const model::Expression anchor = ef().make_duration_anchor();
+  const model::Expression low = ef().make_rational_constant(2);
+  const model::Expression high = ef().make_rational_constant(5);
+  const model::Expression interval = ef().make_closed_interval(low, high);
+  const model::Action bake =
+      env.model_factory().make_action("bake", {}, {}, {ef().make_in_assign(anchor, interval)});
+  const auto plan = std::make_shared<POTPlan>(env);
+  plan->add_step(0, wait, {});
+  plan->add_step(0, bake, {}, rational(3));
+  TimeTriggeredPlan{std::static_pointer_cast<Plan>(plan)};
+  EXPECT_TRUE(env.warning_manager().warnings().empty());
+  plan->add_step(0, bake, {});
+  plan->add_step(1, bake, {});
+  TimeTriggeredPlan{std::static_pointer_cast<Plan>(plan)};
+  EXPECT_EQ(env.warning_manager().warnings(),
+            std::vector<std::string>{"The schedule gives no time to action 'bake', whose duration "
+                                     "the environment chooses: steps that wait for it may come too "
+                                     "early"});
 }
 
 TEST_F(POTPlanTest, CopiesAnotherPartialOrderPlan) {

@@ -101,6 +101,30 @@ TEST_F(TTPParserTest, TheFirstBadLineIsAnError) {
   }
 }
 
+// Such a step is printed without a duration.
+TEST_F(TTPParserTest, AMissingDurationOfAnUncertainActionIsExplained) {
+  const model::Expression anchor = ef().make_duration_anchor();
+  const model::Expression low = ef().make_rational_constant(2);
+  const model::Expression high = ef().make_rational_constant(5);
+  const model::Expression interval = ef().make_closed_interval(low, high);
+  const model::Action bake =
+      env.model_factory().make_action("bake", {}, {}, {ef().make_in_assign(anchor, interval)});
+  problem = env.model_factory().make_problem_instance({{"bake", bake}, {"wait", wait}}, {}, {}, {},
+                                                      {}, {});
+  EXPECT_EQ(parse("0: bake() [3]")->size(), 1U);
+  const std::pair<const char*, const char*> cases[] = {
+      {"0: wait()", "ParserError: at line 1"},
+      {"0: burn()", "ParserError: at line 1"},
+      {"0: bake() []", "ParserError: at line 1"},
+      {"\n0: bake()",
+       "ParserError: at line 2\nThe duration of action 'bake' is chosen by the environment: to "
+       "judge the plan for one duration, write it behind the step, such as [5]"},
+  };
+  for (const auto& [source, expected] : cases) {
+    expect_error<ParserError>([&, text = source] { parse(text); }, expected);
+  }
+}
+
 TEST_F(TTPParserTest, APlanPrintedExactlyReadsBack) {
   env.configuration().set_value("rational-precision", true);
   const std::string source =
