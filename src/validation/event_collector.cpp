@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <sstream>
 
 #include "model/action.h"
 #include "model/expression_factory.h"
@@ -12,6 +13,7 @@
 #include "plans/time_triggered_plan.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
+#include "shell/warnings.h"
 
 namespace kelvo {
 
@@ -71,17 +73,17 @@ void EventCollector::add_step(const TimeTriggeredStep& step) {
 
 void EventCollector::add_problem(const model::ProblemInstanceImpl& problem) {
   ExpressionFactory& ef = environment().expression_factory();
-  const rational plan_end = horizon_ + 1;
+  plan_end_ = horizon_ + 1;
   const ExpressionSubstituter::Substitution anchors = {
       {ef.make_start_anchor(), ef.make_integer_constant(0)},
-      {ef.make_end_anchor(), ef.make_rational_constant(plan_end)}};
+      {ef.make_end_anchor(), ef.make_rational_constant(plan_end_)}};
   const ExpressionSubstituter substitute(environment(), anchors);
   const model::ExpressionSimplifier simplify(environment());
   for (const Expression written : problem.expressions()) {
     const Expression statement = simplify(substitute(written));
     const std::optional<Effect> effect = get_effect(ef, statement);
     if (!effect) {
-      add_condition(statement, plan_end);
+      add_condition(statement, plan_end_);
     } else if (ef.is_zero(effect->timing())) {
       initial_state_[assigned_fluent(ef, *effect)] = effect->value();
     } else {
@@ -122,6 +124,17 @@ rational EventCollector::time_of(Expression time, Expression statement) const {
                                   << print_expression(statement);
   }
   return ef.get_number(time);
+}
+
+void EventCollector::warn_of_late_effects() const {
+  for (const ValidationEvent& event : events_) {
+    if (!event.is_effect || event.lower < plan_end_) continue;
+    std::ostringstream message;
+    message << "The effect on " << print_expression(event.lvalue) << " at time " << event.lower
+            << " comes behind the plan, whose end counts as time " << plan_end_
+            << ": goals at the end are judged without it";
+    environment().warning_manager().warn(message.str());
+  }
 }
 
 std::vector<ValidationEvent> EventCollector::sorted_events() const {

@@ -27,6 +27,10 @@ class EventCollector : public EnvObject {
   /// stand one time unit behind the last thing that the plan does.
   void add_problem(const model::ProblemInstanceImpl& problem);
 
+  /// Warns of effects of the problem that come at or behind the end of the plan, which counts the
+  /// plan's own steps alone: goals at the end are judged without them.
+  void warn_of_late_effects() const;
+
   /// The records in the order of the simulation; those that it leaves equal as they came in.
   std::vector<ValidationEvent> sorted_events() const;
 
@@ -38,6 +42,7 @@ class EventCollector : public EnvObject {
   rational time_of(model::Expression time, model::Expression statement) const;
 
   rational horizon_ = 0;
+  rational plan_end_ = 0;
   std::vector<ValidationEvent> events_;
   State initial_state_;
 };

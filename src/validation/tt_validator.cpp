@@ -62,7 +62,9 @@ bool TTValidator::validate(std::shared_ptr<TimeTriggeredPlan> plan) const {
   }
   collector.add_problem(*problem_);
   Simulation simulation(environment(), collector.initial_state());
-  return simulation.run(collector.sorted_events());
+  const bool is_valid = simulation.run(collector.sorted_events());
+  if (!is_valid) collector.warn_of_late_effects();
+  return is_valid;
 }
 
 }  // namespace kelvo

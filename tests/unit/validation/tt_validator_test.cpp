@@ -56,6 +56,23 @@ TEST_F(TTValidatorTest, TheGoalStandsBehindThePlan) {
   EXPECT_NE(log.str().find("Assigning p := true"), std::string::npos) << log.str();
 }
 
+TEST_F(TTValidatorTest, AGoalThatOnlyALateEffectReachesIsWarnedOf) {
+  const char* dawn =
+      "fluent boolean light; fluent boolean up; [start] light := false; [start] up := false;"
+      "[6] light := true;"
+      "action get_up() { duration := 2; [end] up := true; }; [end] light; [end] up;";
+  const auto warnings_after = [&](const std::string& plan, bool is_valid) {
+    EXPECT_EQ(validate(dawn, plan), is_valid) << plan;
+    return env().warning_manager().warnings();
+  };
+  EXPECT_EQ(warnings_after("5: get_up() [3]", false).size(), 0u) << "for another reason";
+  EXPECT_EQ(warnings_after("3: get_up() [2]", false),
+            std::vector<std::string>{
+                "The effect on light at time 6 comes behind the plan, whose end counts as time 6: "
+                "goals at the end are judged without it"});
+  EXPECT_EQ(warnings_after("4: get_up() [2]", true).size(), 0u);
+}
+
 TEST_F(TTValidatorTest, DurationsAreCheckedWhenTheActionStarts) {
   expect_verdicts(
       "fluent integer n; [start] n := 0;"
