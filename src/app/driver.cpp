@@ -80,17 +80,6 @@ bool is_plan_of(const ProblemInstance& problem, const TimeTriggeredPlan& plan) {
   return true;
 }
 
-/// The plan carried through the transformer, if it is a `T`; null if it is not.
-template <typename T>
-std::shared_ptr<TimeTriggeredPlan> map_forward_through(
-    const std::shared_ptr<BasicTransformer>& transformer,
-    const std::shared_ptr<TimeTriggeredPlan>& plan) {
-  const auto through = std::dynamic_pointer_cast<T>(transformer);
-  if (!through) return nullptr;
-  if (is_plan_of(through->output_problem(), *plan)) return plan;
-  return through->map_forward(plan);
-}
-
 template <typename T>
 bool is_a(const std::shared_ptr<BasicTransformer>& transformer) {
   return std::dynamic_pointer_cast<T>(transformer) != nullptr;

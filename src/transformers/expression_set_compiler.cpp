@@ -139,7 +139,8 @@ ExpressionForSet ExpressionSetCompiler::walk_set_constant(Expression e) const {
   return set;
 }
 
-ExpressionForSet ExpressionSetCompiler::walk_union(Expression e) const {
+// The elements of either operand, with what `make` says of being in the left and in the right one.
+ExpressionForSet ExpressionSetCompiler::combined(Expression e, MakeBinary make) const {
   model::ExpressionFactory& ef = environment().expression_factory();
   const Elements& left = set_child(e, 0);
   const Elements& right = set_child(e, 1);
@@ -147,30 +148,21 @@ ExpressionForSet ExpressionSetCompiler::walk_union(Expression e) const {
   const Membership in_right(ef, right);
   ExpressionForSet set;
   for (const auto& [element, condition] : left) {
-    set.elements.emplace_back(element, simplify_(ef.make_or(condition, in_right(element))));
+    set.elements.emplace_back(element, simplify_((ef.*make)(condition, in_right(element))));
   }
   for (const auto& [element, condition] : right) {
     if (in_left.contains(element)) continue;
-    set.elements.emplace_back(element, simplify_(ef.make_or(in_left(element), condition)));
+    set.elements.emplace_back(element, simplify_((ef.*make)(in_left(element), condition)));
   }
   return set;
 }
 
+ExpressionForSet ExpressionSetCompiler::walk_union(Expression e) const {
+  return combined(e, &model::ExpressionFactory::make_or);
+}
+
 ExpressionForSet ExpressionSetCompiler::walk_intersection(Expression e) const {
-  model::ExpressionFactory& ef = environment().expression_factory();
-  const Elements& left = set_child(e, 0);
-  const Elements& right = set_child(e, 1);
-  const Membership in_left(ef, left);
-  const Membership in_right(ef, right);
-  ExpressionForSet set;
-  for (const auto& [element, condition] : left) {
-    set.elements.emplace_back(element, simplify_(ef.make_and(condition, in_right(element))));
-  }
-  for (const auto& [element, condition] : right) {
-    if (in_left.contains(element)) continue;
-    set.elements.emplace_back(element, simplify_(ef.make_and(in_left(element), condition)));
-  }
-  return set;
+  return combined(e, &model::ExpressionFactory::make_and);
 }
 
 ExpressionForSet ExpressionSetCompiler::walk_difference(Expression e) const {

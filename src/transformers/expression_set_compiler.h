@@ -55,10 +55,13 @@ class ExpressionSetCompiler : public model::ExpressionDefaultWalker<ExpressionFo
 
  private:
   using Expressions = std::vector<model::Expression>;
+  using MakeBinary = model::Expression (model::ExpressionFactory::*)(model::Expression,
+                                                                     model::Expression);
 
   /// The set behind a set-valued fluent or constant applied to `arguments`; nothing for others.
   bool find_set(model::Expression reference, const Expressions& arguments,
                 ExpressionForSet& set) const;
+  ExpressionForSet combined(model::Expression e, MakeBinary make) const;
   const ExpressionForSet::Elements& set_child(model::Expression e, std::size_t i) const;
 
   const Fluents& fluents_;
