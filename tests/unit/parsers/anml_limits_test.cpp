@@ -1,20 +1,13 @@
-#include <array>
-#include <random>
 #include <string>
 #include <utility>
 
 #include "tests/unit/parsers/anml_fixture.h"
+#include "tests/unit/parsers/text_mutator.h"
 
 namespace kelvo {
 namespace {
 
 constexpr int kMany = 100000;
-
-std::string repeat(const std::string& text, int times) {
-  std::string all;
-  for (int i = 0; i < times; ++i) all += text;
-  return all;
-}
 
 class AnmlLimitsTest : public AnmlFixture {};
 
@@ -82,33 +75,11 @@ TEST_F(AnmlLimitsTest, MutatedTextsNeverCrash) {
       "goal { [all] {a, b} subset s union {}; (start, end - 1] not y >= -0.5 / y * 2; };\n"
       "constant boolean c; [0] c := 1 != 2 implies false; // end",
   };
-  const std::array<const char*, 12> words = {" ",  ";",  "(",     ")",       "[",       "]",
-                                             ":=", " t", " and ", " start ", "fluent ", "{"};
-  std::mt19937 random(20241122);
-  const auto below = [&random](std::size_t n) { return static_cast<std::size_t>(random() % n); };
+  TextMutator mutator(
+      {" ", ";", "(", ")", "[", "]", ":=", " t", " and ", " start ", "fluent ", "{"}, 20241122);
   int accepted = 0;
   for (int round = 0; round < 4000; ++round) {
-    std::string text = seeds[below(std::size(seeds))];
-    for (std::size_t changes = below(4); changes > 0 && !text.empty(); --changes) {
-      const std::size_t place = below(text.size());
-      switch (below(5)) {
-        case 0:
-          text.erase(place, 1 + below(8));
-          break;
-        case 1:
-          text.insert(place, words[below(words.size())]);
-          break;
-        case 2:
-          text[place] = static_cast<char>(below(256));
-          break;
-        case 3:
-          text.resize(place);
-          break;
-        default:
-          text += text.substr(place, below(40));
-          break;
-      }
-    }
+    const std::string text = mutator.mutated(seeds[mutator.below(std::size(seeds))]);
     accepted += error_of(text) == "accepted" ? 1 : 0;
   }
   EXPECT_GT(accepted, 0);  // some rounds change nothing that matters

@@ -1,19 +1,12 @@
-#include <array>
-#include <random>
 #include <string>
 
 #include "tests/unit/parsers/pddl_fixture.h"
+#include "tests/unit/parsers/text_mutator.h"
 
 namespace kelvo {
 namespace {
 
 constexpr int kMany = 100000;
-
-std::string repeat(const std::string& text, int times) {
-  std::string all;
-  for (int i = 0; i < times; ++i) all += text;
-  return all;
-}
 
 std::string nested(const std::string& operation, const std::string& core) {
   return repeat("(" + operation + " ", kMany) + core + repeat(")", kMany);
@@ -63,34 +56,12 @@ TEST_F(PddlLimitsTest, MutatedTextsNeverCrash) {
       "(>= ?duration 1)) :condition (and) :effect (at end (p))))\n"
       "(define (problem q) (:domain d) (:objects i - a j k - b l) (:init (p) (at 5 (not (p))) "
       "(= (g j) 2)) (:goal (and (p) (< (f) 3))) (:metric minimize (total-time)))";
-  const std::array<const char*, 14> words = {" ",     "(",   ")",       " - ",        " ?x ",
-                                             "(and ", "at ", "at end ", ":condition", "(not ",
-                                             "= ",    "5",   "either ", "?duration"};
-  std::mt19937 random(20241123);
-  const auto below = [&random](std::size_t n) { return static_cast<std::size_t>(random() % n); };
+  TextMutator mutator({" ", "(", ")", " - ", " ?x ", "(and ", "at ", "at end ", ":condition",
+                       "(not ", "= ", "5", "either ", "?duration"},
+                      20241123);
   int accepted = 0;
   for (int round = 0; round < 3000; ++round) {
-    std::string text = seed;
-    for (std::size_t changes = below(4); changes > 0 && !text.empty(); --changes) {
-      const std::size_t place = below(text.size());
-      switch (below(5)) {
-        case 0:
-          text.erase(place, 1 + below(8));
-          break;
-        case 1:
-          text.insert(place, words[below(words.size())]);
-          break;
-        case 2:
-          text[place] = static_cast<char>(below(256));
-          break;
-        case 3:
-          text.resize(place);
-          break;
-        default:
-          text += text.substr(place, below(40));
-          break;
-      }
-    }
+    const std::string text = mutator.mutated(seed);
     accepted += error_of(text) == "accepted" ? 1 : 0;
   }
   EXPECT_GT(accepted, 0);
