@@ -102,15 +102,17 @@ class LookupTest : public StaticTest {
   std::vector<Expression> key_;
 };
 
-/// Simplifies an expression; each combination of its own parameters is judged once.
+/// Simplifies an expression; each combination of its own parameters is judged once. It refutes when
+/// a constant has no value, and a condition also when it is false.
 class GeneralTest : public StaticTest {
  public:
   GeneralTest(Environment& env, const ParameterDomains& domains, Positions parameters,
-              Expression expression)
+              Expression expression, bool is_condition)
       : StaticTest(std::move(parameters)),
         env_(env),
         domains_(domains),
         expression_(expression),
+        is_condition_(is_condition),
         simplify_(env),
         check_(env) {}
 
@@ -137,7 +139,8 @@ class GeneralTest : public StaticTest {
     const Expression ground = ExpressionSubstituter(env_, values)(expression_);
     try {
       const Expression simple = simplify_(ground);
-      if (env_.expression_factory().is_false(simple)) return Verdict::IS_FALSE;
+      const bool is_false = env_.expression_factory().is_false(simple);
+      if (is_condition_ && is_false) return Verdict::IS_FALSE;
       check_(simple);
     } catch (const std::overflow_error&) {
       // A division by zero is no matter of this test: another one may refute the combination.
@@ -154,6 +157,7 @@ class GeneralTest : public StaticTest {
   Environment& env_;
   const ParameterDomains& domains_;
   Expression expression_;
+  bool is_condition_;
   model::ExpressionSimplifier simplify_;
   ConstantChecker check_;
   std::unordered_map<std::vector<std::uint32_t>, Verdict> memo_;
@@ -201,7 +205,7 @@ class TestReader {
     const Expression atom = is_negated ? e->child(0) : e;
     if (add_lookup(atom, ef_.make_boolean_constant(is_negated))) return;
     require_values(e);
-    if (contents_of(e).may_be_false) add_general(e);
+    if (contents_of(e).may_be_false) add_general(e, /*is_condition=*/true);
   }
 
   // Tests that see to it that the constants in `e` have values. Below these operators nothing is
@@ -227,7 +231,9 @@ class TestReader {
           todo.insert(todo.end(), node->children().begin(), node->children().end());
           break;
         default:
-          if (!add_lookup(node, nullptr) && contents_of(node).has_constants) add_general(node);
+          if (!add_lookup(node, nullptr) && contents_of(node).has_constants) {
+            add_general(node, /*is_condition=*/false);
+          }
       }
     }
   }
@@ -256,8 +262,9 @@ class TestReader {
     return true;
   }
 
-  void add_general(Expression e) {
-    tests_.push_back(std::make_unique<GeneralTest>(env_, domains_, contents_of(e).parameters, e));
+  void add_general(Expression e, bool is_condition) {
+    tests_.push_back(
+        std::make_unique<GeneralTest>(env_, domains_, contents_of(e).parameters, e, is_condition));
   }
 
   static Positions sorted(Positions positions) {

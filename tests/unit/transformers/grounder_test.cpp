@@ -80,6 +80,20 @@ TEST_F(GrounderTest, TakenNamesAreSkipped) {
   EXPECT_EQ(names(grounder.output_problem()->actions()), (Lines{"a_1", "a_2"}));
 }
 
+// Such a value is no condition that fails.
+TEST_F(GrounderTest, ValuesThatFoldToFalseAreKept) {
+  Grounder grounder(
+      parse("type T; instance T t1; constant boolean c(T t); c(t1) := true; fluent boolean p;"
+            "fluent boolean q; action a(T t) { [start] p == c(t); [start] p := not c(t);"
+            "[end] q := c(t) and not c(t); }; action b(T t) { [start] not c(t); };"));
+  const auto& output = grounder.output_problem();
+  EXPECT_EQ(names(output->actions()), (Lines{"a_0"}));
+  const Lines lines = statements(output, "a_0");
+  for (const char* expected : {"[start] (p := false)", "[end] (q := false)"}) {
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), expected), 1) << expected;
+  }
+}
+
 TEST_F(GrounderTest, AgreesWithThePlainProduct) {
   // Conditions of several shapes over overlapping parameters, against their meaning.
   Grounder grounder(
