@@ -56,6 +56,7 @@ PddlToken* PddlBuilder::token(const char* text, std::size_t length, std::size_t 
   auto found = tokens_.find(key);
   if (found == tokens_.end()) {
     found = tokens_.emplace(std::string(key), PddlToken{name_of(key), line}).first;
+    found->second.spelling = found->first;
   }
   return &found->second;
 }
@@ -255,14 +256,27 @@ void PddlBuilder::add_init(Mark expressions) {
   expressions_.resize(expressions);
 }
 
+// A goal is about the end, so that `at end` adds nothing to it.
 void PddlBuilder::add_goal(Expression e) {
-  std::vector<Expression> goals{e};
-  if (ef_.is_and(e)) goals.assign(e->children().begin(), e->children().end());
-  for (const Expression goal : goals) {
-    if (ef_.is_temporal_expression(goal)) {
+  const Expression end = ef_.make_point_interval(ef_.make_end_anchor());
+  const auto is_timed = [this](Expression x) { return ef_.is_temporal_expression(x); };
+  std::vector<Expression> todo{e};
+  while (!todo.empty()) {
+    const Expression goal = todo.back();
+    todo.pop_back();
+    if (is_timed(goal) && goal->child(0) == end) {
+      todo.push_back(goal->child(1));
+    } else if (is_timed(goal)) {
       environment().warning_manager().warn("Goals hold at the end: write them without a time");
+      problem_.add_expression(at_end(goal));
+    } else if (goal == e && ef_.is_and(goal)) {
+      todo.insert(todo.end(), goal->children().rbegin(), goal->children().rend());
+    } else if (const std::vector<Expression> parts = conjuncts(ef_, goal);
+               ef_.is_and(goal) && std::ranges::any_of(parts, is_timed)) {
+      todo.insert(todo.end(), parts.rbegin(), parts.rend());
+    } else {
+      problem_.add_expression(at_end(goal));
     }
-    problem_.add_expression(at_end(goal));
   }
 }
 

@@ -27,6 +27,8 @@ struct PddlToken {
   std::size_t line = 0;
   /// What it stands for, once that was made.
   model::Expression expression = nullptr;
+  /// The text as it was written; lives as long as the builder.
+  std::string_view spelling = {};
 };
 
 /// The semantic actions of the grammar of PDDL: fills a raw problem, in which names are unresolved

@@ -1,6 +1,8 @@
 #include "parsers/pddl/pddl_explanations.h"
 
+#include <algorithm>
 #include <cctype>
+#include <string>
 #include <string_view>
 
 #include "parsers/pddl/pddl_builder.h"
@@ -27,6 +29,16 @@ constexpr std::string_view kOnlyTotalTime =
     "the only metric is (:metric minimize (total-time)), and none is needed";
 constexpr std::string_view kAtIsReserved =
     "'at' is a word of the language: give the predicate another name, such as located";
+constexpr std::string_view kAtIsNoTime =
+    "'at' is a word of the language: write at start or at end with exactly one blank, or give the "
+    "predicate another name, such as located";
+constexpr std::string_view kOneBlank =
+    "at start, at end and over all are written with exactly one blank";
+constexpr std::string_view kLowerCase = "the words of the language are in lower case";
+
+// Words that are often written in capitals.
+constexpr std::string_view kWords[] = {"define", "domain", "problem",  "either", "at",   "and",
+                                       "or",     "not",    "minimize", "true",   "false"};
 
 // What ends outside the language, by its first word.
 constexpr Advice kAdvice[] = {
@@ -55,14 +67,13 @@ constexpr Advice kAdvice[] = {
     {"assign", kNumericEffect},
     {"scale-up", kNumericEffect},
     {"scale-down", kNumericEffect},
-    {"scale_up", kNumericEffect},
-    {"scale_down", kNumericEffect},
     {"forall", kNoQuantifier},
     {"exists", kNoQuantifier},
     {"when", "there are no conditional effects: write one action for each case"},
     {"imply", "write (or (not a) b) for (imply a b)"},
     {"preference", "there are no preferences"},
     {"maximize", kOnlyTotalTime},
+    {"over", kOneBlank},
 };
 
 std::string_view advice_for(std::string_view word) {
@@ -70,6 +81,14 @@ std::string_view advice_for(std::string_view word) {
     if (advice.word == word) return advice.text;
   }
   return "";
+}
+
+// Whether the word would be one of the language in lower case.
+bool is_in_capitals(std::string_view word) {
+  std::string lower_case(word);
+  std::ranges::transform(lower_case, lower_case.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return lower_case != word && std::ranges::count(kWords, lower_case) > 0;
 }
 
 std::string line_of(const PddlSource& source, std::size_t line, std::string_view text) {
@@ -104,10 +123,40 @@ std::string undeclared_name(const std::string& message) {
   return "";
 }
 
-// The mark of parameters is the model's, not the user's.
-std::string spelling(const std::string& name) {
-  constexpr std::string_view mark = "_param_";
-  return name.starts_with(mark) ? "?" + name.substr(mark.size()) : name;
+std::string explain_syntax_error(const PddlSource& source) {
+  if (source.section == TK_METRIC) return line_of(source, source.line, kOnlyTotalTime);
+  if (source.current == TK_AT && (source.section == TK_CONDITION || source.section == TK_EFFECT)) {
+    return line_of(source, source.line, kAtIsNoTime);
+  }
+  if (source.current == TK_AT || source.previous == TK_AT || source.previous == TK_AT_START ||
+      source.previous == TK_AT_END) {
+    return line_of(source, source.line, kAtIsReserved);
+  }
+  if (source.current == TK_R_PARENTHESIS && source.previous == TK_PARAMETER &&
+      (source.section == TK_PREDICATES || source.section == TK_FUNCTIONS ||
+       source.section == TK_PARAMETERS)) {
+    return line_of(source, source.line, "a parameter needs a type: write ?x - object");
+  }
+  if (source.previous == TK_MINUS && source.section == TK_TYPES) {
+    return line_of(source, source.line, "a type has one base type only");
+  }
+  if (source.previous == TK_MINUS && source.section == TK_OBJECTS) {
+    return line_of(source, source.line, "an object has one type");
+  }
+  if (source.current == TK_MINUS && source.previous != TK_L_PARENTHESIS &&
+      (source.section == TK_INIT || source.section == TK_GOAL || source.section == TK_DURATION ||
+       source.section == TK_CONDITION || source.section == TK_EFFECT)) {
+    return line_of(source, source.line, "a number has no sign: write (- 0 5) for -5");
+  }
+  if (source.current == TK_IDENTIFIER && is_in_capitals(source.identifier->spelling)) {
+    return line_of(source, source.line, source.identifier->spelling, kLowerCase);
+  }
+  for (const PddlToken* token : {source.identifier, source.identifier_before}) {
+    if (token == nullptr) continue;
+    const std::string_view text = advice_for(token->spelling);
+    if (!text.empty()) return line_of(source, source.line, token->spelling, text);
+  }
+  return "";
 }
 
 }  // namespace
@@ -118,6 +167,11 @@ std::string PddlSource::place(std::size_t global_line) const {
     if (!place.name.empty()) return place.name + ", line " + std::to_string(place.line);
   }
   return "line " + std::to_string(global_line);
+}
+
+bool PddlSource::has_files() const {
+  const auto* files = dynamic_cast<const ConcatStreamBuf*>(stream.rdbuf());
+  return files != nullptr && !files->place_of(line).name.empty();
 }
 
 bool continues_word(int character) {
@@ -133,31 +187,13 @@ std::string explain_unknown_word(const PddlSource& source, const std::string& wo
   return text.empty() ? "" : line_of(source, line, word, text);
 }
 
-std::string explain_syntax_error(const PddlSource& source) {
-  if (source.section == TK_METRIC) return line_of(source, source.line, kOnlyTotalTime);
-  if (source.current == TK_AT || source.previous == TK_AT || source.previous == TK_AT_START ||
-      source.previous == TK_AT_END) {
-    return line_of(source, source.line, kAtIsReserved);
+std::string explain_parser_error(const PddlSource& source, const std::string& message) {
+  if (message == "Found a malformed effect") {
+    return line_of(source, source.line, "an effect is (p), (not (p)) or (= (f) e)");
   }
-  if (source.current == TK_R_PARENTHESIS && source.previous == TK_PARAMETER &&
-      (source.section == TK_PREDICATES || source.section == TK_FUNCTIONS ||
-       source.section == TK_PARAMETERS)) {
-    return line_of(source, source.line, "a parameter needs a type: write ?x - object");
-  }
-  if (source.previous == TK_MINUS && source.section == TK_TYPES) {
-    return line_of(source, source.line, "a type has one base type only");
-  }
-  if (source.current == TK_MINUS && source.previous != TK_L_PARENTHESIS &&
-      (source.section == TK_INIT || source.section == TK_GOAL || source.section == TK_DURATION ||
-       source.section == TK_CONDITION || source.section == TK_EFFECT)) {
-    return line_of(source, source.line, "a number has no sign: write (- 0 5) for -5");
-  }
-  for (const PddlToken* token : {source.identifier, source.identifier_before}) {
-    if (token == nullptr) continue;
-    const std::string_view text = advice_for(token->name);
-    if (!text.empty()) return line_of(source, source.line, token->name, text);
-  }
-  return "";
+  const std::string text = message == "syntax error" ? explain_syntax_error(source) : "";
+  if (!text.empty() || !source.has_files()) return text;
+  return line_of(source, source.line, "here");
 }
 
 std::string explain_failure(const PddlSource& source, const PddlBuilder& builder,
@@ -165,15 +201,17 @@ std::string explain_failure(const PddlSource& source, const PddlBuilder& builder
   if (const std::string name = undeclared_name(message); !name.empty()) {
     const PddlToken* token = builder.find_token(name);
     if (token == nullptr) return "";
-    const std::string_view text = advice_for(name);
-    return line_of(source, token->line, spelling(name), text.empty() ? "not declared" : text);
+    std::string_view text = advice_for(token->spelling);
+    if (text.empty()) text = is_in_capitals(token->spelling) ? kLowerCase : "not declared";
+    return line_of(source, token->line, token->spelling, text);
   }
   const std::string formal = word_behind(message, " while it should be ");
   const std::string actual =
       word_behind(message.substr(0, message.rfind(" while it should be ")), " is ");
   if (builder.is_derived(actual, formal)) {
     const PddlToken* token = builder.find_token(formal);
-    return line_of(source, token == nullptr ? 1 : token->line, formal,
+    return line_of(source, token == nullptr ? 1 : token->line,
+                   token == nullptr ? std::string_view(formal) : token->spelling,
                    "types match by name, a derived type does not stand for its base type: declare "
                    "one predicate for each type, or objects of the base type");
   }

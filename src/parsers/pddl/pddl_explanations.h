@@ -16,8 +16,8 @@ bool continues_word(int character);
 /// For a word that begins with a character of no token, such as `:adl`.
 std::string explain_unknown_word(const PddlSource& source, const std::string& word,
                                  std::size_t line);
-/// For a syntax error at the token that was read last.
-std::string explain_syntax_error(const PddlSource& source);
+/// For a failure of the grammar with this message, at the token that was read last.
+std::string explain_parser_error(const PddlSource& source, const std::string& message);
 /// For the message of a failure behind the grammar.
 std::string explain_failure(const PddlSource& source, const PddlBuilder& builder,
                             const std::string& message);

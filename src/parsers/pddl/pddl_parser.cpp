@@ -138,8 +138,7 @@ void PddlParser::raise_error(const std::string& msg) {
   if (source_ == nullptr) throw ParserError(msg);
   ParserError error(msg);
   error << " at line " << source_->line;
-  if (msg == "syntax error") error << explain_syntax_error(*source_);
-  throw error;
+  throw error << explain_parser_error(*source_, msg);
 }
 
 model::ProblemInstance PddlParser::result() const {

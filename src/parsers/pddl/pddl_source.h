@@ -31,6 +31,8 @@ struct PddlSource {
   }
   /// "file, line 3", or "line 3" when the input has no names.
   std::string place(std::size_t global_line) const;
+  /// Whether the input consists of files with names.
+  bool has_files() const;
 
   std::istream& stream;
   PddlBuilder& builder;

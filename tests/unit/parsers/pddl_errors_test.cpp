@@ -29,7 +29,9 @@ TEST_F(PddlErrorsTest, TextOutsideTheLanguageIsReportedWithItsLine) {
       {"; %\n\n %", "ParserError: Unknown character '%' at line3"},
       {"(", "ParserError: syntax error at line 1"},
       {"(define (domain d))\n)", "ParserError: syntax error at line 2"},
-      {"(DEFINE (domain d))", "ParserError: syntax error at line 1"},
+      {"(DEFINE (domain d))",
+       "ParserError: syntax error at line 1\nline 1: 'DEFINE': the words of the language are in "
+       "lower case"},
       {"(define (domain d) (:objects a))", "ParserError: syntax error at line 1"},
       {"(define (problem d) (:predicates (p)))", "ParserError: syntax error at line 1"},
       {"(define (domain d) (:predicates (p)) (:functions (f) - number))",
@@ -45,7 +47,9 @@ TEST_F(PddlErrorsTest, TextOutsideTheLanguageIsReportedWithItsLine) {
 }
 
 TEST_F(PddlErrorsTest, MeaninglessEffectsAndDurationsAreReported) {
-  const std::string malformed = "ParserError: Found a malformed effect at line 3";
+  const std::string malformed =
+      "ParserError: Found a malformed effect at line 3\n"
+      "line 3: an effect is (p), (not (p)) or (= (f) e)";
   const std::pair<std::string, std::string> cases[] = {
       {durative_action("(and)", "(at end (or (p)))"), malformed},
       {durative_action("(and)", "(at end (not (not (p))))"), malformed},
@@ -89,6 +93,8 @@ TEST_F(PddlErrorsTest, WhereTheLanguageEndsASecondLineHelps) {
   const std::string character = "ParserError: Unknown character ':' at line3\nline 3: ";
   const std::string syntax = "ParserError: syntax error at line 3\nline 3: ";
   const std::string no_requirement = "requirements are not checked, leave it out";
+  const std::string lower_case = "the words of the language are in lower case";
+  const std::string one_blank = "at start, at end and over all are written with exactly one blank";
   const std::pair<std::string, std::string> in_domain[] = {
       {"(:requirements :adl)", character + "':adl': " + no_requirement},
       {"(:requirements :strips\n:action-costs)",
@@ -103,6 +109,18 @@ TEST_F(PddlErrorsTest, WhereTheLanguageEndsASecondLineHelps) {
                                              "another name, such as located"},
       {"(:predicates (over1 ?x))", syntax + "a parameter needs a type: write ?x - object"},
       {"(:types a - (either b c))", syntax + "a type has one base type only"},
+      {durative_action("(AND)", "(and)"),
+       "InternalError: Not implemented 'unresolved_symbol': "
+       "unresolved<AND>\nline 3: 'AND': " +
+           lower_case},
+      {"(:predicates (r ?x - (Either t u)))", syntax + "'Either': " + lower_case},
+      {"(:predicates (NOT))\n(:types (v))", "ParserError: syntax error at line 4"},
+      {durative_action("(at  start (p))", "(and)"),
+       syntax + "'at' is a word of the language: write at start or at end with exactly one blank, "
+                "or give the predicate another name, such as located"},
+      {durative_action("(over  all (p))", "(and)"),
+       "InternalError: Not implemented 'unresolved_symbol': unresolved<over>\nline 3: 'over': " +
+           one_blank},
       {durative_action("(at start (forall (?x - t) (on ?x)))", "(and)"),
        syntax + "'forall': there are no quantifiers: write one expression for each object"},
       {durative_action("(and)", "(at end (increase (f) 1))"),
@@ -112,9 +130,9 @@ TEST_F(PddlErrorsTest, WhereTheLanguageEndsASecondLineHelps) {
       {durative_action("(and)", "(when (at start (p)) (at end (q)))"),
        "InternalError: Not implemented 'unresolved_symbol': unresolved<when>\nline 3: 'when': "
        "there are no conditional effects: write one action for each case"},
-      {durative_action("(at start (on ?z))", "(and)"),
-       "InternalError: Not implemented 'unresolved_symbol': unresolved<_param_z>\nline 3: '?z': "
-       "not declared"},
+      {durative_action("(at start (on ?z-1))", "(and)"),
+       "InternalError: Not implemented 'unresolved_symbol': unresolved<_param_z_1>\nline 3: "
+       "'?z-1': not declared"},
       {"(:predicates (r ?x - v))",
        "UnresolvedSymbolError: v: type unknown\nline 3: 'v': not declared"},
   };
@@ -127,6 +145,7 @@ TEST_F(PddlErrorsTest, WhereTheLanguageEndsASecondLineHelps) {
       {"(:metric minimize (total-cost))", total_time},
       {"(:init (at r1 p))", syntax + "'at' is a word of the language: give the predicate another "
                                      "name, such as located"},
+      {"(:objects o - (either t u))", syntax + "an object has one type"},
       {"(:init (= (f) -5))", syntax + "a number has no sign: write (- 0 5) for -5"},
       {"(:objects o - u) (:goal (on o))",
        "TypeCheckingError: Found a functional apply having non-compatible children: on(o) type of "
@@ -140,18 +159,30 @@ TEST_F(PddlErrorsTest, WhereTheLanguageEndsASecondLineHelps) {
 }
 
 TEST_F(PddlErrorsTest, TheSecondLineNamesTheFileAndItsOwnLine) {
-  Environment env;
-  std::istringstream domain(kDomain + "\n\n");
-  std::istringstream problem("(define (problem p)\n(:metric maximize (f)))");
-  ConcatStreamBuf glued({&domain, &problem}, {"d.pddl", "p.pddl"});
-  std::istream source(&glued);
-  try {
-    PddlParser(env).parse(source);
-    FAIL();
-  } catch (const std::exception& e) {
-    EXPECT_STREQ(e.what(),
-                 "ParserError: syntax error at line 5\np.pddl, line 2: the only metric is (:metric "
-                 "minimize (total-time)), and none is needed");
+  const std::pair<std::string, std::string> cases[] = {
+      {"(:metric maximize (f))",
+       "ParserError: syntax error at line 5\np.pddl, line 2: the only metric is (:metric minimize "
+       "(total-time)), and none is needed"},
+      {"(:goal))", "ParserError: syntax error at line 5\np.pddl, line 2: here"},
+      {"(:init (or (p)))",
+       "ParserError: Found a malformed effect at line 5\np.pddl, line 2: an effect is (p), (not "
+       "(p)) or (= (f) e)"},
+      {"(:goal (at-home))",
+       "InternalError: Not implemented 'unresolved_symbol': unresolved<at_home>\np.pddl, line 2: "
+       "'at-home': not declared"},
+  };
+  for (const auto& [element, expected] : cases) {
+    Environment env;
+    std::istringstream domain(kDomain + "\n\n");
+    std::istringstream problem("(define (problem p)\n" + element + ")");
+    ConcatStreamBuf glued({&domain, &problem}, {"d.pddl", "p.pddl"});
+    std::istream source(&glued);
+    try {
+      PddlParser(env).parse(source);
+      ADD_FAILURE() << element;
+    } catch (const std::exception& e) {
+      EXPECT_EQ(e.what(), expected);
+    }
   }
 }
 

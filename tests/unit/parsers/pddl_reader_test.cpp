@@ -128,8 +128,18 @@ TEST_F(PddlReaderTest, ProblemsHaveInitialValuesAndGoals) {
   for (const auto& [text, expected] : cases) EXPECT_EQ(statements(text), expected) << text;
 }
 
-TEST_F(PddlReaderTest, GoalsWithATimeOfTheirOwnAreWarnedAbout) {
-  EXPECT_EQ(statements("(:goal (and (at end (p)) (q)))"), (Lines{"[end] [end] p", "[end] q"}));
+TEST_F(PddlReaderTest, GoalsAreAboutTheEnd) {
+  const std::pair<std::string, Lines> cases[] = {
+      {"(:goal (and (at end (p)) (q)))", {"[end] p", "[end] q"}},
+      {"(:goal (at end (and (p) (at end (q)))))", {"[end] p", "[end] q"}},
+      {"(:goal (and (and (p) (q)) (p)))", {"[end] (p and q)", "[end] p"}},
+      {"(:goal (and (and (at end (p)) (or (q)))))", {"[end] (q)", "[end] p"}},
+  };
+  for (const auto& [text, expected] : cases) {
+    EXPECT_EQ(statements(text), expected) << text;
+    EXPECT_TRUE(warnings().empty()) << text;
+  }
+  EXPECT_EQ(statements("(:goal (over all (p)))"), Lines{"[end] (all) p"});
   EXPECT_EQ(warnings(), Lines{"Goals hold at the end: write them without a time"});
 }
 
