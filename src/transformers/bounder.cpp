@@ -1,7 +1,9 @@
 #include "transformers/bounder.h"
 
 #include <algorithm>
+#include <map>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "model/action.h"
@@ -13,6 +15,7 @@
 #include "model/print_expression.h"
 #include "model/problem_instance.h"
 #include "model/types.h"
+#include "model/user_type.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/log.h"
@@ -40,6 +43,7 @@ void Bounder::do_computation() {
     LOG(LogLevel::WARN) << "Instance '" << name
                         << "' of the problem is not in the bounding problem and is left out";
   }
+  warn_of_lost_types(*problem);
   parts.take_fluents(problem);
   parts.take_constants(problem);
   ActivityConstants activity;
@@ -72,6 +76,22 @@ void Bounder::do_computation() {
     parts.expressions.insert(ef.make_temporal_expression(at_start, assignment));
   }
   output_problem_ = parts.make(environment());
+}
+
+// Types match by name, and a flattener in front of one problem only has renamed the types of that.
+void Bounder::warn_of_lost_types(const model::ProblemInstanceImpl& problem) const {
+  const auto types_of = [](const model::ProblemInstanceImpl& p) {
+    std::map<std::string, model::UserType> types;
+    for (const auto& [name, instance] : p.instances()) {
+      types.emplace(instance->type()->name(), instance->type());
+    }
+    return types;
+  };
+  const auto bounding_types = types_of(*bounding_problem_);
+  for (const auto& [name, type] : types_of(problem)) {
+    if (bounding_types.contains(name)) continue;
+    LOG(LogLevel::WARN) << "The bounding problem has no instance of type '" << name << "'";
+  }
 }
 
 model::Constant Bounder::make_activity_constant(const model::UserType& type) const {

@@ -32,6 +32,7 @@ class Bounder : public BasicTransformer {
  private:
   using ActivityConstants = std::unordered_map<model::Type, model::Constant>;
 
+  void warn_of_lost_types(const model::ProblemInstanceImpl& problem) const;
   model::Constant make_activity_constant(const model::UserType& type) const;
   model::Action bound_action(const model::Action& action, const ActivityConstants& activity) const;
   /// The value of a ground fluent of an inactive instance; null when its type has no instance.
