@@ -57,6 +57,7 @@ void EventCollector::add_step(const TimeTriggeredStep& step) {
   horizon_ = std::max(horizon_, end);
   const DurSimplifier::Values bindings = bindings_of(ef, step);
   const DurSimplifier bind(environment(), bindings);
+  warn_of_bare_times(step.action());
   for (const Expression statement : step.action()->expressions()) {
     const std::optional<Effect> effect = get_effect(ef, statement, step.action());
     if (!effect) {
@@ -68,6 +69,22 @@ void EventCollector::add_step(const TimeTriggeredStep& step) {
     const Expression value = bind(effect->value());
     events_.push_back(effect_at(time, lvalue, value));
     horizon_ = std::max(horizon_, time);
+  }
+}
+
+// A plain number is a time of the plan here, while planners count it from the action's start.
+void EventCollector::warn_of_bare_times(const model::Action& action) {
+  const ExpressionFactory& ef = environment().expression_factory();
+  for (const Expression statement : action->expressions()) {
+    const TimedStatement timed = decompose_statement(statement);
+    if (!timed.is_timed()) continue;
+    const Expression bare = ef.is_number(timed.left) ? timed.left : timed.right;
+    if (!ef.is_number(bare) || !warned_actions_.insert(action->name()).second) continue;
+    std::ostringstream message;
+    message << "The time " << print_expression(bare) << " in action '" << action->name()
+            << "' counts from the start of the plan, for the planners from that of the action: "
+            << "write start + " << print_expression(bare);
+    environment().warning_manager().warn(message.str());
   }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <set>
+#include <string>
 #include <vector>
 
 #include "model/expression.h"
@@ -39,12 +41,14 @@ class EventCollector : public EnvObject {
 
  private:
   void add_condition(model::Expression condition, const rational& untimed_at);
+  void warn_of_bare_times(const model::Action& action);
   rational time_of(model::Expression time, model::Expression statement) const;
 
   rational horizon_ = 0;
   rational plan_end_ = 0;
   std::vector<ValidationEvent> events_;
   State initial_state_;
+  std::set<std::string> warned_actions_;
 };
 
 }  // namespace kelvo

@@ -73,6 +73,17 @@ TEST_F(TTValidatorTest, AGoalThatOnlyALateEffectReachesIsWarnedOf) {
   EXPECT_EQ(warnings_after("4: get_up() [2]", true).size(), 0u);
 }
 
+TEST_F(TTValidatorTest, APlainNumberInAnActionIsATimeOfThePlan) {
+  const char* anml =
+      "fluent boolean p; fluent boolean q; [start] p := false; [start] q := false; [4] q := true;"
+      "action a() { duration := 3; [5] q; [start + 1] q; [end] p := true; }; [end] p;";
+  EXPECT_TRUE(validate(anml, "4: a() [3]\n9: a() [3]"));
+  EXPECT_EQ(env().warning_manager().warnings(),
+            std::vector<std::string>{
+                "The time 5 in action 'a' counts from the start of the plan, for the planners from "
+                "that of the action: write start + 5"});
+}
+
 TEST_F(TTValidatorTest, DurationsAreCheckedWhenTheActionStarts) {
   expect_verdicts(
       "fluent integer n; [start] n := 0;"
