@@ -13,16 +13,13 @@ Folders are searched for *.anml; a run is measured --repeat times, and the faste
 
 import argparse
 import csv
-import os
 import pathlib
-import re
 import shlex
-import subprocess
 import sys
-import threading
+
+import measured_run
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-COUNTS = re.compile(r"TP evaluated: (\d+).*?States expanded: (\d+)")
 
 
 def problem_files(arguments):
@@ -34,42 +31,13 @@ def problem_files(arguments):
             yield path
 
 
-def run(command, limit):
-    """Returns (status, standard output, standard error, CPU seconds, peak memory in MB)."""
-    process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-    errors = []
-    reader = threading.Thread(target=lambda: errors.append(process.stderr.read()))
-    reader.start()
-    timer = threading.Timer(limit, process.kill)
-    timer.start()
-    output = process.stdout.read()
-    reader.join()
-    # wait4 instead of wait: it tells what this one process used.
-    _, status, usage = os.wait4(process.pid, 0)
-    process.returncode = os.waitstatus_to_exitcode(status)
-    timed_out = not timer.is_alive()
-    timer.cancel()
-    return (None if timed_out else process.returncode, output, errors[0],
-            usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024)
-
-
 def measure(binary, options, path, limit):
-    command = [binary, "solve", "-l", "3"] + options + [str(path)]
-    status, output, log, seconds, megabytes = run(command, limit)
-    steps = ""
-    if status is None:
-        result = "timeout"
-    elif status != 0:
-        result = "error"
-    elif output.startswith(";; A plan"):
-        result = "plan"
-        steps = output.count("\n") - 1
-    else:
-        result = "none"
-    counts = COUNTS.findall(log)
-    generated, expanded = (int(count) for count in counts[-1]) if counts else ("", "")
-    speed = round(generated / seconds) if counts and seconds > 0 else ""
-    return [path, result, expanded, generated, speed, round(seconds, 3), round(megabytes, 1), steps]
+    outcome = measured_run.run([binary, "solve", "-l", "3"] + options + [str(path)], limit)
+    generated, expanded = outcome.counts()
+    seconds = outcome.cpu_seconds
+    speed = round(generated / seconds) if generated != "" and seconds > 0 else ""
+    return [path, outcome.status, expanded, generated, speed, round(seconds, 3),
+            round(outcome.peak_mb, 1), outcome.num_steps()]
 
 
 def main():
@@ -78,7 +46,7 @@ def main():
     parser.add_argument("files", nargs="*", help="problems, or folders of problems")
     parser.add_argument("--binary", default=str(ROOT / "build/release/bin/kelvo"))
     parser.add_argument("--options", default="-a ftp", help="options of the planner")
-    parser.add_argument("-t", "--time-limit", type=float, default=60, help="seconds a run")
+    parser.add_argument("-t", "--time-limit", type=float, default=60, help="CPU seconds a run")
     parser.add_argument("--repeat", type=int, default=1)
     arguments = parser.parse_args()
 
