@@ -2,8 +2,9 @@
 """Runs the problems that stand in a Markdown file.
 
 A block fenced by ```anml or ```pddl is read and printed by `transform`. A word behind it asks for more:
-`plan` for a plan of `solve -a ftp` that `validate` accepts, `no-plan` for none, and `error: text` for a
-refusal whose message holds the text. A first line `// -t ...` or `; -t ...` gives options to the run.
+`plan` for a plan of `solve -a ftp` that `validate` accepts, `plan: text` for one with a line that holds
+the text, `no-plan` for none, and `error: text` for a refusal whose message holds the text. A first line
+`// -t ...` or `; -t ...` gives options to the run. `file: name` only saves the block for those behind it.
 """
 
 import argparse
@@ -32,6 +33,10 @@ def run_of(line, language, wish, problem):
     elif wish.startswith("error: "):
         run = Run(line, "transform " + arguments)
         run.directives += [(line, "EXIT", "1"), (line, "STDERR", wish[len("error: "):])]
+    elif wish.startswith("plan: "):
+        run = Run(line, "solve -a ftp " + arguments)
+        run.directives += [(line, "STDOUT", ";; A plan has been found:"),
+                           (line, "STDOUT", wish[len("plan: "):])]
     elif wish == "":
         run = Run(line, "transform " + arguments)
     else:
@@ -49,15 +54,19 @@ def main():
     text = options.document.read_text()
     faults = []
     count = 0
-    for block in FENCE.finditer(text):
-        count += 1
-        line = text.count("\n", 0, block.start()) + 1
-        with tempfile.TemporaryDirectory(prefix="kelvo_docs_") as folder:
-            problem = pathlib.Path(folder) / "block.anml"
-            problem.write_text(block.group(3))
-            runner = CaseRunner(str(pathlib.Path(options.binary).resolve()), problem,
-                                pathlib.Path(folder))
-            runner.run(run_of(line, block.group(1), block.group(2) or "", block.group(3)))
+    with tempfile.TemporaryDirectory(prefix="kelvo_docs_") as name:
+        folder = pathlib.Path(name)
+        for block in FENCE.finditer(text):
+            language, wish, source = block.group(1), block.group(2) or "", block.group(3)
+            if wish.startswith("file: "):
+                (folder / wish[len("file: "):]).write_text(source)
+                continue
+            count += 1
+            line = text.count("\n", 0, block.start()) + 1
+            problem = folder / "block.anml"
+            problem.write_text(source)
+            runner = CaseRunner(str(pathlib.Path(options.binary).resolve()), problem, folder)
+            runner.run(run_of(line, language, wish, source))
             faults += runner.faults
     if count == 0:
         faults.append(f"{options.document}: no block")
