@@ -3,8 +3,7 @@
 namespace kelvo::ftp {
 
 MarkedSpace::MarkedSpace(RelaxedTask& relaxed)
-    : relaxed_(relaxed),
-      space_(relaxed.task().space()),
+    : space_(relaxed.task().space()),
       first_slot_(space_.num_slots()),
       num_task_words_(space_.num_words()) {
   const std::size_t num_task_bits = space_.num_booleans();

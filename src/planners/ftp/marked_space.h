@@ -9,7 +9,7 @@
 namespace kelvo::ftp {
 
 /// The task's space with the phase markers as slots behind the others, for heuristics that evaluate
-/// expressions over both. The relaxed task is borrowed.
+/// expressions over both.
 class MarkedSpace {
  public:
   explicit MarkedSpace(RelaxedTask& relaxed);
@@ -21,7 +21,6 @@ class MarkedSpace {
   void set_marker(std::size_t marker, bool value);
 
  private:
-  RelaxedTask& relaxed_;
   StateSpace space_;
   std::size_t first_slot_;
   std::size_t num_task_words_;
