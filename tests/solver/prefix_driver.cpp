@@ -1,8 +1,8 @@
-// ordax_prefix [--option NAME=VALUE]... [--no-model] FILE
+// ordax_prefix [--option NAME=VALUE]... [--no-model] [--statistics] FILE
 //
 // Checks a formula in prefix form. The first line printed is sat, unsat or unknown; after sat
 // follows one line "NAME VALUE" for each declared constant. A failure prints "error: " and its
-// text.
+// text. With --statistics the counts of the engines go to the standard error stream.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -21,11 +21,14 @@ int fail(const char* text) {
 int main(int argc, char** argv) {
   const ordax_config config = ordax_create_config();
   bool with_model = true;
+  bool with_statistics = false;
   const char* path = nullptr;
   for (int i = 1; i < argc; ++i) {
     const std::string argument = argv[i];
     if (argument == "--no-model") {
       with_model = false;
+    } else if (argument == "--statistics") {
+      with_statistics = true;
     } else if (argument == "--option" && i + 1 < argc) {
       const std::string pair = argv[++i];
       const std::size_t equals = pair.find('=');
@@ -72,6 +75,11 @@ int main(int argc, char** argv) {
         }
       }
     }
+  }
+  if (with_statistics) {
+    char* text = ordax_statistics(env);
+    std::fputs(text, stderr);
+    ordax_free(text);
   }
   ordax_destroy_env(env);
   return status;

@@ -455,6 +455,13 @@ std::vector<std::pair<TermRef, TermRef>> Environment::get_model() {
   return result;
 }
 
+std::vector<std::pair<std::string, std::uint64_t>> Environment::statistics() const {
+  auto result = engine_->statistics_table();
+  const auto arithmetic = arithmetic_->statistics_table();
+  result.insert(result.end(), arithmetic.begin(), arithmetic.end());
+  return result;
+}
+
 // ---------------------------------------------------------------- All-SAT
 
 int Environment::all_sat(const std::vector<TermRef>& important, const ModelCallback& on_model) {

@@ -70,6 +70,8 @@ class Environment {
   /// The declared constants of the assertions with their values.
   std::vector<std::pair<TermRef, TermRef>> get_model();
 
+  /// The counts of all engines since these were made.
+  std::vector<std::pair<std::string, std::uint64_t>> statistics() const;
   /// For tests and measurements; null until the first check.
   const DpllSolver* engine() const { return engine_.get(); }
 

@@ -296,6 +296,16 @@ int ordax_set_termination_test(ordax_env env, int (*test)(void* data), void* dat
   });
 }
 
+char* ordax_statistics(ordax_env env) {
+  return in_env(env, static_cast<char*>(nullptr), [](EnvHandle& handle) {
+    std::string text;
+    for (const auto& [key, value] : handle.environment.statistics()) {
+      text += key + " = " + std::to_string(value) + "\n";
+    }
+    return copy_text(text);
+  });
+}
+
 // ---------------------------------------------------------------- types
 
 ordax_type ordax_get_bool_type(ordax_env env) {

@@ -120,6 +120,10 @@ int ordax_reset_env(ordax_env env);
  * through. The next check starts afresh and answers as if the stopped one had not been. 0 or -1. */
 int ordax_set_termination_test(ordax_env env, int (*test)(void* data), void* data);
 
+/* The counts of the engines since they were made, one "key = value" a line: conflicts, decisions,
+ * pivots and so on. To be freed. Fails never; a failed environment gives NULL. */
+char* ordax_statistics(ordax_env env);
+
 /* ---------------------------------------------------------------- types */
 
 ordax_type ordax_get_bool_type(ordax_env env);

@@ -1,5 +1,6 @@
 #include "solver/terms/term_table.h"
 
+#include <cstdint>
 #include <new>
 
 namespace ordax {
@@ -9,10 +10,16 @@ std::size_t record_bytes(std::uint32_t arity) {
   return sizeof(Term) + arity * sizeof(TermRef);
 }
 
+// The ids in `h` overlap: over the pairs of a few hundred terms, as conditions of mutual exclusion
+// make them, it repeats so often that chains grow to a dozen nodes. A second sum keeps them apart.
 std::uint64_t hash_of(const Symbol* symbol, const TermRef* args) {
   std::uint64_t h = symbol->id;
-  for (std::uint32_t i = 0; i < symbol->arity; ++i) h ^= (h >> 2) + h * 64 + args[i]->id;
-  return h;
+  std::uint64_t spread = 0;
+  for (std::uint32_t i = 0; i < symbol->arity; ++i) {
+    h ^= (h >> 2) + h * 64 + args[i]->id;
+    spread = (spread + args[i]->id) * 0x9e3779b97f4a7c15ULL;
+  }
+  return h ^ spread;
 }
 
 bool equal(TermRef term, const Symbol* symbol, const TermRef* args) {
@@ -30,11 +37,15 @@ TermTable::TermTable()
 
 TermRef TermTable::get(const Symbol* symbol, const TermRef* args) {
   const std::uint32_t hash = fold_hash(hash_of(symbol, args));
-  for (Node* node = buckets_[modulus_.of(hash)]; node != nullptr; node = node->next) {
+  std::uint32_t place = modulus_.of(hash);
+  for (Node* node = buckets_[place]; node != nullptr; node = node->next) {
     if (node->hash == hash && equal(node->term, symbol, args)) return node->term;
   }
-  make_room();
-  Node*& bucket = buckets_[modulus_.of(hash)];
+  if (size_ >= limit_) {
+    make_room();
+    place = modulus_.of(hash);
+  }
+  Node*& bucket = buckets_[place];
   void* memory = nodes_.allocate();
   auto* term = static_cast<Term*>(records_.allocate(record_bytes(symbol->arity)));
   term->id = next_id_++;
@@ -46,8 +57,12 @@ TermRef TermTable::get(const Symbol* symbol, const TermRef* args) {
   return term;
 }
 
+// Grows to the next size; beyond the last one the load may pass the limit.
 void TermTable::make_room() {
-  if (static_cast<double>(size_ + 1) <= 0.7 * modulus_.value() || modulus_.at_last()) return;
+  if (modulus_.at_last()) {
+    limit_ = SIZE_MAX;
+    return;
+  }
   PrimeModulus larger = modulus_;
   larger.next();
   std::vector<Node*> buckets(larger.value(), nullptr);
@@ -62,6 +77,7 @@ void TermTable::make_room() {
   }
   buckets_.swap(buckets);
   modulus_ = larger;
+  limit_ = limit_of(modulus_);
 }
 
 }  // namespace ordax

@@ -30,9 +30,13 @@ class TermTable {
     std::uint32_t hash;
   };
 
+  static std::size_t limit_of(const PrimeModulus& modulus) {
+    return static_cast<std::size_t>(0.7 * modulus.value());
+  }
   void make_room();
 
   PrimeModulus modulus_;
+  std::size_t limit_ = limit_of(modulus_);  // of the load
   std::vector<Node*> buckets_;
   std::size_t size_ = 0;
   std::uint64_t next_id_ = 1;

@@ -1,0 +1,41 @@
+#!/usr/bin/env python3
+"""Installs the built solver into a folder of its own, and builds and runs a C project against it.
+
+  install_test.py BUILD_DIR GUIDE_C SOURCE_DIR
+
+GUIDE_C is the program of the guide, SOURCE_DIR the CMake project that is given to it.
+"""
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+
+EXPECTED = "within 5: no\nend = 11/2\n"
+
+
+def run(*command):
+    done = subprocess.run(command, capture_output=True, text=True)
+    if done.returncode != 0:
+        sys.exit("%s\nfailed:\n%s%s" % (" ".join(command), done.stdout, done.stderr))
+    return done.stdout
+
+
+def main():
+    build, guide, source = sys.argv[1:4]
+    with tempfile.TemporaryDirectory() as folder:
+        prefix = os.path.join(folder, "prefix")
+        project = os.path.join(folder, "project")
+        run("cmake", "--install", build, "--component", "ordax", "--prefix", prefix)
+        shutil.copytree(source, project)
+        shutil.copy(guide, os.path.join(project, "main.c"))
+        run("cmake", "-S", project, "-B", os.path.join(project, "build"),
+            "-DCMAKE_PREFIX_PATH=" + prefix)
+        run("cmake", "--build", os.path.join(project, "build"))
+        output = run(os.path.join(project, "build", "schedule"))
+        if output != EXPECTED:
+            sys.exit("the installed library answered\n" + output)
+
+
+if __name__ == "__main__":
+    main()
