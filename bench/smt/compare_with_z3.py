@@ -37,7 +37,8 @@ def main():
     parser.add_argument("problems", nargs="+")
     arguments = parser.parse_args()
     program = pathlib.Path(arguments.build) / "bench" / "encode_family"
-    print("problem,h,verdict,assertions,formulas,variables,encoding_s,solving_s,z3_s,ratio")
+    print("problem,h,verdict,assertions,formulas,variables,sat_variables,clauses,"
+          "conflicts,encoding_s,solving_s,z3_s,ratio")
     ratios = []
     for spec in arguments.problems:
         problem, _, last = spec.partition(":")
@@ -56,7 +57,7 @@ def main():
                     if verdict != fields[1]:
                         print(f"z3 says {verdict}", file=sys.stderr)
                         return 1
-                    ratio = float(fields[6]) / max(seconds, 1e-3)
+                    ratio = float(fields[-1]) / max(seconds, 1e-3)
                     if seconds >= 0.3:
                         ratios.append(max(ratio, 1e-6))
                     ratio = f"{ratio:.3f}"

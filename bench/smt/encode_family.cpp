@@ -3,8 +3,9 @@
 //
 //   encode_family <problem.anml> <first horizon> <last horizon> [<folder>]
 //
-// One CSV line a horizon: h, verdict, assertions, formulas, variables, encoding seconds (formulas
-// and terms), solving seconds, both of processor time. Stops behind the first satisfiable horizon.
+// One CSV line a horizon: h, verdict, assertions, formulas, variables, the solver's Boolean
+// variables, clauses and conflicts, encoding seconds (formulas and terms), solving seconds, both of
+// processor time. Stops behind the first satisfiable horizon.
 #include <cstdlib>
 #include <ctime>
 #include <deque>
@@ -188,7 +189,8 @@ void run(const std::string& file, std::size_t first, std::size_t last, const std
   source.unsetf(std::ios::skipws);
   smt::SmtPlanner planner(env, AnmlParser(env).parse(source));
   smt::SmtFactory& factory = planner.encoder().factory();
-  std::cout << "h,verdict,assertions,formulas,variables,encoding_s,solving_s\n";
+  std::cout << "h,verdict,assertions,formulas,variables,sat_variables,clauses,conflicts,"
+               "encoding_s,solving_s\n";
   for (std::size_t h = first; h <= last; ++h) {
     const std::unique_ptr<smt::SmtSolver> solver = factory.make_solver();
     lap();
@@ -200,8 +202,10 @@ void run(const std::string& file, std::size_t first, std::size_t last, const std
                           : result == smt::SolverResult::UNSATISFIABLE ? "unsat"
                                                                        : "unknown";
     std::cout << h << ',' << verdict << ',' << planner.encoder().num_assertions() << ','
-              << factory.num_formulas() << ',' << factory.num_variables() << ',' << encoding << ','
-              << solving << std::endl;
+              << factory.num_formulas() << ',' << factory.num_variables() << ','
+              << solver->statistic("num sat vars") << ',' << solver->statistic("num sat clauses")
+              << ',' << solver->statistic("dpll conflicts") << ',' << encoding << ',' << solving
+              << std::endl;
     // Behind the measurement: what the encoder remembers would make it look faster.
     if (!folder.empty()) {
       std::ofstream script(folder + "/h" + std::to_string(h) + ".smt2");

@@ -1,5 +1,7 @@
 #include "smt/ordax_solver.h"
 
+#include <sstream>
+
 #include "shell/errors.h"
 #include "shell/log.h"
 
@@ -86,6 +88,18 @@ SolverResult OrdaxSolver::solve_with_assumptions(const std::vector<Formula>& ass
   std::vector<ordax_term> terms;
   for (const Formula f : assumptions) terms.push_back(converter_->convert(label_of(f)));
   return result_of(ordax_solve_with_assumptions(env_, terms.data(), terms.size()));
+}
+
+std::uint64_t OrdaxSolver::statistic(const std::string& key) const {
+  char* text = ordax_statistics(env_);
+  if (text == nullptr) return 0;
+  std::istringstream lines(text);
+  ordax_free(text);
+  const std::string beginning = key + " = ";
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(beginning)) return std::stoull(line.substr(beginning.size()));
+  }
+  return 0;
 }
 
 }  // namespace kelvo::smt

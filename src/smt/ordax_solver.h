@@ -26,6 +26,7 @@ class OrdaxSolver : public SmtSolver {
   /// A variable is assumed itself; any other formula through a label that implies it.
   SolverResult solve_with_assumptions(const std::vector<Formula>& assumptions) override;
   std::string unknown_reason() const override { return unknown_reason_; }
+  std::uint64_t statistic(const std::string& key) const override;
 
  private:
   struct Label {

@@ -74,10 +74,14 @@ std::unique_ptr<SmtSolver> SmtPlanner::solve_horizon(std::size_t h) {
   encode(h, *solver);
   const double encoding_seconds = watch.lap();
   const SolverResult result = solver->solve();
+  const double solving_seconds = watch.lap();
   LOG(LogLevel::DEBUG) << "[SMTPlanner] h: " << h << ", " << encoder_->num_assertions()
                        << " assertions, " << encoder_->factory().num_formulas() << " formulas, "
-                       << encoder_->factory().num_variables() << " variables, encoding "
-                       << encoding_seconds << " s, solving " << watch.lap() << " s";
+                       << encoder_->factory().num_variables() << " variables, "
+                       << solver->statistic("num sat vars") << " Boolean variables, "
+                       << solver->statistic("num sat clauses") << " clauses, "
+                       << solver->statistic("dpll conflicts") << " conflicts, encoding "
+                       << encoding_seconds << " s, solving " << solving_seconds << " s";
   if (result == SolverResult::SATISFIABLE) return solver;
   if (result == SolverResult::UNKNOWN) {
     LOG(LogLevel::WARN) << "[SMTPlanner] h: " << h

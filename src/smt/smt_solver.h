@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,8 @@ class SmtSolver {
 
   /// Why the last answer was unknown; empty when there is nothing to say.
   virtual std::string unknown_reason() const { return {}; }
+  /// What the last check counted, such as "num sat clauses"; 0 for a count that there is not.
+  virtual std::uint64_t statistic(const std::string&) const { return 0; }
 };
 
 }  // namespace kelvo::smt

@@ -51,6 +51,9 @@ TEST_F(OrdaxSolverTest, ValuesComeBackAsConstants) {
   EXPECT_TRUE(
       factory.is_constant(solver.get_value(factory.make_variable("late", factory.real_type()))));
   EXPECT_EQ(solver.get_value(x), constant(rational(3) / 2));
+  // What a log line tells of the check.
+  EXPECT_GT(solver.statistic("num sat vars"), 0U);
+  EXPECT_EQ(solver.statistic("num sat"), 0U);
 }
 
 TEST_F(OrdaxSolverTest, EmptyOperatorsAreTheirNeutralElements) {
