@@ -78,9 +78,9 @@ TEST_F(EmptyConditionsCompilerTest, RefusesOtherForms) {
   };
   for (const auto& [body, message] : cases) {
     expect_internal_error(
-        [&] {
+        [&, text = body] {
           EmptyConditionsCompiler(
-              parse("fluent boolean p; fluent integer x; action go() {" + body + "};"))
+              parse("fluent boolean p; fluent integer x; action go() {" + text + "};"))
               .output_problem();
         },
         message);

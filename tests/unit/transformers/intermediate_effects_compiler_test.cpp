@@ -29,7 +29,7 @@ TEST_F(IntermediateEffectsCompilerTest, AnActionIsCutIntoAChainOfPieces) {
   const auto& output = made.output_problem();
   EXPECT_EQ(names(output->actions()), (Lines{"go_c", "go_e", "go_s"}));
   EXPECT_EQ(names(output->fluents()), (Lines{"f_c", "f_e", "f_s", "p", "q"}));
-  const auto sorted = [this, &output](const std::string& action) {
+  const auto sorted = [&output](const std::string& action) {
     Lines lines = statements(output, action);
     std::sort(lines.begin(), lines.end());
     return lines;
@@ -91,9 +91,9 @@ TEST_F(IntermediateEffectsCompilerTest, RefusesTimePointsThatAreNoConstants) {
   };
   for (const auto& [body, message] : cases) {
     expect_internal_error(
-        [&] {
+        [&, text = body] {
           IntermediateEffectsCompiler(
-              parse("fluent boolean p; fluent integer x; action go() {" + body + "};"), rational(1))
+              parse("fluent boolean p; fluent integer x; action go() {" + text + "};"), rational(1))
               .output_problem();
         },
         message);

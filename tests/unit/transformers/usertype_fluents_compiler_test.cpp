@@ -38,8 +38,9 @@ TEST_F(UserTypeFluentsCompilerTest, RefusesValuesThatAreNoInstances) {
        "parameters!"},
   };
   for (const auto& [body, message] : cases) {
-    expect_internal_error([&] { UserTypeFluentsCompiler(parse(types + body)).output_problem(); },
-                          message);
+    expect_internal_error(
+        [&, text = body] { UserTypeFluentsCompiler(parse(types + text)).output_problem(); },
+        message);
   }
 }
 
