@@ -263,11 +263,18 @@ void ConstantInitialisers::add(const ConstantInitialisation& initialisation) {
 ConstantInitialisers::Values ConstantInitialisers::values() const {
   model::ExpressionFactory& ef = environment().expression_factory();
   const Evaluator evaluate(environment(), initialisations_);
+  // Long tables consist of values that need no evaluation.
+  const auto value_of = [&](Expression e) {
+    const bool is_value =
+        ef.is_instance_reference(e) || ef.is_number(e) || ef.is_boolean_constant(e);
+    return is_value ? e : evaluate(e);
+  };
   Values values;
   for (const ConstantInitialisation& i : initialisations_) {
     model::FunctionValueImpl::Key key;
-    for (const Expression element : i.key) key.push_back(evaluate(element));
-    Expression value = evaluate(i.value);
+    key.reserve(i.key.size());
+    for (const Expression element : i.key) key.push_back(value_of(element));
+    Expression value = value_of(i.value);
     const model::Type type = i.constant->type();
     if (type->is_integer() && ef.is_rational_constant(value)) {
       // The quotient of two integers folds to a rational; its value is whole.

@@ -22,6 +22,7 @@ using model::print_expression;
 
 namespace {
 
+// Statements share little, and a small memo is a fast one.
 constexpr std::size_t kStatementsForOneMemo = 256;
 
 const std::string& name_of_symbol(Expression e) {
@@ -155,7 +156,6 @@ model::ProblemInstance NameResolver::operator()(const model::ProblemInstance& ra
   std::map<std::string, Expression> labels;
   std::size_t num_walked = 0;
   for (const Expression e : read.statements) {
-    // Statements share little, and a small memo is a fast one.
     if (++num_walked % kStatementsForOneMemo == 0) substitute.clear_memoization();
     const Expression resolved = substitute(e);
     check_statement(resolved);
@@ -222,7 +222,9 @@ NameResolver::Statements NameResolver::classify(const model::ProblemInstanceImpl
   const bool has_scoping = contains_scoping(ef, statements);
   ConstantInitialisers initialisers(environment());
   Statements result;
+  std::size_t num_walked = 0;
   for (const Expression e : statements) {
+    if (++num_walked % kStatementsForOneMemo == 0) substitute.clear_memoization();
     // Without scoped names, nothing can go wrong in the substitution of other statements.
     if (has_scoping || (may_be_constant_initialisation(environment(), e) &&
                         names_constant(ef, symbols.visible(), e))) {

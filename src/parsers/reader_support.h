@@ -1,13 +1,14 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <deque>
 #include <functional>
 #include <istream>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -19,25 +20,48 @@ namespace kelvo {
 /// once that was made.
 using Token = std::pair<const std::string, model::Expression>;
 
-/// Finds tokens by their texts.
+/// Finds tokens by their texts, in a table of open addressing: a text that is new costs no
+/// allocation of its own if it is short.
 class TokenTable {
  public:
   /// Valid as long as the table.
   Token* find_or_make(std::string_view text) {
-    auto found = tokens_.find(text);
-    if (found == tokens_.end()) found = tokens_.emplace(std::string(text), nullptr).first;
-    return &*found;
+    if (2 * (tokens_.size() + 1) > slots_.size()) grow();
+    const std::size_t hash = std::hash<std::string_view>()(text);
+    Slot& slot = find_slot(hash, [text](const Token& token) { return token.first == text; });
+    if (slot.token == nullptr) slot = {hash, &tokens_.emplace_back(text, nullptr)};
+    return slot.token;
   }
 
  private:
-  struct Hash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view text) const {
-      return std::hash<std::string_view>()(text);
-    }
+  struct Slot {
+    std::size_t hash = 0;
+    Token* token = nullptr;  // null: free
   };
 
-  std::unordered_map<std::string, model::Expression, Hash, std::equal_to<>> tokens_;
+  // The slot of the token with this hash that `is_it` accepts, or the free one where it belongs.
+  template <typename Predicate>
+  Slot& find_slot(std::size_t hash, const Predicate& is_it) {
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t place = hash & mask;
+    while (slots_[place].token != nullptr &&
+           (slots_[place].hash != hash || !is_it(*slots_[place].token))) {
+      place = (place + 1) & mask;
+    }
+    return slots_[place];
+  }
+
+  void grow() {
+    std::vector<Slot> old(std::max<std::size_t>(256, 2 * slots_.size()));
+    old.swap(slots_);
+    const auto is_new = [](const Token&) { return false; };
+    for (const Slot& slot : old) {
+      if (slot.token != nullptr) find_slot(slot.hash, is_new) = slot;
+    }
+  }
+
+  std::deque<Token> tokens_;
+  std::vector<Slot> slots_;  // a power of two, at most half full
 };
 
 /// The memory of a generated parser's stack once it has grown. It is freed with this object at the
