@@ -17,7 +17,14 @@ namespace kelvo::model {
 class FunctionValueImpl {
  public:
   using Key = std::vector<Expression>;
-  using Assignments = std::unordered_map<Key, Expression>;
+  struct KeyHash {
+    std::size_t operator()(const Key& key) const {
+      std::size_t hash = 0;
+      for (const Expression e : key) hash = mix_id(hash, e);
+      return hash;
+    }
+  };
+  using Assignments = std::unordered_map<Key, Expression, KeyHash>;
 
   /// A later assignment of the same key replaces the earlier one.
   void add_assignment(const Key& key, Expression value) { assignments_[key] = value; }

@@ -42,6 +42,14 @@ class Node {
   std::size_t arity_;
 };
 
+/// Folds the id of `n` into a hash. The program's fold by sums and shifts gives the pairs of a
+/// thousand ids fifteen times fewer hashes than there are pairs: enough for small tables, too few
+/// for those of nodes and of values.
+inline std::size_t mix_id(std::size_t hash, const Node* n) {
+  hash = (hash ^ (n->id() + 1)) * 0x9e3779b97f4a7c15;
+  return hash ^ (hash >> 32);
+}
+
 }  // namespace kelvo
 
 /// Hashes by id, so that the iteration order of hash containers follows the order of creation and

@@ -24,9 +24,7 @@ std::size_t size_of_node(std::size_t arity) {
 
 std::size_t NodeHash::operator()(const Node* n) const noexcept {
   std::size_t h = static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(n->payload()));
-  for (Node* child : n->children()) {
-    h ^= std::hash<Node*>()(child) + 0x9e3779b9 + (h << 6) + (h >> 2);
-  }
+  for (const Node* child : n->children()) h = mix_id(h, child);
   return h;
 }
 
