@@ -1,5 +1,6 @@
 #include "transformers/bounder.h"
 
+#include "tests/unit/plans/plan_fixture.h"
 #include "tests/unit/transformers/transformer_fixture.h"
 
 namespace kelvo {
@@ -51,6 +52,21 @@ TEST_F(BounderTest, AnEqualUniverseAddsNoAssignment) {
   Bounder bounder(input, input);
   EXPECT_TRUE(bounder.output_problem()->expressions().empty());
   expect_internal_error([&] { bounder.map_forward(nullptr, nullptr, {}); }, "Not supported!");
+}
+
+TEST_F(BounderTest, WhatTheUniverseLacksIsWarnedAbout) {
+  const CapturedLog log(LogLevel::WARN);
+  Bounder bounder(parse(types + "instance R r1, r9; instance L l1;"),
+                  parse(types + "instance R r1, r2;"));
+  EXPECT_EQ(names(bounder.output_problem()->instances()), (Lines{"r1", "r2"}));
+  // There is no place to be the home of r2.
+  EXPECT_TRUE(bounder.output_problem()->expressions().empty());
+  for (const char* expected :
+       {"Instance 'l1' of the problem is not in the bounding problem and is left out",
+        "Instance 'r9' of the problem is not in the bounding problem and is left out",
+        "The bounding problem has no instance of type 'L'", "No instance to initialise home(r2)"}) {
+    EXPECT_NE(log.text().find(expected), std::string::npos) << expected;
+  }
 }
 
 }  // namespace

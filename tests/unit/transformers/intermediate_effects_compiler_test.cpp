@@ -1,5 +1,6 @@
 #include "transformers/intermediate_effects_compiler.h"
 
+#include "tests/unit/plans/plan_fixture.h"
 #include "tests/unit/transformers/transformer_fixture.h"
 
 namespace kelvo {
@@ -74,6 +75,27 @@ TEST_F(IntermediateEffectsCompilerTest, StatementsGoToThePiecesThatTheyConcern) 
       Lines wanted = expected[i];
       std::sort(wanted.begin(), wanted.end());
       EXPECT_EQ(lines, wanted) << body << " " << pieces[i];
+    }
+  }
+}
+
+TEST_F(IntermediateEffectsCompilerTest, UntimedExpressionsOfACutActionAreDroppedWithAWarning) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"p; duration == 10; [start + 3] p := true;",
+       "An untimed expression of action 'go' is dropped: p"},
+      {"duration >= 5; [start + 3] p := true;",
+       "An untimed expression of action 'go' is dropped: (duration >= 5)"},
+      {"duration >= 5; p; [start] p := true;", ""},  // is not cut
+  };
+  for (const auto& [body, warning] : cases) {
+    const CapturedLog log(LogLevel::WARN);
+    auto made = compiler(body);
+    const auto& output = made.output_problem();
+    if (*warning == '\0') {
+      EXPECT_EQ(log.text(), "") << body;
+      EXPECT_EQ(statements(output, "go").size(), 3u);
+    } else {
+      EXPECT_NE(log.text().find(warning), std::string::npos) << body;
     }
   }
 }

@@ -7,7 +7,12 @@ namespace {
 
 using model::Expression;
 
-class TemporalUncertaintyCompilerTest : public TransformerFixture {};
+class TemporalUncertaintyCompilerTest : public TransformerFixture {
+ protected:
+  std::size_t count_of_goals(const std::string& text) {
+    return TemporalUncertaintyCompiler(parse(text)).output_problem()->expressions().size();
+  }
+};
 
 TEST_F(TemporalUncertaintyCompilerTest, EndEffectsGetAShadowFromTheEarliestEndOn) {
   TemporalUncertaintyCompiler compiler(
@@ -53,6 +58,22 @@ TEST_F(TemporalUncertaintyCompilerTest, RefusesWhatItCannotShadow) {
       },
       "Found an assignment that reads uncertain fluents in action 'copy', which would give "
       "contradicting effects: [start] (q := p)");
+  std::string many;
+  std::string all = "[end] true";
+  std::string printed = "[end] (true";
+  for (int i = 0; i < 17; ++i) {
+    const std::string p = "p" + std::to_string(i);
+    many += "fluent boolean " + p + "; action " + p + "_on() { duration :in [2, 5]; [end] " + p +
+            " := true; };";
+    all += " and " + p;
+    printed += i < 16 ? " and (" + p : " and " + p + std::string(17, ')');
+    if (i == 9) {
+      EXPECT_EQ(count_of_goals(many + all + ";"), 1024u);
+    }
+  }
+  expect_internal_error(
+      [&] { TemporalUncertaintyCompiler(parse(many + all + ";")).output_problem(); },
+      "Found too many uncertain fluents in one expression of the problem: " + printed);
   // The sides are replaced together: no contradiction.
   EXPECT_EQ(statements(TemporalUncertaintyCompiler(
                            parse(uncertain + "action flip() { [start] p := not p; };"))
