@@ -137,6 +137,15 @@ const std::vector<OptionRow>& option_rows() {
 
       {"iw-disable-tuple-computation-in-initial-states", 'c', "solve", Switch{},
        "Disables the tuple computation in the initial states."},
+
+      {"ftp-search",
+       0,
+       "solve",
+       "standard",
+       "Name of the search to be used in ftp.",
+       {"standard", "guided"}},
+      {"ftp-improve", 0, "solve", 0L,
+       "Number of evaluations spent on shortening the first plan of the guided search."},
   };
   return rows;
 }

@@ -19,6 +19,9 @@ class HAdd : public kelvo::HAdd {
   std::vector<std::uint32_t> useful_actions() const;
 
  protected:
+  /// For a subclass that lays out its own task.
+  explicit HAdd(StateSpace& space) : kelvo::HAdd(space) {}
+
   model::ExpressionSet goal_fluents() const override;
   void reach_initial_literals(const State& state) override;
 
@@ -28,7 +31,7 @@ class HAdd : public kelvo::HAdd {
     std::uint32_t negative;
   };
 
-  RelaxedTask& relaxed_;
+  RelaxedTask* relaxed_ = nullptr;
   std::vector<MarkerLiterals> markers_;  // as `RelaxedTask::markers()`
 };
 

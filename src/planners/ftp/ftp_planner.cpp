@@ -8,6 +8,8 @@
 #include "planners/ftp/ftp_hadd.h"
 #include "planners/ftp/ftp_hlandmarks.h"
 #include "planners/ftp/ftp_hmax.h"
+#include "planners/ftp/guided_planner.h"
+#include "planners/ftp/late_effects.h"
 #include "planners/ftp/network_replay.h"
 #include "planners/own_compilation.h"
 #include "plans/time_triggered_plan.h"
@@ -27,6 +29,8 @@ FtpPlanner::FtpPlanner(Environment& env, const model::ProblemInstance& problem)
   simultaneity_ = options.get_boolean_value("ftp-simultaneity");
   no_backtracking_ = options.get_boolean_value("ftp-no-backtracking");
   deordering_ = options.get_boolean_value("ftp-deordering");
+  is_guided_ = options.get_string_value("ftp-search") == "guided" &&
+               options.get_string_value("rlftp-model").empty();
 
   OwnCompilation compilation;
   compilation.splits_durations = true;
@@ -35,7 +39,7 @@ FtpPlanner::FtpPlanner(Environment& env, const model::ProblemInstance& problem)
   task_ = std::make_unique<CompiledTask>(problem_, plan_epsilon);
   const StepRules rules{deordering_, /*prune_coinciding_effects=*/!simultaneity_};
   generator_ = std::make_unique<SuccessorGenerator>(*task_, rules);
-  make_heuristic();
+  if (!is_guided_) make_heuristic();
 }
 
 FtpPlanner::~FtpPlanner() = default;
@@ -61,7 +65,23 @@ void FtpPlanner::make_heuristic() {
   }
 }
 
+std::shared_ptr<Plan> FtpPlanner::find_guided_plan() {
+  const long num_improvements = environment().configuration().get_integer_value("ftp-improve");
+  GuidedPlanner guided(*task_, GuidedOptions(),
+                       num_improvements > 0 ? static_cast<std::size_t>(num_improvements) : 0);
+  const std::shared_ptr<TimeTriggeredPlan> plan = guided.find_plan();
+  num_expanded_ = guided.statistics().num_expanded;
+  num_generated_ = guided.statistics().num_generated;
+  return plan == nullptr ? nullptr : map_back(plan);
+}
+
 std::shared_ptr<Plan> FtpPlanner::solve() {
+  if (is_guided_) {
+    const std::shared_ptr<Plan> guided_plan = find_guided_plan();
+    if (guided_plan != nullptr) return guided_plan;
+    LOG(LogLevel::INFO) << "The guided search has found no plan. Resorting to the standard search!";
+    make_heuristic();
+  }
   const bool weak_equality = environment().configuration().get_boolean_value("ftp-weak-equality");
   std::shared_ptr<Plan> plan = search(weak_equality);
   if (plan == nullptr && weak_equality) {
@@ -267,7 +287,9 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
                         << ", Open size: " << open.size()
                         << ", States expanded: " << progress.num_expanded()
                         << ", H: " << estimate_of(*goal);
-    plan = build_plan(*goal);
+    const std::shared_ptr<TimeTriggeredPlan> found = build_plan(*goal);
+    warn_of_late_effects(problem_, *found);
+    plan = found;
     release(goal);
   }
   for (SearchState* state : closed) release(state);

@@ -63,6 +63,7 @@ class FtpPlanner : public Planner {
   class Progress;
 
   void make_heuristic();
+  std::shared_ptr<Plan> find_guided_plan();
   double initial_estimate(const SearchState& state, std::vector<std::uint32_t>& actions);
   SearchState* finish_successor(const SearchState& current, SearchState* scratch,
                                 bool use_heuristic);
@@ -74,6 +75,7 @@ class FtpPlanner : public Planner {
   bool simultaneity_ = false;
   bool no_backtracking_ = false;
   bool deordering_ = false;
+  bool is_guided_ = false;
   std::unique_ptr<CompiledTask> task_;
   std::unique_ptr<SuccessorGenerator> generator_;
   std::unique_ptr<RelaxedTask> relaxed_;

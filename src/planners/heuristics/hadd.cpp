@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cassert>
 #include <deque>
-#include <limits>
 #include <utility>
 
 #include "model/expression_factory.h"
@@ -16,8 +15,6 @@ using model::ExpressionFactory;
 using model::ExpressionSet;
 
 namespace {
-
-constexpr double UNREACHED = std::numeric_limits<double>::infinity();
 
 bool is_fluent_atom(const ExpressionFactory& ef, Expression e) {
   if (ef.is_fluent_reference(e)) return true;
@@ -50,7 +47,19 @@ HAdd::HAdd(StateSpace& space, Disjunction goal, std::vector<ClassicalAction> act
       machine_(space),
       goal_(std::move(goal)),
       actions_(std::move(actions)) {
+  has_goal_ = !goal_.empty();
   compile();
+}
+
+HAdd::HAdd(StateSpace& space)
+    : Heuristic(space.environment()),
+      space_(space),
+      free_vars_(space.environment()),
+      compiler_(space),
+      machine_(space) {
+  for (std::vector<std::uint32_t>& numbers : literal_of_bit_) {
+    numbers.assign(space_.num_booleans(), NO_LITERAL);
+  }
 }
 
 // --- compilation ---
@@ -61,10 +70,15 @@ std::uint32_t HAdd::find_literal(Expression e) const {
 }
 
 std::uint32_t HAdd::literal(Expression e) {
-  const std::uint32_t next = static_cast<std::uint32_t>(literals_.size());
-  const auto [known, is_new] = literals_.try_emplace(e, next);
-  if (is_new) classify(next, e);
+  const auto [known, is_new] = literals_.try_emplace(e, num_literals_);
+  if (is_new) classify(num_literals_++, e);
   return known->second;
+}
+
+std::uint32_t HAdd::literal_of_slot(std::size_t slot, bool positive) {
+  std::uint32_t& number = literal_of_bit_[positive ? 1 : 0][space_.place(slot).position];
+  if (number == NO_LITERAL) number = num_literals_++;
+  return number;
 }
 
 void HAdd::classify(std::uint32_t literal, Expression e) {
@@ -92,18 +106,23 @@ void HAdd::add_disjunction(const Disjunction& dnf, std::uint32_t owner,
                     [&](Expression e) { return ef.is_false(e); })) {
       continue;
     }
-    const std::uint32_t disjunct = static_cast<std::uint32_t>(assumed_disjuncts_.size());
-    Disjunct& made = assumed_disjuncts_.emplace_back();
-    made.owner = owner;
+    Literals numbers;
     for (const Expression e : conjunction) {
-      if (ef.is_true(e)) continue;
-      const std::uint32_t number = literal(e);
-      if (number >= occurrences.size()) occurrences.resize(number + 1);
-      occurrences[number].push_back(disjunct);
-      ++made.missing;
+      if (!ef.is_true(e)) numbers.push_back(literal(e));
     }
-    if (made.missing == 0) assumed_ready_.push_back(disjunct);
+    add_disjunct(numbers, owner, occurrences);
   }
+}
+
+void HAdd::add_disjunct(const Literals& conjunction, std::uint32_t owner,
+                        std::vector<std::vector<std::uint32_t>>& occurrences) {
+  const std::uint32_t disjunct = static_cast<std::uint32_t>(assumed_disjuncts_.size());
+  Disjunct& made = assumed_disjuncts_.emplace_back();
+  made.owner = owner;
+  made.missing = static_cast<std::uint32_t>(conjunction.size());
+  if (occurrences.size() < num_literals_) occurrences.resize(num_literals_);
+  for (const std::uint32_t number : conjunction) occurrences[number].push_back(disjunct);
+  if (conjunction.empty()) assumed_ready_.push_back(disjunct);
 }
 
 void HAdd::compile() {
@@ -129,7 +148,27 @@ void HAdd::compile() {
       }
     }
   }
-  occurrences.resize(literals_.size());
+  finish_layout(occurrences, effects);
+}
+
+void HAdd::set_task(const std::vector<Literals>& goal, const std::vector<Operator>& operators) {
+  has_goal_ = true;
+  std::vector<std::vector<std::uint32_t>> occurrences;
+  std::vector<std::vector<std::uint32_t>> effects;
+  for (const Literals& conjunction : goal) add_disjunct(conjunction, GOAL, occurrences);
+  for (std::uint32_t a = 0; a < operators.size(); ++a) {
+    for (const Literals& conjunction : operators[a].condition) {
+      add_disjunct(conjunction, a, occurrences);
+    }
+    effects.push_back(operators[a].effects);
+  }
+  finish_layout(occurrences, effects);
+}
+
+void HAdd::finish_layout(std::vector<std::vector<std::uint32_t>>& occurrences,
+                         const std::vector<std::vector<std::uint32_t>>& effects) {
+  num_actions_ = effects.size();
+  occurrences.resize(num_literals_);
   compress(occurrences, occurrence_begin_, occurrences_);
   compress(effects, effect_begin_, effects_);
   for (std::uint32_t bit = 0; bit < space_.num_booleans(); ++bit) {
@@ -139,7 +178,8 @@ void HAdd::compile() {
       bit_literals_.push_back({bit, positive, negative});
     }
   }
-  assumed_costs_.assign(literals_.size(), UNREACHED);
+  assumed_costs_.assign(num_literals_, UNREACHED);
+  supporters_.assign(num_literals_, NO_DISJUNCT);
 }
 
 // Where the arguments depend on the state, the effect may reach the literal of any application.
@@ -190,9 +230,10 @@ void HAdd::settle(std::uint32_t literal, double cost) {
   }
 }
 
-void HAdd::improve(std::uint32_t literal, double cost) {
+void HAdd::improve(std::uint32_t literal, double cost, std::uint32_t disjunct) {
   if (!(cost < costs_[literal])) return;
   costs_[literal] = cost;
+  supporters_[literal] = disjunct;
   queue_.push(cost, literal);
 }
 
@@ -200,7 +241,10 @@ void HAdd::fire(std::uint32_t number) {
   const Disjunct& disjunct = disjuncts_[number];
   if (disjunct.missing != 0) return;  // what was assumed has been taken back
   if (disjunct.owner == GOAL) {
-    goal_cost_ = std::min(goal_cost_, disjunct.sum);
+    if (disjunct.sum < goal_cost_) {
+      goal_cost_ = disjunct.sum;
+      goal_disjunct_ = number;
+    }
     return;
   }
   const double cost = disjunct.sum + 1;
@@ -208,16 +252,18 @@ void HAdd::fire(std::uint32_t number) {
   action_costs_[disjunct.owner] = cost;
   for (std::uint32_t i = effect_begin_[disjunct.owner]; i < effect_begin_[disjunct.owner + 1];
        ++i) {
-    improve(effects_[i], cost);
+    improve(effects_[i], cost, number);
   }
+  if (!watched_actions_.empty() && watched_actions_[disjunct.owner]) on_reached(number, cost);
 }
 
 double HAdd::compute(const State& state, bool record) {
-  if (goal_.empty()) return 0;
+  if (!has_goal_) return 0;
   costs_ = assumed_costs_;
   disjuncts_ = assumed_disjuncts_;
-  action_costs_.assign(actions_.size(), UNREACHED);
+  action_costs_.assign(num_actions_, UNREACHED);
   goal_cost_ = UNREACHED;
+  goal_disjunct_ = NO_DISJUNCT;
   ready_.clear();
   queue_.clear();
 
@@ -230,8 +276,9 @@ double HAdd::compute(const State& state, bool record) {
     if (machine_.holds(comparison.condition, state.values)) {
       settle(comparison.literal, 0);
     } else {
-      costs_[comparison.literal] = 1;
-      queue_.push(1, comparison.literal);
+      costs_[comparison.literal] = unmet_comparison_cost_;
+      supporters_[comparison.literal] = NO_DISJUNCT;
+      queue_.push(unmet_comparison_cost_, comparison.literal);
     }
   }
   for (const std::uint32_t disjunct : assumed_ready_) fire(disjunct);

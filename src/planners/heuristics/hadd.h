@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -29,6 +30,8 @@ class HAdd : public Heuristic {
 
   /// An empty goal is always reached. The space is borrowed.
   HAdd(StateSpace& space, Disjunction goal, std::vector<ClassicalAction> actions);
+  HAdd(const HAdd&) = delete;
+  HAdd& operator=(const HAdd&) = delete;
 
   double evaluate(const State& state) override { return compute(state, /*record=*/false); }
   /// With `record`, all actions that can be reached are noted, and no evaluation is cut short.
@@ -41,6 +44,38 @@ class HAdd : public Heuristic {
 
  protected:
   static constexpr std::uint32_t NO_LITERAL = 0xffffffff;
+  static constexpr std::uint32_t NO_DISJUNCT = 0xffffffff;
+  /// What costs infinitely much.
+  static constexpr double UNREACHED = std::numeric_limits<double>::infinity();
+
+  /// For a subclass that lays out its own task: literals first, then `set_task`.
+  explicit HAdd(StateSpace& space);
+
+  /// A conjunction by the numbers of its literals.
+  using Literals = std::vector<std::uint32_t>;
+  /// An action of such a task: the alternatives of its condition, one of them empty for none, and
+  /// what it makes true.
+  struct Operator {
+    std::vector<Literals> condition;
+    Literals effects;
+  };
+  void set_task(const std::vector<Literals>& goal, const std::vector<Operator>& operators);
+  /// The number of a literal, given at first sight.
+  std::uint32_t literal(model::Expression e);
+  /// A literal of a boolean slot.
+  std::uint32_t literal_of_slot(std::size_t slot, bool positive);
+  /// The same, `NO_LITERAL` for one that has not been numbered.
+  std::uint32_t find_literal_of_slot(std::size_t slot, bool positive) const {
+    return literal_of_bit_[positive ? 1 : 0][space_.place(slot).position];
+  }
+  /// A literal that stands for nothing in the state.
+  std::uint32_t make_literal() { return num_literals_++; }
+  std::uint32_t num_literals() const { return num_literals_; }
+
+  /// Called when an action of `watched_actions_` gets cheaper.
+  virtual void on_reached(std::uint32_t, double) {}
+  /// Offers a cost for a literal, by which disjunct.
+  void improve(std::uint32_t literal, double cost, std::uint32_t disjunct);
 
   /// The fluents of the goal, where the search for relevant actions starts.
   virtual model::ExpressionSet goal_fluents() const;
@@ -59,6 +94,29 @@ class HAdd : public Heuristic {
   void take_back(std::uint32_t literal);
 
   StateSpace& space() { return space_; }
+  Machine& machine() { return machine_; }
+
+  // Of the latest evaluation. Disjuncts are those of the goal, then those of the actions.
+  double cost_of(std::uint32_t literal) const { return costs_[literal]; }
+  double cost_of_action(std::uint32_t action) const { return action_costs_[action]; }
+  /// The disjunct by which the literal got its cost; `NO_DISJUNCT` for one that the state or an
+  /// assumption gave.
+  std::uint32_t supporter_of(std::uint32_t literal) const { return supporters_[literal]; }
+  std::uint32_t owner_of(std::uint32_t disjunct) const { return disjuncts_[disjunct].owner; }
+  /// The cheapest disjunct of the goal.
+  std::uint32_t goal_disjunct() const { return goal_disjunct_; }
+
+  /// A literal that is no fluent, with the condition that decides it.
+  struct Comparison {
+    std::uint32_t literal;
+    Condition condition;
+  };
+  const std::vector<Comparison>& comparisons() const { return comparisons_; }
+
+  /// What a comparison costs that does not hold and has no supporter.
+  double unmet_comparison_cost_ = 1;
+  /// By action; empty for none.
+  std::vector<bool> watched_actions_;
 
  private:
   static constexpr std::uint32_t GOAL = 0xffffffff;
@@ -73,20 +131,18 @@ class HAdd : public Heuristic {
     std::uint32_t positive;
     std::uint32_t negative;
   };
-  struct Comparison {
-    std::uint32_t literal;
-    Condition condition;
-  };
-  std::uint32_t literal(model::Expression e);
   void classify(std::uint32_t literal, model::Expression e);
   void add_disjunction(const Disjunction& dnf, std::uint32_t owner,
                        std::vector<std::vector<std::uint32_t>>& occurrences);
   void compile();
+  void add_disjunct(const Literals& conjunction, std::uint32_t owner,
+                    std::vector<std::vector<std::uint32_t>>& occurrences);
+  void finish_layout(std::vector<std::vector<std::uint32_t>>& occurrences,
+                     const std::vector<std::vector<std::uint32_t>>& effects);
   void add_moving_effect(model::Expression effect, model::Expression atom,
                          std::vector<std::uint32_t>& effects) const;
   void settle(std::uint32_t literal, double cost);
   void fire(std::uint32_t disjunct);
-  void improve(std::uint32_t literal, double cost);
 
   StateSpace& space_;
   model::ExpressionFreeVars free_vars_;
@@ -97,6 +153,9 @@ class HAdd : public Heuristic {
 
   // The compiled task. Occurrences and effects are compressed rows.
   std::unordered_map<model::Expression, std::uint32_t> literals_;
+  std::uint32_t num_literals_ = 0;
+  std::size_t num_actions_ = 0;
+  bool has_goal_ = false;
   std::vector<BitLiterals> bit_literals_;
   std::vector<std::uint32_t> literal_of_bit_[2];
   std::vector<Comparison> comparisons_;
@@ -112,9 +171,11 @@ class HAdd : public Heuristic {
   std::vector<double> costs_;
   std::vector<Disjunct> disjuncts_;
   std::vector<double> action_costs_;
+  std::vector<std::uint32_t> supporters_;  // by literal, a disjunct
   std::vector<std::uint32_t> ready_;
   LiteralQueue queue_;
   double goal_cost_ = 0;
+  std::uint32_t goal_disjunct_ = NO_DISJUNCT;
   std::unordered_set<model::Action> reached_actions_;
 };
 

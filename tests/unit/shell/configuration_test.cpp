@@ -171,7 +171,8 @@ TEST_F(ConfigurationTest, TheUsageTextShowsDefaultsAndAllowedValues) {
        {"-v [ --version ]", "-D [ --debug ]", "-l [ --logging-level ] arg (=0)",
         "--rlftp-gamma arg (=0.99", "-w [ --weight ] arg (=0.5)", "-a [ --algorithm ] arg (=smt)",
         "-H [ --smt-max-horizon ] arg (=100)", "Options are: [smt, tsimple, ftp, ",
-        "-B [ --ftp-heuristic ] arg (=hadd)"}) {
+        "-B [ --ftp-heuristic ] arg (=hadd)", "--ftp-search arg (=standard)",
+        "Options are: [standard, guided].", "--ftp-improve arg (=0)"}) {
     EXPECT_THAT(errors_, HasSubstr(text));
   }
 }

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+namespace kelvo::ftp {
+
+/// The open lists of a guided search: for each estimate a heap of all nodes and one of those that a
+/// preferred operator made. The heap with the least priority number is next; it grows with each
+/// turn, and progress boosts the preferred ones.
+class GuidedQueues {
+ public:
+  static constexpr std::uint32_t NOTHING = 0xffffffff;
+
+  GuidedQueues(bool preferred_operators, bool landmarks);
+
+  /// Of equal estimates the least `tie` comes first.
+  void push(std::uint32_t node, double estimate, double num_landmarks, double tie,
+            bool is_preferred);
+  /// `NOTHING` when all are empty. A node comes as often as it was entered.
+  std::uint32_t pop();
+  /// Boosts the preferred heaps when one of the two is better than ever.
+  void note_progress(double estimate, double num_landmarks);
+
+  double best_estimate() const { return best_estimate_; }
+  std::size_t size() const;
+
+ private:
+  struct Entry {
+    float estimate;
+    float tie;
+    std::uint32_t node;
+  };
+  struct Heap {
+    std::vector<Entry> entries;
+    long priority = 0;
+  };
+  static bool comes_later(const Entry& a, const Entry& b);
+  static void push(Heap& heap, const Entry& entry);
+
+  static constexpr long BOOST = 1000;
+
+  bool preferred_operators_;
+  bool landmarks_;
+  /// By estimate: all, preferred.
+  std::array<std::array<Heap, 2>, 2> heaps_;
+  double best_estimate_ = std::numeric_limits<double>::infinity();
+  double least_landmarks_ = std::numeric_limits<double>::infinity();
+};
+
+}  // namespace kelvo::ftp
