@@ -3,14 +3,14 @@
 //   random_planners <mode>          runs as many seeds as KELVO_RANDOM_SCALE asks for (default 1)
 //   random_planners <mode> <seed>   runs one seed and prints the problem and the plans
 //
-// Modes: with `ftp` and `smt` each problem is solvable by construction, and the validator judges
-// the plan that the generator knows, too. With `agree` nobody knows: both planners say whether
-// there is a plan, as far as one proves that there is none, or the other one looks.
+// Modes: with `ftp`, `guided` (the guided search of ftp) and `smt` each problem is solvable by
+// construction, and the validator judges the plan that the generator knows, too. With `agree` and
+// `agree_guided` nobody knows: ftp, or its guided search, and smt say whether there is a plan, as
+// far as one proves that there is none, or the other one looks.
 //
 // Each seed runs in a process of its own with a limit of processor time: a search may be long, and
 // a crash is one failed seed.
 
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,6 +38,7 @@
 #include "shell/log.h"
 #include "smt/smt_planner.h"
 #include "tests/random/problem_generator.h"
+#include "tests/random/process_limits.h"
 #include "validation/tt_validator.h"
 
 namespace kelvo::random_tests {
@@ -52,9 +53,18 @@ struct Budget {
   std::uint32_t max_percent_out_of_time;
 };
 
+bool is_comparison(const std::string& mode) {
+  return mode == "agree" || mode == "agree_guided";
+}
+
+bool is_guided(const std::string& mode) {
+  return mode == "guided" || mode == "agree_guided";
+}
+
 Budget budget_of(const std::string& mode) {
   if (mode == "smt") return {300, 5, 5};
-  if (mode == "agree") return {100, 1, 40};
+  if (is_comparison(mode)) return {100, 1, 40};
+  if (mode == "guided") return {200, 5, 5};
   return {60, 5, 10};
 }
 
@@ -70,8 +80,8 @@ GeneratorFeatures features_of(const std::string& mode, std::uint32_t seed) {
   features.free_durations = seed % 7 < 4;
   features.timed_statements = seed % 4 != 1;
   // The two planners read a goal without an interval in different states.
-  features.untimed_goals = mode == "ftp";
-  if (mode == "agree") {
+  features.untimed_goals = mode == "ftp" || mode == "guided";
+  if (is_comparison(mode)) {
     features.arbitrary_goals = true;
     features.max_fluents = 4;
     features.max_actions = 3;
@@ -79,7 +89,12 @@ GeneratorFeatures features_of(const std::string& mode, std::uint32_t seed) {
   return features;
 }
 
-void set_options(std::uint32_t seed, Configuration& configuration) {
+void set_options(const std::string& mode, std::uint32_t seed, Configuration& configuration) {
+  if (is_guided(mode)) {
+    configuration.set_value("ftp-search", "guided");
+    configuration.set_value("ftp-improve", seed % 3 == 0 ? 50L : 0L);
+    return;
+  }
   static constexpr std::array<const char*, 4> heuristics = {"hadd", "hmax", "blind", "hsize"};
   configuration.set_value("ftp-heuristic", heuristics[seed / 2 % heuristics.size()]);
   configuration.set_value("ftp-weak-equality", seed % 6 == 1);
@@ -164,12 +179,12 @@ Outcome run_seed(const std::string& mode, std::uint32_t seed, bool verbose) {
   Verdict verdict;
   try {
     Environment env;
-    set_options(seed, env.configuration());
+    set_options(mode, seed, env.configuration());
     env.configuration().set_value("rational-precision", true);
     std::istringstream anml(generated.anml);
     const model::ProblemInstance problem = AnmlParser(env).parse(anml);
-    verdict = mode == "agree" ? check_agreement(env, problem, verbose)
-                              : check_solution(env, problem, mode, generated.witness, verbose);
+    verdict = is_comparison(mode) ? check_agreement(env, problem, verbose)
+                                  : check_solution(env, problem, mode, generated.witness, verbose);
   } catch (const std::exception& error) {
     verdict.complaint = error.what();
   }
@@ -181,9 +196,7 @@ Outcome run_seed(const std::string& mode, std::uint32_t seed, bool verbose) {
 Outcome run_seed_apart(const std::string& mode, std::uint32_t seed) {
   const pid_t child = fork();
   if (child == 0) {
-    const rlim_t max_seconds = budget_of(mode).max_seconds;
-    const rlimit limit = {max_seconds, max_seconds + 1};
-    setrlimit(RLIMIT_CPU, &limit);
+    limit_process(budget_of(mode).max_seconds);
     _exit(static_cast<int>(run_seed(mode, seed, /*verbose=*/false)));
   }
   int status = 0;
@@ -212,7 +225,7 @@ int run_all(const std::string& mode) {
       counts[Outcome::OUT_OF_TIME] * 100 > num_seeds * budget.max_percent_out_of_time;
   // A comparison that never met both answers has compared nothing.
   const bool is_telling =
-      counts[Outcome::SOLVED] > 0 && (mode != "agree" || counts[Outcome::UNSOLVABLE] > 0);
+      counts[Outcome::SOLVED] > 0 && (!is_comparison(mode) || counts[Outcome::UNSOLVABLE] > 0);
   return counts[Outcome::BAD] == 0 && !too_slow && is_telling ? 0 : 1;
 }
 
@@ -223,8 +236,8 @@ int run_all(const std::string& mode) {
 int main(int argc, char** argv) {
   using namespace kelvo::random_tests;
   const std::string mode = argc < 2 ? "" : argv[1];
-  if (mode != "ftp" && mode != "smt" && mode != "agree") {
-    std::cerr << "usage: random_planners ftp|smt|agree [<seed>]\n";
+  if (mode != "ftp" && mode != "guided" && mode != "smt" && !is_comparison(mode)) {
+    std::cerr << "usage: random_planners ftp|guided|smt|agree|agree_guided [<seed>]\n";
     return 1;
   }
   if (argc < 3) return run_all(mode);
