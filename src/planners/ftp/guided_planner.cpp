@@ -12,7 +12,7 @@ namespace kelvo::ftp {
 
 GuidedPlanner::GuidedPlanner(CompiledTask& task, const GuidedOptions& options,
                              std::size_t num_improvements)
-    : compiled_(task), task_(task), options_(options), num_improvements_(num_improvements) {}
+    : task_(task), options_(options), num_improvements_(num_improvements) {}
 
 GuidedPlanner::~GuidedPlanner() = default;
 

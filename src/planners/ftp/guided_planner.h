@@ -36,7 +36,6 @@ class GuidedPlanner {
   bool take(const GuidedSearch& search);
   void report(const GuidedSearch& search);
 
-  CompiledTask& compiled_;
   GuidedTask task_;
   GuidedOptions options_;
   std::size_t num_improvements_;

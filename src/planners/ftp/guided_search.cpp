@@ -17,8 +17,7 @@ constexpr std::size_t REPORT_INTERVAL = 1000;
 
 GuidedSearch::GuidedSearch(const GuidedTask& task, HFF& heuristic, const GuidedLandmarks& landmarks,
                            const GuidedOptions& options)
-    : task_(task),
-      heuristic_(heuristic),
+    : heuristic_(heuristic),
       landmarks_(landmarks),
       options_(options),
       successors_(task, options.compression),

@@ -98,7 +98,6 @@ class GuidedSearch {
   bool note_goal(std::uint32_t parent, GuidedMove move);
   void note_expansion();
 
-  const GuidedTask& task_;
   HFF& heuristic_;
   const GuidedLandmarks& landmarks_;
   GuidedOptions options_;

@@ -68,7 +68,7 @@ class GuidedSearchTest : public PlannerTest {
       if (task_->list(id).action->name().starts_with(name)) return id;
     }
     ADD_FAILURE() << "no action " << name;
-    return 0;
+    return CompiledTask::FIRST_ACTION;
   }
 
   /// The steps of an action as their distances from the start, in doubles.
