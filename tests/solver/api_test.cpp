@@ -58,6 +58,81 @@ TEST(Api, StrictBoundsGetValuesBetween) {
   EXPECT_EQ(s.solve(), 0);
 }
 
+TEST(Api, DenominatorsMixWithIntegers) {
+  // Constants with denominators are scaled where they meet no integer; the values must not be.
+  Session s(Options{{"preprocessor.toplevel_propagation", "false"}});
+  const ordax_term x = s.real("x");
+  const ordax_term y = s.real("y");
+  const ordax_term i = s.integer("i");
+  const ordax_term third = s.plus(i, s.number("1/3"));
+  s.add(s.equal(x, third));
+  s.add(s.equal(s.plus(x, y), s.number("17/5")));
+  s.add(s.leq(s.number("5/4"), i));
+  s.add(s.leq(i, s.number("9/4")));
+  s.add(s.less(s.number("1"), y));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(i), "2");
+  EXPECT_EQ(s.value(x), "7/3");
+  EXPECT_EQ(s.value(y), "16/15");
+  // A denominator that was not there when the scale was chosen.
+  const ordax_term z = s.real("z");
+  s.add(s.less(s.number("16/7"), z));
+  s.add(s.less(z, s.number("17/7")));
+  s.add(s.equal(s.plus(z, z), s.plus(x, x)));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(z), "7/3");
+  s.add(s.less(x, z));
+  EXPECT_EQ(s.solve(), 0);
+}
+
+TEST(Api, StrictBoundsGetReadableValuesWithDenominatorsAround) {
+  Session s(Options{{"preprocessor.toplevel_propagation", "false"}});
+  const ordax_term x = s.real("x");
+  const ordax_term y = s.real("y");
+  s.add(s.less(s.number("3"), x));
+  s.add(s.leq(s.plus(x, s.number("1/7")), y));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(s.value(x), "4");
+}
+
+TEST(Api, TheLimitOnBranchesIsThatOfOneCheck) {
+  // Each check splits on an unbounded variable some times; the sum is beyond the limit of one.
+  Session s(Options{{"theory.la.laz_internal_branch_and_bound", "false"},
+                    {"theory.la.laz_equality_elimination", "false"},
+                    {"theory.la.laz_unit_cube_test", "false"},
+                    {"theory.la.laz_cuts_from_proofs_mode", "0"}});
+  for (int k = 0; k < 700; ++k) {
+    ordax_push_backtrack_point(s);
+    const ordax_term x = s.integer(("x" + std::to_string(k)).c_str());
+    const ordax_term y = s.integer(("y" + std::to_string(k)).c_str());
+    const ordax_term sum = s.plus(s.times(s.number("2"), x), s.times(s.number("3"), y));
+    s.add(s.leq(s.number("7"), sum));
+    s.add(s.leq(sum, s.number("7")));
+    ASSERT_EQ(s.solve(), 1) << k << " " << s.last_error();
+    ordax_pop_backtrack_point(s);
+  }
+}
+
+TEST(Api, StatisticsCountWhatTheEnginesDid) {
+  Session s;
+  const auto count_of = [&s](const std::string& key) {
+    char* const text = ordax_statistics(s);
+    const std::string all = text;
+    ordax_free(text);
+    const std::size_t place = all.find(key + " = ");
+    return place == std::string::npos ? -1 : std::atoi(all.c_str() + place + key.size() + 3);
+  };
+  EXPECT_EQ(count_of("dpll conflicts"), 0);
+  EXPECT_EQ(count_of("num tableau rows"), 0);
+  const ordax_term sum = s.plus(s.real("x"), s.real("y"));
+  s.add(s.either(s.leq(sum, s.number("3")), s.boolean("p")));
+  s.add(s.either(s.leq(s.number("4"), sum), s.boolean("p")));
+  ASSERT_EQ(s.solve(), 1);
+  EXPECT_EQ(count_of("num tableau rows"), 1);
+  EXPECT_GT(count_of("dpll decisions"), 0);
+  EXPECT_EQ(ordax_statistics(ordax_env{nullptr}), nullptr);
+}
+
 TEST(Api, TheSolverCanBeSwitchedOff) {
   Session s(Options{{"debug.solver_enabled", "false"}});
   EXPECT_EQ(s.solve(), -1);
@@ -293,6 +368,18 @@ TEST(Api, AllSatVisitsEachAssignmentOnce) {
     const ordax_term compound = s.both(p, q);
     EXPECT_EQ(ordax_all_sat(s, &compound, 1, note_model, &seen), -1);
     EXPECT_EQ(s.last_error(), "allsat important symbols might only be Boolean constants");
+  }
+}
+
+TEST(Api, AllSatMayRepeatAnAssignment) {
+  for (const bool repeats : {false, true}) {
+    Session s(Options{{"dpll.allsat_allow_duplicates", repeats ? "true" : "false"}});
+    const ordax_term p = s.boolean("p");
+    s.add(s.either(p, s.both(s.boolean("q"), s.boolean("r"))));
+    Seen seen{&s, {}, -1};
+    EXPECT_EQ(ordax_all_sat(s, &p, 1, note_model, &seen), repeats ? 5 : 2);
+    EXPECT_EQ(seen.models.count("p "), repeats ? 4U : 1U);
+    EXPECT_EQ(seen.models.count("(`not` p) "), 1U);
   }
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "tests/solver/formula.h"
+#include "tests/solver/prefix_reader.h"
 #include "tests/solver/reference.h"
 #include "tests/solver/session.h"
 
@@ -131,6 +132,11 @@ const std::vector<Options>& variants() {
       {{"dpll.branching_initial_phase", "2"}, {"dpll.branching_cache_phase", "1"}},
       {{"dpll.store_tlemmas", "true"}},
       {{"dpll.ghost_filtering", "true"}},
+      {{"dpll.ghost_filtering", "true"}, {"dpll.preprocessor.mode", "2"}},
+      {{"dpll.ghost_filtering", "true"},
+       {"dpll.restart_initial", "1"},
+       {"dpll.restart_geometric_factor", "1.0"},
+       {"dpll.branching_random_frequency", "0.5"}},
       {{"dpll.minimize_model", "true"}},
       {{"dpll.glucose_var_activity", "true"}, {"dpll.glucose_learnt_minimization", "true"}},
       {{"dpll.preprocessor.mode", "1"}},
@@ -172,6 +178,34 @@ TEST(OptionInvariance, NoOptionChangesAnAnswer) {
       expect_right(seed_of(1'000'000 + i * 100 + v), profile, variants()[v]);
     }
   }
+}
+
+// Within the two equations, one of the bounds says no more than another: the search on integers
+// goes without it, and the answer stays.
+TEST(Integers, BoundsThatEquationsMakeRedundantAreLeftOut) {
+  const char* const formula = R"(
+      (declare v0 Int) (declare v1 Int) (declare v2 Int) (declare v3 Int)
+      (assert (<= (+ (* -3 v3) (* 7 v1) (* 5 v0)) 20))
+      (assert (<= 20 (+ (* -3 v3) (* 7 v1) (* 5 v0))))
+      (assert (<= (+ (* 2 v0) (* -3 v1)) -15))
+      (assert (<= -15 (+ (* 2 v0) (* -3 v1))))
+      (assert (<= (+ (* -3 v3) (* -7 v1)) 13))
+      (assert (<= (+ (* -2 v0) (* -2 v3)) 18))
+      (assert (<= (+ (* 5 v3) (* -2 v1)) 13))
+      (assert (<= (+ (* -7 v2) (* -5 v1)) 9))
+      (assert (<= (+ (* 2 v3) (* 3 v2) (* -2 v0)) 12))
+      (assert (<= (+ (* 4 v0) (* -5 v3) (* 2 v2)) 4))
+      (assert (<= -20 v0)) (assert (<= v0 20)) (assert (<= -20 v1)) (assert (<= v1 20))
+      (assert (<= -20 v2)) (assert (<= v2 20)) (assert (<= -20 v3)) (assert (<= v3 20)))";
+  Session session({{"verbosity", "4"},
+                   {"debug.log_sections", "LAZ"},
+                   {"preprocessor.toplevel_propagation", "false"}});
+  PrefixReader reader(session);
+  ASSERT_TRUE(reader.read(formula)) << reader.error();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(session.solve(), 0);
+  const std::string log = testing::internal::GetCapturedStderr();
+  EXPECT_NE(log.find("internal BB: tot_redundant: 1\n"), std::string::npos) << log;
 }
 
 // The same formula written otherwise: assertions permuted, atoms scaled, names and creation order
@@ -332,6 +366,7 @@ TEST(Incremental, OptionsKeepTheAnswersOfSequences) {
       {{"dpll.preprocessor.mode", "1"}},
       {{"dpll.preprocessor.mode", "2"}},
       {{"theory.pure_literal_filtering", "true"}},
+      {{"dpll.ghost_filtering", "true"}, {"dpll.branching_random_frequency", "0.3"}},
       {{"theory.la.split_rat_eq", "false"}},
       {{"preprocessor.toplevel_propagation", "false"}},
       {{"dpll.pop_btpoint_reset_var_order", "false"}, {"theory.la.deduction_enabled", "false"}},

@@ -320,7 +320,10 @@ void Environment::to_engine(TermRef formula) {
     unsat_level_ = static_cast<int>(flushed_points_);
     return;
   }
-  polarities_->add(formula);
+  std::vector<TermRef> relations;
+  const bool is_first = !arithmetic_->has_variables();
+  polarities_->add(formula, PolarityStore::POSITIVE, is_first ? &relations : nullptr);
+  arithmetic_->choose_scale(relations);
   theories_->polarities_changed();
   if (propagator_ != nullptr) propagator_->note_in_engine(formula);
   log(" converting to cnf...");
@@ -371,6 +374,7 @@ int Environment::check(const std::vector<TermRef>& assumptions) {
   }
   LitVector literals;
   for (const Assumption& assumption : mapped) literals.push_back(assumption.literal);
+  arithmetic_->start_check();
   if (!engine_->solve(literals)) {
     collect_failed(mapped, engine_->failed_assumptions());
     return 0;
@@ -429,8 +433,8 @@ TermRef Environment::get_model_value(TermRef term) {
   return model().value(term);
 }
 
-std::vector<std::pair<TermRef, TermRef>> Environment::get_model() {
-  ModelStore& store = model();
+// The constants that were declared and occur in the assertions, in the order of declaration.
+std::vector<TermRef> Environment::declared_constants() const {
   TermSet seen;
   std::vector<TermRef> stack;
   std::vector<TermRef> constants;
@@ -447,6 +451,12 @@ std::vector<std::pair<TermRef, TermRef>> Environment::get_model() {
   }
   std::sort(constants.begin(), constants.end(),
             [](TermRef a, TermRef b) { return a->symbol->id < b->symbol->id; });
+  return constants;
+}
+
+std::vector<std::pair<TermRef, TermRef>> Environment::get_model() {
+  ModelStore& store = model();
+  const std::vector<TermRef> constants = declared_constants();
   std::vector<std::pair<TermRef, TermRef>> result;
   for (const TermRef constant : constants) {
     if (!configuration_.model_generation && !constant->type()->is_bool()) continue;
@@ -485,6 +495,15 @@ int Environment::all_sat(const std::vector<TermRef>& important, const ModelCallb
     configuration_.dpll.minimize_model = minimize;
     if (num_points_ > points) pop_backtrack_point();
   };
+  // With duplicates allowed, each assignment of all Boolean constants is a model of its own.
+  std::vector<TermRef> others;
+  if (configuration_.dpll.allsat_allow_duplicates) {
+    for (const TermRef constant : declared_constants()) {
+      const bool is_important =
+          std::find(important.begin(), important.end(), constant) != important.end();
+      if (constant->type()->is_bool() && !is_important) others.push_back(constant);
+    }
+  }
   int count = 0;
   try {
     push_backtrack_point();
@@ -502,8 +521,12 @@ int Environment::all_sat(const std::vector<TermRef>& important, const ModelCallb
         const TermRef opposite = terms_.make_not(literals.back());
         block = terms_.make_or(block, opposite);
       }
+      for (const TermRef constant : others) {
+        const bool value = is_true(model().value(constant));
+        block = terms_.make_or(block, value ? terms_.make_not(constant) : constant);
+      }
       ++count;
-      if (!on_model(literals) || literals.empty()) break;
+      if (!on_model(literals) || is_false(block)) break;
       assert_formula(block);
     }
   } catch (...) {

@@ -92,6 +92,7 @@ class Environment {
   };
 
   void open_tracer();
+  std::vector<TermRef> declared_constants() const;
   void check_boolean(TermRef term, const char* operation) const;
   ModelStore& model();
   int check(const std::vector<TermRef>& assumptions);

@@ -266,7 +266,9 @@ ordax_term* ordax_get_unsat_core(ordax_env env, size_t* count);
 /* Enumerates the assignments of `count` Boolean constants that can be extended to a model. For
  * each, `on_model` gets one literal per constant (fewer with the option
  * `dpll.allsat_minimize_model`), valid during the call; a return value of 0 stops the enumeration.
- * The assertion stack is as before. Returns the number of assignments reported, or -1. */
+ * With `dpll.allsat_allow_duplicates` an assignment comes once for each one of the other Boolean
+ * constants of the assertions. The assertion stack is as before. Returns the number of assignments
+ * reported, or -1. */
 int ordax_all_sat(ordax_env env, const ordax_term* important, size_t count,
                   int (*on_model)(const ordax_term* literals, size_t count, void* data),
                   void* data);

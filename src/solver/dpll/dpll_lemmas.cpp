@@ -7,6 +7,14 @@
 
 namespace ordax {
 
+// With ghost filtering, a literal that only a learnt clause implies is not sent while no problem
+// clause needs its atom. A fact is sent: clauses that come later may rest on it and vanish.
+bool DpllSolver::is_implied_ghost(Lit literal) {
+  if (!config_.ghost_filtering || level_of(var_of(literal)) == 0) return false;
+  const Clause* const reason = info_[index(var_of(literal))].reason;
+  return reason != nullptr && reason != marker_ && reason->learnt() && is_ghost(var_of(literal));
+}
+
 // Sends the literals that the theories have not seen; false on a conflict.
 bool DpllSolver::send_to_theory(bool at_check) {
   const std::size_t size = trail_.size();
@@ -16,9 +24,12 @@ bool DpllSolver::send_to_theory(bool at_check) {
       ++theory_level_;
     }
     const Lit literal = trail_[sent_++];
-    if (is_theory_atom_[index(var_of(literal))] != 0 && !hook_->assume(literal, at_check)) {
-      return false;
+    if (is_theory_atom_[index(var_of(literal))] == 0) continue;
+    if (is_implied_ghost(literal)) {
+      if (logs(5)) log(5, "filtering out " + to_text(&literal, &literal + 1));
+      continue;
     }
+    if (!hook_->assume(literal, at_check)) return false;
   }
   return true;
 }

@@ -4,6 +4,7 @@
 #include <cassert>
 
 #include "solver/dpll/dpll_solver.h"
+#include "solver/terms/term_printer.h"
 
 namespace ordax {
 namespace {
@@ -437,15 +438,20 @@ Lit DpllSolver::pick_branching_literal() {
   if (random && config_.branching_random_ignore_polarity)
     negated = ((next_random() >> 16) & 1) != 0;
   if (logs(4) && terms_[index(chosen)] != nullptr) {
-    log(4, "branching on: " + std::to_string(terms_[index(chosen)]->id));
+    log(4, "branching on: " + print_term(terms_[index(chosen)], kLoggedTermLength));
   }
   return make_lit(chosen, negated);
 }
 
 // A theory atom is a ghost while every problem clause that mentions it is satisfied by another
-// literal: neither of its values is needed.
+// literal: neither of its values is needed. For an assigned atom these have to be older on the
+// trail, so that it is undone before they are.
 bool DpllSolver::is_ghost(Var v) {
   if (is_theory_atom_[index(v)] == 0) return false;
+  // Preprocessing keeps the clauses of eliminated variables, and decides these by all values.
+  if (preprocessed_) return false;
+  const std::int32_t end = (values_[index(v)] & 2) != 0 ? static_cast<std::int32_t>(trail_.size())
+                                                        : info_[index(v)].position;
   const std::uint32_t version = clauses_.empty() ? 0 : clauses_.back()->id();
   if (occurrences_version_ != version || occurrences_.size() != values_.size() ||
       occurrences_count_ != clauses_.size()) {
@@ -462,7 +468,9 @@ bool DpllSolver::is_ghost(Var v) {
   }
   for (const Clause* clause : occurrences_[index(v)]) {
     bool satisfied = false;
-    for (const Lit l : *clause) satisfied = satisfied || is_true(l);
+    for (const Lit l : *clause) {
+      satisfied = satisfied || (is_true(l) && info_[index(var_of(l))].position < end);
+    }
     if (!satisfied) return false;
   }
   return true;

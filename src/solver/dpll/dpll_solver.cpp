@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "solver/terms/term_printer.h"
+
 namespace ordax {
 
 DpllSolver::DpllSolver(const Configuration& configuration, Logger& logger)
@@ -75,7 +77,8 @@ bool DpllSolver::variable_of_term(TermRef term, Var& variable) {
   variable_of_[id] = variable;
   terms_[index(variable)] = term;
   if (logs(4)) {
-    log(4, "proxied term: " + std::to_string(term->id) + ", with var: " + std::to_string(variable));
+    log(4, "proxied term: " + print_term(term, kLoggedTermLength) +
+               ", with var: " + std::to_string(variable));
   }
   if (hook_ != nullptr && hook_->tell_atom(variable, term)) {
     is_theory_atom_[index(variable)] = 1;

@@ -134,6 +134,7 @@ class DpllSolver {
     std::int32_t position = 0;  // on the trail
   };
   static_assert(sizeof(Assignment) == 16, "four to a cache line");
+  static constexpr std::size_t kLoggedTermLength = 200;
   enum class SearchResult { SAT, UNSAT, RESTART };
   enum class LemmaResult { NOTHING, ADDED, UNSAT };
 
@@ -171,6 +172,7 @@ class DpllSolver {
   }
   Lit pick_branching_literal();
   bool is_ghost(Var v);
+  bool is_implied_ghost(Lit literal);
   std::uint64_t next_random();
   void save_phases(std::size_t from);
   virtual void save_model();

@@ -1,34 +1,47 @@
 #include "solver/la/bound_value.h"
 
+#include <new>
+#include <utility>
+
+#include "solver/base/pool.h"
+
 namespace ordax::la {
 
 struct BoundValue::Record {
   Number rational;
   Number infinitesimal;
   std::uint32_t count;
+
+  /// Records come and go in the innermost loops. The pool is never freed: values may outlive it.
+  static BlockPool& pool() {
+    static BlockPool* const records = new BlockPool(sizeof(Record));
+    return *records;
+  }
 };
 
 BoundValue::BoundValue(const Number& rational, const Number& infinitesimal) : word_(1) {
   set(rational, infinitesimal);
 }
 
+bool BoundValue::pack(const Number& rational, const Number& infinitesimal, std::int64_t& word) {
+  if (!rational.is_small_integer() || !infinitesimal.is_small_integer()) return false;
+  const std::int64_t r = rational.small_numerator();
+  const std::int64_t k = infinitesimal.small_numerator();
+  constexpr std::int64_t kMaxRational = std::int64_t{1} << 42;
+  if (r < -kMaxRational || r > kMaxRational || k < -kMaxInfinitesimal || k > kMaxInfinitesimal) {
+    return false;
+  }
+  const std::int64_t payload = r * kOne + k;
+  if (payload < -kMaxPayload || payload > kMaxPayload) return false;
+  word = payload * 2 + 1;
+  return true;
+}
+
 // The word holds nothing that has to be released.
 void BoundValue::set(Number rational, Number infinitesimal) {
-  if (rational.is_small_integer() && infinitesimal.is_small_integer()) {
-    const std::int64_t r = rational.small_numerator();
-    const std::int64_t k = infinitesimal.small_numerator();
-    constexpr std::int64_t kMaxRational = std::int64_t{1} << 42;
-    if (r >= -kMaxRational && r <= kMaxRational && k >= -kMaxInfinitesimal &&
-        k <= kMaxInfinitesimal) {
-      const std::int64_t payload = r * kOne + k;
-      if (payload >= -kMaxPayload && payload <= kMaxPayload) {
-        word_ = payload * 2 + 1;
-        return;
-      }
-    }
-  }
-  word_ = reinterpret_cast<std::int64_t>(
-      new Record{std::move(rational), std::move(infinitesimal), /*count=*/1});
+  if (pack(rational, infinitesimal, word_)) return;
+  word_ = reinterpret_cast<std::int64_t>(::new (Record::pool().allocate()) Record{
+      std::move(rational), std::move(infinitesimal), /*count=*/1});
 }
 
 void BoundValue::hold() const noexcept {
@@ -36,7 +49,10 @@ void BoundValue::hold() const noexcept {
 }
 
 void BoundValue::release() noexcept {
-  if (--record()->count == 0) delete record();
+  Record* const dead = record();
+  if (--dead->count != 0) return;
+  dead->~Record();
+  Record::pool().release(dead);
 }
 
 Number BoundValue::rational() const {
@@ -74,6 +90,16 @@ Number BoundValue::ceil() const {
 }
 
 void BoundValue::addmul_slow(const Number& factor, const BoundValue& other) {
+  if (!is_inline() && record()->count == 1) {
+    Record& own = *record();
+    own.rational.addmul(factor, other.rational());
+    own.infinitesimal.addmul(factor, other.infinitesimal());
+    std::int64_t word = 0;
+    if (!pack(own.rational, own.infinitesimal, word)) return;
+    release();
+    word_ = word;
+    return;
+  }
   Number r = rational();
   Number k = infinitesimal();
   r.addmul(factor, other.rational());
@@ -83,6 +109,11 @@ void BoundValue::addmul_slow(const Number& factor, const BoundValue& other) {
 }
 
 int BoundValue::compare_slow(const BoundValue& a, const BoundValue& b) {
+  if (!a.is_inline() && !b.is_inline()) {
+    const int order = Number::compare(a.record()->rational, b.record()->rational);
+    if (order != 0) return order;
+    return Number::compare(a.record()->infinitesimal, b.record()->infinitesimal);
+  }
   const int order = Number::compare(a.rational(), b.rational());
   return order != 0 ? order : Number::compare(a.infinitesimal(), b.infinitesimal());
 }

@@ -150,6 +150,7 @@ class BoundValue {
   Record* record() const { return reinterpret_cast<Record*>(word_); }
   void hold() const noexcept;
   void release() noexcept;
+  static bool pack(const Number& rational, const Number& infinitesimal, std::int64_t& word);
   void set(Number rational, Number infinitesimal);
   bool big_is_integer() const;
   bool big_is_simple() const;

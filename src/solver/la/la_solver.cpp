@@ -374,9 +374,10 @@ bool Solver::avoid_violated_disequality(std::size_t i) {
     assert(still);
   }
   if (logger_.verbosity() >= 5) {
-    logger_.log(
-        5, "LA",
-        "LA - do_check_disequalities, conflict for disequality " + std::to_string(i) + ": ");
+    std::string text =
+        "LA - do_check_disequalities, conflict for disequality " + std::to_string(i) + ":";
+    for (const BoundIndex b : both) text += " " + std::to_string(bounds_[index(b)].reason);
+    logger_.log(5, "LA", text);
   }
   conflict_ = both;
   conflict_literals_.clear();
@@ -419,10 +420,10 @@ bool Solver::check_disequalities() {
   return true;
 }
 
-// The largest power of two, at most 1, that keeps every strict bound, and every disequality off its
-// value.
-Number Solver::choose_epsilon() const {
-  Number limit(1);
+// The largest of `largest` and its halves that keeps every strict bound, and every disequality off
+// its value.
+Number Solver::choose_epsilon(const Number& largest) const {
+  Number limit(largest);
   const auto restrict = [&limit](const BoundValue& low, const BoundValue& high) {
     // low <= high holds for the infinitesimal; it breaks for an epsilon beyond this one.
     const Number k = low.infinitesimal() - high.infinitesimal();
@@ -434,7 +435,7 @@ Number Solver::choose_epsilon() const {
     if (x.asserted[kLower] != 0) restrict(bounds_[index(x.asserted[kLower])].value, x.value);
     if (x.asserted[kUpper] != 0) restrict(x.value, bounds_[index(x.asserted[kUpper])].value);
   }
-  Number epsilon(1);
+  Number epsilon(largest);
   const Number half(1, 2);
   while (epsilon > limit) epsilon *= half;
   const auto hits = [this, &epsilon](const Disequality& d) {
@@ -444,8 +445,8 @@ Number Solver::choose_epsilon() const {
   return epsilon;
 }
 
-void Solver::build_model() {
-  const Number epsilon = choose_epsilon();
+void Solver::build_model(const Number& largest) {
+  const Number epsilon = choose_epsilon(largest);
   model_.clear();
   model_.reserve(vars_.size());
   for (const Variable& x : vars_) model_.push_back(x.value.concrete(epsilon));

@@ -105,6 +105,18 @@ class Solver {
   const Vector<LaVar>& changed() const { return changed_; }
   void clear_changed();
 
+  /// Takes a bound away until it is given back; meanwhile nothing is told on that side of `v`, and
+  /// no level is left that was there before.
+  BoundIndex suspend_bound(LaVar v, int side) {
+    const BoundIndex bound = vars_[index(v)].asserted[side];
+    vars_[index(v)].asserted[side] = 0;
+    return bound;
+  }
+  void resume_bound(LaVar v, int side, BoundIndex bound) {
+    vars_[index(v)].asserted[side] = bound;
+    touch(v);
+  }
+
   /// Replaces the values by ones that satisfy all rows; nothing is told of bounds.
   std::vector<BoundValue> save_values() const;
   void restore_values(const std::vector<BoundValue>& values);
@@ -113,8 +125,9 @@ class Solver {
   /// True if every asserted bound and disequality holds for the current values.
   bool values_hold() const;
 
-  /// Fixes a rational value for every variable, with a positive number for epsilon.
-  void build_model();
+  /// Fixes a rational value for every variable, with a positive number for epsilon: `largest`, or
+  /// the first of its halves, quarters and so on that serves.
+  void build_model(const Number& largest = Number(1));
   bool has_model_value(LaVar v) const { return index(v) < model_.size(); }
   const Number& model_value(LaVar v) const { return model_[index(v)]; }
   /// True if the rational values satisfy every told bound and disequality.
@@ -170,7 +183,7 @@ class Solver {
   bool disequality_holds(const Disequality& d) const {
     return !(vars_[index(d.var)].value == d.value);
   }
-  Number choose_epsilon() const;
+  Number choose_epsilon(const Number& largest) const;
 
   Logger& logger_;
   TerminationTest* termination_ = nullptr;

@@ -19,6 +19,25 @@ LaSolverInterface::LaSolverInterface(const Configuration& configuration, Logger&
       integers_(solver_, mapper_, terms, configuration.theory.la, logger,
                 [this](TermRef term) { return told_.contains(term); }) {}
 
+void LaSolverInterface::choose_scale(const std::vector<TermRef>& relations) {
+  if (has_variables()) return;
+  // Beyond these sizes bounds would leave the inline form, which is what the scale is for.
+  constexpr std::int64_t kMaxScale = 1'000'000;
+  constexpr std::int64_t kMaxConstant = std::int64_t{1} << 40;
+  Number scale(1);
+  Number largest(1);
+  for (const TermRef relation : relations) {
+    for (std::size_t side = 0; side < 2; ++side) {
+      const TermRef term = relation->arg(side);
+      if (!is_number(term) || relation->arg(1 - side)->type()->is_int()) continue;
+      scale = Number::lcm(scale, number_of(term).denominator());
+      if (scale > Number(kMaxScale)) return;
+      if (largest < number_of(term).abs()) largest = number_of(term).abs();
+    }
+  }
+  if (largest * scale <= Number(kMaxConstant)) mapper_.set_scale(scale);
+}
+
 bool LaSolverInterface::tell_atom(Var variable, TermRef atom) {
   if (!is_leq(atom) && !is_equal(atom)) return false;
   if (index(variable) >= constraints_.size()) {
@@ -289,12 +308,13 @@ void LaSolverInterface::explain_last_implied(LitVector& reason) {
 
 void LaSolverInterface::explain(Lit literal, LitVector& reason) {
   const BoundIndex bound = implied_by_[index(var_of(literal))];
-  if (logger_.verbosity() >= 5) {
-    logger_.log(5, "LA",
-                "LA - try_range_implications, constraint " + std::to_string(var_of(literal)) +
-                    " is implied by: ");
-  }
+  const std::size_t before = reason.size();
   atoms_.explain(&bound, &bound + 1, reason);
+  if (logger_.verbosity() < 5) return;
+  std::string text = "LA - try_range_implications, constraint " + std::to_string(var_of(literal)) +
+                     " is implied by:";
+  for (std::size_t i = before; i < reason.size(); ++i) text += " " + std::to_string(reason[i]);
+  logger_.log(5, "LA", text);
 }
 
 void LaSolverInterface::get_lemmas(std::vector<TermLemma>& lemmas) {
@@ -303,13 +323,13 @@ void LaSolverInterface::get_lemmas(std::vector<TermLemma>& lemmas) {
 }
 
 void LaSolverInterface::build_model() {
-  solver_.build_model();
+  solver_.build_model(mapper_.scale());
 }
 
 bool LaSolverInterface::get_model_value(TermRef term, Number& value) {
   const la::LaVar v = mapper_.find_variable(term);
   if (v == 0 || !solver_.has_model_value(v)) return false;
-  value = solver_.model_value(v);
+  value = mapper_.value_of(term, solver_.model_value(v));
   return true;
 }
 

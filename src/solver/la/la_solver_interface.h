@@ -27,6 +27,14 @@ class LaSolverInterface : public TheorySolver {
 
   void set_termination_test(TerminationTest* test) { solver_.set_termination_test(test); }
 
+  /// Looks at the relations of the first formula for a common denominator of their constants, so
+  /// that decimal times run on integers; later calls do nothing.
+  void choose_scale(const std::vector<TermRef>& relations);
+  bool has_variables() const { return solver_.num_variables() > 1; }
+
+  /// Begins a check of the engine.
+  void start_check() { integers_.start_check(); }
+
   std::string name() const override { return "LA"; }
   bool tell_atom(Var variable, TermRef atom) override;
   void retract_atoms(Var first) override;

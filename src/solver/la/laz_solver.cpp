@@ -1,6 +1,9 @@
 #include "solver/la/laz_solver.h"
 
 #include <algorithm>
+#include <map>
+
+#include "solver/terms/term_printer.h"
 
 namespace ordax::laz {
 
@@ -32,8 +35,17 @@ Solver::Solver(la::Solver& rational, const la::LinearTermMapper& mapper, TermMan
       logger_(logger),
       is_known_(std::move(is_known)) {}
 
-void Solver::log(const char* text) const {
-  if (logger_.verbosity() >= 4) logger_.log(4, "LAZ", text);
+void Solver::log(const std::string& text) const {
+  if (logs()) logger_.log(4, "LAZ", text);
+}
+
+std::string Solver::text_of(const Diophantine::Sum& sum) const {
+  std::string text;
+  for (const auto& [var, coefficient] : sum) {
+    if (!text.empty()) text += " + ";
+    text += coefficient.to_string() + "*" + std::to_string(var);
+  }
+  return text;
 }
 
 bool Solver::all_integral() const {
@@ -61,6 +73,11 @@ LaVar Solver::pick_branch_variable() const {
     }
   }
   return best;
+}
+
+void Solver::start_check() {
+  num_lemmas_ = 0;
+  num_unbounded_splits_ = 0;
 }
 
 Solver::Result Solver::check() {
@@ -179,9 +196,10 @@ Solver::Elimination Solver::eliminate_equalities() {
     const LaVar slack = rational_.slack_of(d);
     has_equation = rational_.is_int(slack) && rational_.is_fixed(slack);
   }
+  equations_.reset();
   if (!has_equation) return Elimination::UNDECIDED;
   log("BEGIN DIOPHANTINE TABLEAU");
-  Diophantine equations(static_cast<LaVar>(rational_.num_variables()));
+  Diophantine& equations = equations_.emplace(static_cast<LaVar>(rational_.num_variables()));
   const auto num_variables = static_cast<LaVar>(rational_.num_variables());
   for (LaVar v = 1; v < num_variables; ++v) {
     if (!rational_.is_int(v) || !rational_.is_fixed(v)) continue;
@@ -274,11 +292,17 @@ bool Solver::open_side(const BBFrame& frame) {
   rational_.push();
   const auto number = static_cast<std::int32_t>(&frame - frames_.data());
   if (frame.right) {
-    log("internal BB: going right, constraint: ");
+    if (logs()) {
+      log("internal BB: going right, constraint: " + std::to_string(frame.var) +
+          " >= " + (frame.floor + Number(1)).to_string());
+    }
     return rational_.assert_bound(frame.var, kLower, BoundValue(frame.floor + Number(1)),
                                   la::Bound::FRAME, number);
   }
-  log("internal BB: going left, constraint: ");
+  if (logs()) {
+    log("internal BB: going left, constraint: " + std::to_string(frame.var) +
+        " <= " + frame.floor.to_string());
+  }
   return rational_.assert_bound(frame.var, kUpper, BoundValue(frame.floor), la::Bound::FRAME,
                                 number);
 }
@@ -305,7 +329,7 @@ bool Solver::close_branches() {
     rational_.pop_to(base_level_ + frames_.size() - 1);
     const bool takes_part = !proof_frames_.empty() && proof_frames_.back() == number;
     if (!takes_part) {
-      log("internal BB: backjumping over ");
+      if (logs()) log("internal BB: backjumping over " + std::to_string(frame.var));
       frames_.pop_back();
       continue;
     }
@@ -327,11 +351,75 @@ bool Solver::close_branches() {
   return false;
 }
 
+// Within the equations, a sum may be constant, or the multiple of another one but for a constant:
+// its bounds then say nothing, or no more than the tightest ones of their kind. The search goes
+// without them, and its points satisfy them all the same.
+void Solver::suspend_redundant() {
+  struct Tightest {
+    Number value;
+    LaVar var;
+    int side;
+  };
+  std::map<std::vector<std::pair<LaVar, std::string>>, Tightest> tightest[2];
+  const auto suspend = [this](LaVar v, int side) {
+    suspended_.push_back({v, side, rational_.suspend_bound(v, side)});
+  };
+  const auto num_variables = static_cast<LaVar>(rational_.num_variables());
+  for (LaVar v = 1; v < num_variables; ++v) {
+    if (!rational_.is_int(v) || !rational_.is_slack(v) || rational_.is_fixed(v)) continue;
+    if (rational_.asserted(v, kLower) == 0 && rational_.asserted(v, kUpper) == 0) continue;
+    Diophantine::Form form = form_of(v);
+    equations_->substitute(form);
+    Number common;
+    for (const auto& [var, coefficient] : form.sum) common = Number::gcd(common, coefficient);
+    const bool negative = !form.sum.empty() && form.sum.begin()->second.sign() < 0;
+    if (negative) common.negate();
+    std::vector<std::pair<LaVar, std::string>> key;
+    for (const auto& [var, coefficient] : form.sum) {
+      key.emplace_back(var, (coefficient / common).to_string());
+    }
+    for (const int side : {kLower, kUpper}) {
+      const BoundIndex bound = rational_.asserted(v, side);
+      if (bound == 0) continue;
+      if (form.sum.empty()) {
+        suspend(v, side);
+        continue;
+      }
+      // v = common * (sum of the key) + constant
+      const Number value = (rational_.bound(bound).value.rational() - form.constant) / common;
+      const int of_key = negative ? 1 - side : side;
+      const auto [place, is_new] = tightest[of_key].emplace(key, Tightest{value, v, side});
+      if (is_new) continue;
+      Tightest& best = place->second;
+      const bool tighter = of_key == kUpper ? value < best.value : best.value < value;
+      if (tighter) {
+        suspend(best.var, best.side);
+        best = {value, v, side};
+      } else {
+        suspend(v, side);
+      }
+    }
+  }
+  if (logs()) log("internal BB: tot_redundant: " + std::to_string(suspended_.size()));
+}
+
+void Solver::resume_suspended() {
+  for (const Suspended& s : suspended_) rational_.resume_bound(s.var, s.side, s.bound);
+  suspended_.clear();
+}
+
 // Depth first, with conflict-driven jumps over branches that take no part in a proof.
 Solver::Search Solver::branch_and_bound() {
   ++statistics_.internal_calls;
   frames_.clear();
   base_level_ = rational_.num_levels();
+  if (equations_) suspend_redundant();
+  const Search result = search_branches();
+  resume_suspended();
+  return result;
+}
+
+Solver::Search Solver::search_branches() {
   const std::size_t limit = branch_limit();
   std::size_t branches = 0;
   bool feasible = true;
@@ -391,9 +479,12 @@ bool Solver::build_split(const Diophantine::Sum& sum, const Number& at_most, boo
 }
 
 void Solver::build_plain_lemma() {
-  log("building B&B clause from violated int var");
-  ++statistics_.normal_lemmas;
   const LaVar v = pick_branch_variable();
+  if (logs()) {
+    log("found violated var: " + std::to_string(v));
+    log("building B&B clause from violated int var");
+  }
+  ++statistics_.normal_lemmas;
   Diophantine::Sum sum;
   sum.emplace(v, Number(1));
   build_split(sum, rational_.value(v).floor(), /*only_new=*/false);
@@ -413,14 +504,21 @@ bool Solver::build_extended_lemma() {
       at_bound = at_bound || (b != 0 && rational_.bound(b).value == rational_.value(v));
     }
     if (!at_bound) continue;
-    log("found defining constraint: ");
+    if (logs()) {
+      log("found defining constraint: " + text_of(form_of(v).sum) + " = " +
+          rational_.value(v).rational().to_string());
+    }
     if (rational_.is_slack(v)) defining.push_back(v);
     Diophantine::Form form = form_of(v);
     form.constant = -rational_.value(v).rational();
     form.proof.emplace(v, Number(1));
     if (equations.add_equation(std::move(form))) continue;
-    log("defining constraints infeasible, conflict of size ");
-    log("building B&B clause from unsat proof: ");
+    if (logs()) {
+      log("defining constraints infeasible, conflict of size " +
+          std::to_string(equations.proof().size()));
+      log("def_unsat_proof: " + text_of(equations.proof()));
+      log("building B&B clause from unsat proof: " + text_of(equations.proof()));
+    }
     Diophantine::Form combined;
     for (const auto& [var, factor] : equations.proof()) {
       const Diophantine::Form input = form_of(var);
@@ -450,8 +548,7 @@ void Solver::build_lemma() {
   if (rational_.asserted(v, kLower) == 0 || rational_.asserted(v, kUpper) == 0) {
     ++num_unbounded_splits_;
   }
-  if (num_unbounded_splits_ >= kMaxUnboundedSplits ||
-      statistics_.normal_lemmas + statistics_.extended_lemmas >= kMaxLemmas) {
+  if (num_unbounded_splits_ >= kMaxUnboundedSplits || ++num_lemmas_ > kMaxLemmas) {
     throw TheorySolver::error("the limit on integer branches is reached");
   }
   lemma_.literals.clear();
@@ -460,7 +557,11 @@ void Solver::build_lemma() {
   } else {
     build_plain_lemma();
   }
-  log("B&B clause is: ");
+  if (logs()) {
+    std::string text = "B&B clause is:";
+    for (const TermRef literal : lemma_.literals) text += " " + print_term(literal, 200);
+    log(text);
+  }
 }
 
 }  // namespace ordax::laz

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "solver/base/configuration.h"
@@ -43,6 +45,8 @@ class Solver {
          const LaConfiguration& configuration, Logger& logger,
          std::function<bool(TermRef)> is_known);
 
+  /// Begins a check of the engine: the limits on lemmas count from here.
+  void start_check();
   Result check();
   const Vector<BoundIndex>& conflict() const { return conflict_; }
   const TermLemma& lemma() const { return lemma_; }
@@ -59,7 +63,9 @@ class Solver {
   enum class Search { MODEL, CONFLICT, LIMIT };
 
   static std::size_t index(std::int32_t i) { return static_cast<std::size_t>(i); }
-  void log(const char* text) const;
+  bool logs() const { return logger_.verbosity() >= 4; }
+  void log(const std::string& text) const;
+  std::string text_of(const Diophantine::Sum& sum) const;
   bool is_integral(LaVar v) const { return rational_.value(v).is_integer(); }
   bool all_integral() const;
   /// A non-integral integer variable: the one with the smallest domain, then the smallest number.
@@ -72,6 +78,9 @@ class Solver {
   Diophantine::Form form_of(LaVar v) const;
   void explain_proof(const Diophantine::Proof& proof);
   Search branch_and_bound();
+  Search search_branches();
+  void suspend_redundant();
+  void resume_suspended();
   bool close_branches();
   bool open_side(const BBFrame& frame);
   std::size_t branch_limit() const;
@@ -90,12 +99,20 @@ class Solver {
 
   std::vector<LaVar> integers_;  // the problem variables of type Int
   std::size_t known_variables_ = 0;
+  std::optional<Diophantine> equations_;  // of the last elimination
+  struct Suspended {
+    LaVar var;
+    int side;
+    BoundIndex bound;
+  };
+  std::vector<Suspended> suspended_;
   std::vector<BBFrame> frames_;
   std::size_t base_level_ = 0;
   std::vector<BoundIndex> proof_bounds_;
   std::vector<std::int32_t> proof_frames_;
   Vector<BoundIndex> conflict_;
   TermLemma lemma_;
+  std::uint64_t num_lemmas_ = 0;  // of this check of the engine, as the next one
   std::uint64_t num_unbounded_splits_ = 0;
   Statistics statistics_;
 };

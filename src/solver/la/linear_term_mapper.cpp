@@ -1,5 +1,7 @@
 #include "solver/la/linear_term_mapper.h"
 
+#include <algorithm>
+
 namespace ordax::la {
 
 LaVar LinearTermMapper::variable(TermRef term) {
@@ -44,7 +46,18 @@ LaVar LinearTermMapper::slack(const std::vector<Tableau::Summand>& sum, bool is_
   return v;
 }
 
+// Multiplies the form by the scale, part of which the variables have taken already.
+void LinearTermMapper::apply_scale(LinearForm& form) const {
+  const auto is_int = [this](const Monomial& m) { return m.term->type() == int_type_; };
+  if (std::all_of(form.monomials.begin(), form.monomials.end(), is_int)) return;
+  for (Monomial& m : form.monomials) {
+    if (is_int(m)) m.coefficient *= scale_;
+  }
+  form.constant *= scale_;
+}
+
 LinearTermMapper::Mapped LinearTermMapper::map(LinearForm form) {
+  if (!scale_.is_one()) apply_scale(form);
   Mapped result;
   if (form.monomials.empty()) {
     result.constant = form.constant;

@@ -11,6 +11,9 @@ namespace ordax::la {
 
 /// Turns linear forms into variables of the simplex. Each term variable is one variable, each sum
 /// of several is a slack: forms over the same sum, up to a factor, share it.
+///
+/// With a scale, the variable of a term that is not of type Int holds the value of the term times
+/// the scale, so that constants with denominators become integers.
 class LinearTermMapper {
  public:
   class error : public Exception {
@@ -18,7 +21,7 @@ class LinearTermMapper {
     using Exception::Exception;
   };
 
-  /// What a form stands for: factor * var + constant; var is 0 if nothing varies.
+  /// factor * var + constant; var is 0 if nothing varies.
   struct Mapped {
     LaVar var = 0;
     Number factor;
@@ -27,8 +30,17 @@ class LinearTermMapper {
 
   LinearTermMapper(Solver& solver, const Type* int_type) : solver_(solver), int_type_(int_type) {}
 
-  /// Fails for a form with a subterm that is not a variable.
+  /// To be set before the first form is mapped; a positive integer.
+  void set_scale(const Number& scale) { scale_ = scale; }
+  const Number& scale() const { return scale_; }
+
+  /// Stands for the form up to a positive factor. Fails for a form with a subterm that is not a
+  /// variable.
   Mapped map(LinearForm form);
+  /// The value of a term whose variable has the value `value`.
+  Number value_of(TermRef term, const Number& value) const {
+    return scale_.is_one() || term->type() == int_type_ ? value : value / scale_;
+  }
 
   /// The variable of a term, or 0.
   LaVar find_variable(TermRef term) const {
@@ -41,12 +53,14 @@ class LinearTermMapper {
   TermRef term_of(LaVar v) const { return term_of_[static_cast<std::size_t>(v)]; }
 
  private:
+  void apply_scale(LinearForm& form) const;
   LaVar variable(TermRef term);
   LaVar slack(const std::vector<Tableau::Summand>& sum, bool is_int);
   static std::uint64_t hash_of(const std::vector<Tableau::Summand>& sum);
 
   Solver& solver_;
   const Type* int_type_;
+  Number scale_ = 1;
   TermMap<LaVar> variables_;
   std::vector<TermRef> terms_;
   std::vector<TermRef> term_of_;

@@ -20,7 +20,7 @@ std::uint8_t PolarityChecker::polarity(TermRef term) const {
   return store_.get(term);
 }
 
-void PolarityChecker::add(TermRef formula, std::uint8_t signs) {
+void PolarityChecker::add(TermRef formula, std::uint8_t signs, std::vector<TermRef>* relations) {
   check_boolean(formula);
   stack_.clear();
   stack_.emplace_back(formula, signs);
@@ -28,6 +28,7 @@ void PolarityChecker::add(TermRef formula, std::uint8_t signs) {
     const auto [term, term_signs] = stack_.back();
     stack_.pop_back();
     if (!store_.add(term, term_signs)) continue;
+    if (relations != nullptr && (is_leq(term) || is_equal(term))) relations->push_back(term);
     if (is_not(term)) {
       stack_.emplace_back(term->arg(0), opposite(term_signs));
     } else if (is_and(term) || is_or(term)) {

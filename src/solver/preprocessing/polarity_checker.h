@@ -18,8 +18,10 @@ class PolarityChecker {
     using Exception::Exception;
   };
 
-  /// Adds the signs of a formula that occurs with `signs`.
-  void add(TermRef formula, std::uint8_t signs = PolarityStore::POSITIVE);
+  /// Adds the signs of a formula that occurs with `signs`. Its new relations, equalities and "at
+  /// most", are appended to `relations` if that is not null; one may come twice.
+  void add(TermRef formula, std::uint8_t signs = PolarityStore::POSITIVE,
+           std::vector<TermRef>* relations = nullptr);
 
   const PolarityStore& store() const { return store_; }
   /// The signs of a Boolean term; fails for any other.

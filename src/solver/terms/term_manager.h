@@ -32,6 +32,7 @@ class TermManager {
   TypeUniverse& types() { return types_; }
   const TypeUniverse& types() const { return types_; }
   Signature& signature() { return signature_; }
+  const Signature& signature() const { return signature_; }
   const Type* bool_type() const { return types_.bool_type(); }
   const Type* real_type() const { return types_.real_type(); }
   const Type* int_type() const { return types_.int_type(); }
