@@ -8,28 +8,14 @@
 #include <utility>
 #include <vector>
 
+#include "tests/random/random.h"
+
 namespace kelvo::random_tests {
 
 namespace {
 
 constexpr int NUM_INSTANCES = 2;
 constexpr int MAX_VALUE = 4;  // of integer fluents, whose least value is 0
-
-// The generators of the standard library differ in nothing, but its distributions do.
-class Random {
- public:
-  explicit Random(std::uint32_t seed) : state_(seed * 2654435761U + 12345U) {}
-
-  /// A number from 0 to `bound` - 1.
-  int below(int bound) {
-    state_ = state_ * 6364136223846793005ULL + 1442695040888963407ULL;
-    return static_cast<int>((state_ >> 33) % static_cast<std::uint64_t>(bound));
-  }
-  bool chance(int percent) { return below(100) < percent; }
-
- private:
-  std::uint64_t state_;
-};
 
 struct Fluent {
   std::string name;

@@ -33,6 +33,7 @@
 #include "shell/environment.h"
 #include "smt/smt_planner.h"
 #include "tests/random/process_limits.h"
+#include "tests/random/random.h"
 #include "tests/random/transformer_problems.h"
 #include "transformers/bounder.h"
 #include "transformers/constant_promoter.h"

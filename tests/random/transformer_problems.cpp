@@ -3,6 +3,8 @@
 #include <array>
 #include <sstream>
 
+#include "tests/random/random.h"
+
 namespace kelvo::random_tests {
 
 namespace {

@@ -22,18 +22,4 @@ std::string delivery_problem(std::uint32_t seed, const Form& form);
 /// only: no two of their times that depend on each other lie close together.
 std::string inner_times_problem(std::uint32_t seed);
 
-/// A number from 0 to `bound` - 1 after the other: the same for the same seed on every machine.
-class Random {
- public:
-  explicit Random(std::uint32_t seed) : state_(seed * 2654435761U + 12345U) {}
-
-  int below(int bound) {
-    state_ = state_ * 6364136223846793005ULL + 1442695040888963407ULL;
-    return static_cast<int>((state_ >> 33) % static_cast<std::uint64_t>(bound));
-  }
-
- private:
-  std::uint64_t state_;
-};
-
 }  // namespace kelvo::random_tests

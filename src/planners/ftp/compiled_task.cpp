@@ -61,11 +61,9 @@ FluentSet CompiledTask::fluents_of(Expression e) {
   for (const Expression variable : free_vars_(e)) {
     if (!ef.is_fluent_reference(variable) && !ef.is_functional_apply(variable)) continue;
     const std::uint32_t next = static_cast<std::uint32_t>(fluent_numbers_.size());
-    const std::uint32_t number = fluent_numbers_.try_emplace(variable, next).first->second;
-    result.members.push_back(number);
-    result.signature |= std::uint64_t{1} << (number % 64);
+    result.add(fluent_numbers_.try_emplace(variable, next).first->second);
   }
-  std::sort(result.members.begin(), result.members.end());
+  result.finish();
   return result;
 }
 

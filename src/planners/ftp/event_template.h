@@ -7,6 +7,7 @@
 #include "model/expression.h"
 #include "model/model_fwd.h"
 #include "planners/ftp/action_events.h"
+#include "planners/ftp/id_set.h"
 #include "planners/program.h"
 
 namespace kelvo::ftp {
@@ -17,17 +18,6 @@ inline constexpr double NETWORK_EPSILON = 0.01;
 inline constexpr double NETWORK_TOLERANCE = 0.0001;
 /// Every action ends more than this before the plan does.
 inline constexpr double PLAN_END_GAP = 1.0;
-
-/// A set of fluents, as the free variables of an expression name them.
-struct FluentSet {
-  std::vector<std::uint32_t> members;  // sorted
-  /// One bit for each member, by its number modulo 64: disjoint signatures, disjoint sets.
-  std::uint64_t signature = 0;
-
-  bool contains(std::uint32_t fluent) const;
-};
-
-bool have_common_fluent(const FluentSet& a, const FluentSet& b);
 
 /// An event of a list, laid out once for all openings.
 struct TemplateEvent {

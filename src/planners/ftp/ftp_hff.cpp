@@ -150,7 +150,7 @@ bool HFF::is_made_by(const Condition& condition, const GuidedStep& step) const {
   SlotSet reads;
   for (const std::uint32_t slot : condition.program.reads) reads.add(slot);
   reads.finish();
-  return have_common_slot(reads, step.changes);
+  return have_common_member(reads, step.changes);
 }
 
 HAdd::Operator HFF::make_operator(const GuidedStep& step) {
@@ -171,7 +171,8 @@ HAdd::Operator HFF::make_operator(const GuidedStep& step) {
     Literals literals;
     for (const std::uint32_t slot : opened->program.reads) {
       if (task_.is_constant(slot)) continue;
-      if (std::binary_search(step.changes.slots.begin(), step.changes.slots.end(), slot)) continue;
+      if (std::binary_search(step.changes.members.begin(), step.changes.members.end(), slot))
+        continue;
       const std::uint32_t position = space().place(slot).position;
       for (const WordTest& test : opened->tests) {
         if (test.word != position / 64) continue;
@@ -192,7 +193,7 @@ void HFF::add_effects(const GuidedStep& step, Operator& made) const {
   const auto add = [&](std::uint32_t literal) {
     if (literal != NO_LITERAL) made.effects.push_back(literal);
   };
-  for (const std::uint32_t slot : step.changes.slots) {
+  for (const std::uint32_t slot : step.changes.members) {
     const SlotPlace place = task_.task().space().place(slot);
     if (!place.is_boolean) continue;
     bool may_be_true = true;

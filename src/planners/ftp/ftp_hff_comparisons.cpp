@@ -75,7 +75,7 @@ void HFF::lay_out_comparisons() {
   for (std::uint32_t number = 0; number < task_.steps().size(); ++number) {
     const GuidedStep& step = task_.step(number);
     for (std::uint32_t comparison = 0; comparison < slacks_.size(); ++comparison) {
-      if (!have_common_slot(step.changes, slacks_[comparison].reads)) continue;
+      if (!have_common_member(step.changes, slacks_[comparison].reads)) continue;
       step_supports_[number].comparisons.push_back(comparison);
       watched_actions_[number] = true;
     }

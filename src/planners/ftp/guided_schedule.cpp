@@ -166,20 +166,20 @@ bool GuidedSchedule::order_behind_users(GuidedState& state, const GuidedStep& st
     const std::uint32_t writer = state.slots[slot].writer;
     return writer == NONE || order_behind_point(state, writer, made);
   };
-  for (const std::uint32_t slot : step.reads.slots) {
+  for (const std::uint32_t slot : step.reads.members) {
     if (!order_behind_writer(slot)) return false;
   }
-  for (const std::uint32_t slot : step.writes.slots) {
+  for (const std::uint32_t slot : step.writes.members) {
     if (!order_behind_writer(slot)) return false;
     for (std::uint32_t r = state.slots[slot].readers; r != NONE; r = readers_[r].next) {
       if (!order_behind_point(state, readers_[r].point, made)) return false;
     }
   }
-  for (const std::uint32_t slot : step.reads.slots) {
+  for (const std::uint32_t slot : step.reads.members) {
     readers_.push_back({state.slots[slot].readers, number});
     state.slots[slot].readers = static_cast<std::uint32_t>(readers_.size() - 1);
   }
-  for (const std::uint32_t slot : step.writes.slots) state.slots[slot] = {number, NONE};
+  for (const std::uint32_t slot : step.writes.members) state.slots[slot] = {number, NONE};
   return true;
 }
 

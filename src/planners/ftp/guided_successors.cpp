@@ -143,7 +143,7 @@ bool GuidedSuccessors::apply_effects(GuidedState& state, const GuidedStep& step)
 bool GuidedSuccessors::open_conditions_hold(const GuidedState& state, const GuidedStep& step) {
   const auto hold = [&](std::uint32_t number, std::uint32_t position) {
     const OpenSet& open = task_.list(number).open_at[position];
-    return !have_common_slot(open.reads, step.changes) || all_hold(open.conditions, state.values);
+    return !have_common_member(open.reads, step.changes) || all_hold(open.conditions, state.values);
   };
   for (const OpenList& open : state.open) {
     if (!hold(open.list, open.position)) return false;

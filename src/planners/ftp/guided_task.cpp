@@ -8,35 +8,9 @@
 
 namespace kelvo::ftp {
 
-void SlotSet::add(std::uint32_t slot) {
-  slots.push_back(slot);
-}
-
-void SlotSet::finish() {
-  std::sort(slots.begin(), slots.end());
-  slots.erase(std::unique(slots.begin(), slots.end()), slots.end());
-  signature = 0;
-  for (const std::uint32_t slot : slots) signature |= std::uint64_t{1} << (slot % 64);
-}
-
-bool have_common_slot(const SlotSet& a, const SlotSet& b) {
-  if ((a.signature & b.signature) == 0) return false;
-  auto left = a.slots.begin();
-  auto right = b.slots.begin();
-  while (left != a.slots.end() && right != b.slots.end()) {
-    if (*left == *right) return true;
-    if (*left < *right) {
-      ++left;
-    } else {
-      ++right;
-    }
-  }
-  return false;
-}
-
 bool interfere(const GuidedStep& a, const GuidedStep& b) {
-  return have_common_slot(a.writes, b.reads) || have_common_slot(a.writes, b.writes) ||
-         have_common_slot(a.reads, b.writes);
+  return have_common_member(a.writes, b.reads) || have_common_member(a.writes, b.writes) ||
+         have_common_member(a.reads, b.writes);
 }
 
 GuidedTask::GuidedTask(CompiledTask& task) : task_(task), lists_(task.templates().size()) {
@@ -89,8 +63,8 @@ void GuidedTask::find_order_slots() {
         if (condition->is_mask) continue;
         SlotSet reads;
         add_reads(condition->program, reads);
-        for (const std::uint32_t slot : reads.slots) {
-          order_slot_[root_of(slot)] = root_of(reads.slots.front());
+        for (const std::uint32_t slot : reads.members) {
+          order_slot_[root_of(slot)] = root_of(reads.members.front());
         }
       }
     }
@@ -124,8 +98,8 @@ void GuidedTask::add_accesses(GuidedStep& step) const {
       if (assignment.target != nullptr) add_reads(*assignment.target, reads);
     }
   }
-  for (const std::uint32_t slot : reads.slots) step.reads.add(order_slot_[slot]);
-  for (const std::uint32_t slot : step.changes.slots) step.writes.add(order_slot_[slot]);
+  for (const std::uint32_t slot : reads.members) step.reads.add(order_slot_[slot]);
+  for (const std::uint32_t slot : step.changes.members) step.writes.add(order_slot_[slot]);
   step.reads.finish();
   step.writes.finish();
   step.changes.finish();
@@ -145,7 +119,7 @@ void GuidedTask::collect_accesses() {
   goal_reads.finish();
   for (std::uint32_t position = 0; position < problem.num_steps; ++position) {
     const GuidedStep& at = step(PROBLEM, position);
-    touches_goal_.push_back(have_common_slot(at.changes, goal_reads));
+    touches_goal_.push_back(have_common_member(at.changes, goal_reads));
     if (!at.checks.empty()) last_condition_ = position + 1;
   }
 }
@@ -156,7 +130,7 @@ void GuidedTask::find_relevant_actions() {
   std::vector<std::vector<std::uint32_t>> writers(num_slots());
   for (const GuidedStep& step : steps_) {
     if (!lists_[step.list].is_useful) continue;
-    for (const std::uint32_t slot : step.changes.slots) {
+    for (const std::uint32_t slot : step.changes.members) {
       if (!is_constant_[slot]) writers[slot].push_back(step.list);
     }
   }
@@ -165,7 +139,7 @@ void GuidedTask::find_relevant_actions() {
   const auto want = [&](const Program& program) {
     SlotSet slots;
     add_reads(program, slots);
-    for (const std::uint32_t slot : slots.slots) {
+    for (const std::uint32_t slot : slots.members) {
       if (is_wanted[slot]) continue;
       is_wanted[slot] = true;
       open.push_back(slot);

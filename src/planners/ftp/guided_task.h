@@ -6,22 +6,11 @@
 #include <vector>
 
 #include "planners/ftp/compiled_task.h"
+#include "planners/ftp/id_set.h"
 #include "planners/program.h"
 #include "shell/numbers.h"
 
 namespace kelvo::ftp {
-
-/// Sorted slots with one bit for each by its number modulo 64: disjoint signatures, disjoint sets.
-struct SlotSet {
-  std::vector<std::uint32_t> slots;
-  std::uint64_t signature = 0;
-
-  void add(std::uint32_t slot);
-  /// Sorts what was added.
-  void finish();
-};
-
-bool have_common_slot(const SlotSet& a, const SlotSet& b);
 
 /// All that one action, or the problem, does at one instant: first its conditions are tested, then
 /// its effects are applied, then durative conditions open. An effect is not seen by a condition of

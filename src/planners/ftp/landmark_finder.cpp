@@ -73,7 +73,7 @@ void LandmarkFinder::lay_out_step(std::uint32_t number) {
   Atoms& conditions = conditions_[number];
   for (const Condition* check : step.checks) add_literals(*check, conditions);
   if (!is_problem && step.position > 0) conditions.push_back(num_literals_ + number);
-  for (const std::uint32_t slot : step.changes.slots) {
+  for (const std::uint32_t slot : step.changes.members) {
     if (literal_of_slot_[slot] == NONE) continue;
     const std::uint32_t position = task_.task().space().place(slot).position;
     bool may_be_true = true;
@@ -93,7 +93,7 @@ void LandmarkFinder::lay_out_step(std::uint32_t number) {
   for (const Condition* condition : step.opened) add_literals(*condition, opened);
   for (const std::uint32_t atom : opened) {
     const std::uint32_t slot = slot_of_literal_[atom];
-    const std::vector<std::uint32_t>& changes = step.changes.slots;
+    const std::vector<std::uint32_t>& changes = step.changes.members;
     if (!std::binary_search(changes.begin(), changes.end(), slot)) conditions.push_back(atom);
   }
   if (!is_problem && step.position + 1 < list.num_steps) {
@@ -186,7 +186,7 @@ LandmarkFinder::Atoms LandmarkFinder::conditions_of_action(std::uint32_t number)
   for (std::uint32_t earlier = number - step.position; earlier <= number; ++earlier) {
     const bool is_problem = step.list == GuidedTask::PROBLEM;
     if (is_problem && earlier != number) continue;
-    const std::vector<std::uint32_t>& changes = task_.step(earlier).changes.slots;
+    const std::vector<std::uint32_t>& changes = task_.step(earlier).changes.members;
     for (const std::uint32_t atom : conditions_[earlier]) {
       if (atom >= num_literals_) continue;
       const bool is_unmade = earlier != number && std::binary_search(changes.begin(), changes.end(),

@@ -143,7 +143,7 @@ const FluentSet& NetworkReplay::fluents_of(const Event& event) const {
 }
 
 bool NetworkReplay::have_common_fluent(const Event& a, const Event& b) const {
-  return ftp::have_common_fluent(fluents_of(a), fluents_of(b));
+  return have_common_member(fluents_of(a), fluents_of(b));
 }
 
 void NetworkReplay::constrain_event(const Event& event) {

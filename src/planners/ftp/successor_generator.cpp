@@ -265,7 +265,7 @@ bool SuccessorGenerator::order_list_behind(const TodoList& list, const TimePoint
       const TemplateEvent& other = events.events[i];
       double& least = other.from_start ? start : end;
       if (!other.is_effect() || other.offset - NETWORK_EPSILON >= least) continue;
-      if (have_common_fluent(event->fluents, other.fluents)) least = other.offset - NETWORK_EPSILON;
+      if (have_common_member(event->fluents, other.fluents)) least = other.offset - NETWORK_EPSILON;
     }
   }
   return order_anchor_behind(list.node, start, at, 0.0) &&
@@ -279,7 +279,7 @@ bool SuccessorGenerator::add_deordered_event_constraints(const TimePoint& at,
     for (std::size_t i = list.position; i < events.events.size(); ++i) {
       const TemplateEvent& other = events.events[i];
       if (!event.is_effect() && !other.is_effect()) continue;
-      if (!have_common_fluent(event.fluents, other.fluents)) continue;
+      if (!have_common_member(event.fluents, other.fluents)) continue;
       const double distance = event.is_effect() ? NETWORK_EPSILON : 0.0;
       if (!network_.add(point_of(list, other), at, distance)) return false;
       break;
@@ -365,7 +365,7 @@ bool SuccessorGenerator::add_deordered_opening_constraints(const SearchState& st
     const EventTemplate& events = task_.template_of(list.template_id);
     for (std::size_t i = list.position; i < events.events.size(); ++i) {
       const TemplateEvent& other = events.events[i];
-      if (!other.is_effect() || !have_common_fluent(opened.start_fluents, other.fluents)) continue;
+      if (!other.is_effect() || !have_common_member(opened.start_fluents, other.fluents)) continue;
       if (!network_.add(point_of(list, other), start, 0.0)) return false;
       break;
     }
@@ -393,7 +393,7 @@ bool SuccessorGenerator::must_effects_coincide() {
     for (std::size_t j = 0; j < i; ++j) {
       const PendingEffect& other = pending_effects_[j];
       if (std::abs(one.time - other.time) > SAME_TIME) continue;
-      if (!have_common_fluent(*one.fluents, *other.fluents)) continue;
+      if (!have_common_member(*one.fluents, *other.fluents)) continue;
       if (network_.admits(one.point, other.point, NETWORK_EPSILON)) continue;
       if (network_.admits(other.point, one.point, NETWORK_EPSILON)) continue;
       return true;
