@@ -21,6 +21,16 @@ def run(*command):
     return done.stdout
 
 
+def tools_of(build):
+    """The compilers of the build and their flags: sanitizers want to be linked by the user, too."""
+    names = ["CMAKE_%s_%s" % (language, part) for language in ("C", "CXX")
+             for part in ("COMPILER", "FLAGS")]
+    with open(os.path.join(build, "CMakeCache.txt"), encoding="utf-8") as cache:
+        entries = dict(line.rstrip("\n").split("=", 1) for line in cache if "=" in line)
+    values = {key.split(":")[0]: value for key, value in entries.items()}
+    return ["-D%s=%s" % (name, values[name]) for name in names if name in values]
+
+
 def main():
     build, guide, source = sys.argv[1:4]
     with tempfile.TemporaryDirectory() as folder:
@@ -30,7 +40,7 @@ def main():
         shutil.copytree(source, project)
         shutil.copy(guide, os.path.join(project, "main.c"))
         run("cmake", "-S", project, "-B", os.path.join(project, "build"),
-            "-DCMAKE_PREFIX_PATH=" + prefix)
+            "-DCMAKE_PREFIX_PATH=" + prefix, *tools_of(build))
         run("cmake", "--build", os.path.join(project, "build"))
         output = run(os.path.join(project, "build", "schedule"))
         if output != EXPECTED:
