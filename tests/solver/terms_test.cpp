@@ -234,7 +234,8 @@ TEST_F(TermsTest, PrintedTextIsLinearInTheNumberOfTerms) {
   }
   EXPECT_LT(print_term(tower).size(), 20000U);
   EXPECT_EQ(print_term(tower, 20).size(), 23U);
-  EXPECT_EQ(print_term(plus(times("3", x_), num("-1/2"))), "(`+_rat` -1/2 (`*_rat` 3 x))");
+  const TermRef half = num("-1/2");
+  EXPECT_EQ(print_term(plus(times("3", x_), half)), "(`+_rat` -1/2 (`*_rat` 3 x))");
 }
 
 }  // namespace
