@@ -146,6 +146,7 @@ const std::vector<Options>& variants() {
        {"dpll.preprocessor.elimination_recent_vars_only", "true"}},
       {{"theory.pure_literal_filtering", "true"}},
       {{"theory.pure_literal_filtering", "true"}, {"dpll.ghost_filtering", "true"}},
+      {{"theory.pure_literal_filtering", "true"}, {"theory.la.deduction_enabled", "false"}},
       {{"theory.la.split_rat_eq", "false"}},
       {{"theory.la.split_rat_eq", "false"}, {"theory.la.pure_equality_filtering", "false"}},
       {{"theory.la.pure_equality_filtering", "false"}},
@@ -208,6 +209,24 @@ TEST(Integers, BoundsThatEquationsMakeRedundantAreLeftOut) {
   EXPECT_NE(log.find("internal BB: tot_redundant: 1\n"), std::string::npos) << log;
 }
 
+// The formula needs the first inequality only negatively, but the equality holds by it.
+TEST(Filtering, TheSidesOfASplitEqualityAreTold) {
+  const char* const formula = R"(
+      (declare b Bool) (declare c Bool) (declare d Bool)
+      (declare x Real) (declare y Real) (declare z Real)
+      (assert (or (not (<= x (+ y 7))) c))
+      (assert (or (= x (+ y 7)) d))
+      (assert (<= (+ y 4) z))
+      (assert (<= (+ z 5) x))
+      (assert (or b (not d)))
+      (assert (or (not b) (not d))))";
+  Session session(
+      {{"theory.pure_literal_filtering", "true"}, {"theory.la.deduction_enabled", "false"}});
+  PrefixReader reader(session);
+  ASSERT_TRUE(reader.read(formula)) << reader.error();
+  EXPECT_EQ(session.solve(), 0);
+}
+
 // The same formula written otherwise: assertions permuted, atoms scaled, names and creation order
 // changed.
 Formula rewritten(const Formula& formula, std::uint64_t seed) {
@@ -223,7 +242,8 @@ Formula rewritten(const Formula& formula, std::uint64_t seed) {
       std::reverse(copy.children.begin(), copy.children.end());
     }
     if (n.op == Op::LEQ || n.op == Op::EQ) {
-      Rational factor(random.between(1, 9), random.between(1, 4));
+      const int numerator = random.between(1, 9);
+      Rational factor(numerator, random.between(1, 4));
       factor.canonicalize();
       const int k = result.number(factor);
       for (int& c : copy.children) c = result.add(Op::TIMES, {k, c});

@@ -585,7 +585,8 @@ class Generator {
   }
 
   Rational small() {
-    Rational value(random_.between(-9, 9), random_.chance(0.2) ? random_.between(1, 7) : 1);
+    const int numerator = random_.between(-9, 9);
+    Rational value(numerator, random_.chance(0.2) ? random_.between(1, 7) : 1);
     value.canonicalize();
     return value;
   }
@@ -609,7 +610,8 @@ class Generator {
       return value == 0 ? Rational(1) : value;
     }
     if (random_.chance(0.45)) return random_.chance(0.5) ? 1 : -1;
-    Rational value(random_.between(1, 7), random_.chance(0.15) ? random_.between(1, 5) : 1);
+    const int numerator = random_.between(1, 7);
+    Rational value(numerator, random_.chance(0.15) ? random_.between(1, 5) : 1);
     value.canonicalize();
     return random_.chance(0.5) ? value : Rational(-value);
   }

@@ -44,8 +44,10 @@ bool TheoryManager::tell_atom(Var variable, TermRef atom) {
   if (index(variable) >= owners_.size()) {
     owners_.resize(index(variable) + 1, 0);
     implied_by_.resize(index(variable) + 1, -1);
+    lemma_signs_.resize(index(variable) + 1, 0);
   }
   owners_[index(variable)] = 0;
+  lemma_signs_[index(variable)] = 0;
   if (is_connective(atom) || is_variable(atom)) return false;
   for (std::size_t i = 0; i < solvers_.size(); ++i) {
     if (enabled_[i] != 0 && solvers_[i]->tell_atom(variable, atom)) {
@@ -64,6 +66,7 @@ void TheoryManager::forget_atoms(Var first) {
   if (index(first) < owners_.size()) {
     owners_.shrink(index(first));
     implied_by_.shrink(index(first));
+    lemma_signs_.shrink(index(first));
   }
   // Lemmas that wait are about atoms that may be gone; those of older atoms are valid, and the
   // terms of them live on.
@@ -78,13 +81,14 @@ void TheoryManager::backtrack(int level) {
   for (const std::unique_ptr<TheorySolver>& solver : solvers_) solver->backtrack(level);
 }
 
-// With pure-literal filtering, the sign of an atom that the formula does not need is not told: the
-// formula holds for either value of the atom.
+// With pure-literal filtering, the sign of an atom that neither the formula nor a lemma needs is
+// not told: they hold for either value of the atom. A lemma counts since it may stand for what a
+// solver would do with a literal: an equality holds by the two inequalities that it is split into.
 bool TheoryManager::is_filtered(Lit literal) const {
   if (!configuration_.theory.pure_literal_filtering) return false;
   const TermRef atom = engine_.term_of(var_of(literal));
   if (atom == nullptr) return false;
-  const std::uint8_t signs = polarities_.get(atom);
+  const int signs = polarities_.get(atom) | lemma_signs_[index(var_of(literal))];
   return signs == (is_negated(literal) ? PolarityStore::POSITIVE : PolarityStore::NEGATIVE);
 }
 
@@ -200,7 +204,10 @@ void TheoryManager::next_lemma(LitVector& clause, bool& is_permanent, bool& trac
       satisfied = true;
       continue;
     }
-    clause.push_back(literal_of(term));
+    const Lit literal = literal_of(term);
+    lemma_signs_[index(var_of(literal))] |=
+        is_negated(literal) ? PolarityStore::NEGATIVE : PolarityStore::POSITIVE;
+    clause.push_back(literal);
   }
   if (satisfied) {
     // A tautology over any variable stands for a lemma that says nothing.

@@ -83,8 +83,9 @@ class TheoryManager : public TheoryHook {
   std::vector<std::uint8_t> enabled_;
   std::vector<Counters> counters_;
   int conflict_solver_ = -1;
-  Vector<std::uint32_t> owners_;    // by variable: a bit per solver
-  Vector<std::int8_t> implied_by_;  // by variable: the solver of its last implication
+  Vector<std::uint32_t> owners_;      // by variable: a bit per solver
+  Vector<std::int8_t> implied_by_;    // by variable: the solver of its last implication
+  Vector<std::uint8_t> lemma_signs_;  // by variable: the polarities that lemmas have of it
   LitVector reason_;
   std::vector<TermLemma> lemmas_;
   std::size_t next_lemma_ = 0;
