@@ -34,15 +34,22 @@ struct Answer {
   std::string problem;
 };
 
-// An unbounded integer problem may exhaust the branching; then the solver says that it doesn't
-// know.
+// An unbounded integer problem may exhaust the branching, or without a limit on it the patience of
+// the caller; then the solver says that it doesn't know.
 bool gave_up(const Session& session) {
-  return session.last_error() == "the limit on integer branches is reached";
+  return session.last_error() == "the limit on integer branches is reached" ||
+         session.last_error() == "user-requested termination";
+}
+
+int has_no_steps_left(void* steps) {
+  return --*static_cast<std::int64_t*>(steps) < 0 ? 1 : 0;
 }
 
 Answer ask(const Formula& formula, const Options& options) {
   Answer answer;
   Session session(options);
+  std::int64_t steps = 1'000'000;
+  ordax_set_termination_test(session, has_no_steps_left, &steps);
   const Builder terms(session, formula);
   if (terms.failed()) return {-2, "a builder call failed: " + session.last_error()};
   for (const int a : formula.assertions) session.add(terms[a]);
