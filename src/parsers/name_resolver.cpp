@@ -259,7 +259,7 @@ void NameResolver::give_values(Statements& statements, model::UserTypeImpl& type
   for (const auto& [name, nested] : type.user_types()) give_values(statements, *nested);
 }
 
-void NameResolver::resolve_actions(Symbols& symbols, model::UserTypeImpl& type) const {
+void NameResolver::resolve_actions(Symbols& symbols, model::UserTypeImpl& type) {
   const Symbols::Scope scope = symbols.open();
   enter_fluents(symbols, type.fluents());
   enter_constants(symbols, type.constants());
@@ -270,7 +270,7 @@ void NameResolver::resolve_actions(Symbols& symbols, model::UserTypeImpl& type) 
   symbols.leave(scope);
 }
 
-model::Action NameResolver::resolve(Symbols& symbols, const model::Action& action) const {
+model::Action NameResolver::resolve(Symbols& symbols, const model::Action& action) {
   const Symbols::Scope scope = symbols.open();
   for (const model::Parameter& p : action->parameters()) {
     enter(symbols, p->name(), environment().expression_factory().make_parameter_reference(p));
@@ -291,11 +291,38 @@ model::Action NameResolver::resolve(Symbols& symbols, const model::Action& actio
                                                    action->parameters(), expressions);
 }
 
-void NameResolver::check_statement(Expression e) const {
+void NameResolver::check_statement(Expression e) {
   const model::Type type = environment().type_checker()(e);
-  if (type->is_boolean() || type->is_void()) return;
-  throw TypeCheckingError() << "The expression '" << print_expression(e)
-                            << "' should be boolean or void, but it is " << type;
+  if (!type->is_boolean() && !type->is_void()) {
+    throw TypeCheckingError() << "The expression '" << print_expression(e)
+                              << "' should be boolean or void, but it is " << type;
+  }
+  check_arguments(e);
+}
+
+// A function is no child of its application, so one that is met here stands alone. It would have
+// no value in any state.
+void NameResolver::check_arguments(Expression e) {
+  const model::ExpressionFactory& ef = environment().expression_factory();
+  std::vector<Expression> todo{e};
+  while (!todo.empty()) {
+    const Expression next = todo.back();
+    todo.pop_back();
+    if (next->id() >= has_arguments_.size()) {
+      has_arguments_.resize(std::max(next->id() + 1, 2 * has_arguments_.size()));
+    }
+    if (has_arguments_[next->id()]) continue;
+    if ((ef.is_fluent_reference(next) &&
+         !ef.get_fluent_from_reference(next)->parameters().empty()) ||
+        (ef.is_constant_reference(next) &&
+         !ef.get_constant_from_reference(next)->parameters().empty())) {
+      throw TypeCheckingError() << "Found '" << print_expression(next)
+                                << "' without its arguments in the expression '"
+                                << print_expression(e) << "'";
+    }
+    has_arguments_[next->id()] = true;
+    for (const Expression child : next->children()) todo.push_back(child);
+  }
 }
 
 }  // namespace kelvo

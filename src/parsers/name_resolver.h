@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "model/expression_substituter.h"
 #include "model/problem_instance.h"
 #include "parsers/scoped_table.h"
@@ -56,9 +58,12 @@ class NameResolver : public EnvObject {
   model::Constant with_values(const Statements& statements, const model::Constant& constant) const;
   void give_values(Statements& statements, model::UserTypeImpl& type) const;
 
-  model::Action resolve(Symbols& symbols, const model::Action& action) const;
-  void resolve_actions(Symbols& symbols, model::UserTypeImpl& type) const;
-  void check_statement(model::Expression e) const;
+  model::Action resolve(Symbols& symbols, const model::Action& action);
+  void resolve_actions(Symbols& symbols, model::UserTypeImpl& type);
+  void check_statement(model::Expression e);
+  void check_arguments(model::Expression e);
+
+  std::vector<bool> has_arguments_;  // by node: found good by `check_arguments`
 };
 
 }  // namespace kelvo

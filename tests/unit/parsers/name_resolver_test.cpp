@@ -116,6 +116,24 @@ TEST_F(NameResolverTest, ScopedNamesAreFoundInTheTypeItself) {
   for (const auto& [text, expected] : cases) EXPECT_EQ(error_of(text), expected) << text;
 }
 
+TEST_F(NameResolverTest, ParametersNeedArguments) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"fluent boolean f(boolean b); [end] f;",
+       "TypeCheckingError: Found 'f' without its arguments in the expression '[end] f'"},
+      {"type T with { fluent boolean f(boolean b); }; instance T t; action a() { [end] t.f := "
+       "true; };",
+       "TypeCheckingError: Found 'f' without its arguments in the expression "
+       "'[end] (t.f := true)'"},
+      {"constant integer c(boolean b); c(true) := 1; c(false) := 2; fluent integer x; [end] x == "
+       "c;",
+       "TypeCheckingError: Found 'c' without its arguments in the expression '[end] (x == c)'"},
+      {"fluent boolean f(boolean b); constant boolean c(boolean b); c(true) := true; "
+       "c(false) := true; [end] f(c(true)); [end] f(c(false));",
+       "accepted"},
+  };
+  for (const auto& [text, expected] : cases) EXPECT_EQ(error_of(text), expected) << text;
+}
+
 TEST_F(NameResolverTest, StatementsMustBeBooleanOrVoid) {
   const std::pair<std::string, std::string> cases[] = {
       {"fluent integer x; x;",
