@@ -31,12 +31,12 @@ ExpressionSet ProblemInstanceImpl::all_ground_fluents(bool only_boolean) const {
   if (!is_flat()) throw InvalidParameterError("The problem instance is not flat!");
   ExpressionFactory& ef = environment().expression_factory();
   const Domains domains(*this);
-  ExpressionSet result;
+  std::vector<Expression> result;
   for (const auto& [name, fluent] : fluents()) {
     if (only_boolean && !fluent->type()->is_boolean()) continue;
     const Expression reference = ef.make_fluent_reference(fluent);
     if (!fluent->has_parameters()) {
-      result.insert(reference);
+      result.push_back(reference);
       continue;
     }
     for (const Parameter& p : fluent->parameters()) {
@@ -46,10 +46,12 @@ ExpressionSet ProblemInstanceImpl::all_ground_fluents(bool only_boolean) const {
     }
     const DomainProduct arguments(domains, fluent->parameters());
     for (std::size_t i = 0; i < arguments.size(); ++i) {
-      result.insert(ef.make_functional_apply(reference, arguments.combination(i)));
+      result.push_back(ef.make_functional_apply(reference, arguments.combination(i)));
     }
   }
-  return result;
+  // A set is made of a sorted range in linear time; combinations may be many, in any order of ids.
+  std::ranges::sort(result, ExpressionLess());
+  return ExpressionSet(result.begin(), result.end());
 }
 
 bool ProblemInstanceImpl::has_name(const std::string& name) const {
