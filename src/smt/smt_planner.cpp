@@ -8,6 +8,7 @@
 #include "model/problem_instance.h"
 #include "model/types.h"
 #include "planners/own_compilation.h"
+#include "planners/unset_fluents.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
@@ -43,9 +44,12 @@ std::shared_ptr<Plan> SmtPlanner::solve() {
     if (options.get_integer_value("smt-optimization-rounds") > 0) {
       throw InternalError("Optimization has not been implemented yet");
     }
-    return map_back(plan_from_model(h, *solver));
+    const std::shared_ptr<Plan> plan = map_back(plan_from_model(h, *solver));
+    warn_of_unset_fluents(problem_);
+    return plan;
   }
   LOG(LogLevel::WARN) << "[SMTPlanner] no plan with fewer than " << max_horizon << " steps";
+  warn_of_unset_fluents(problem_);
   return nullptr;
 }
 

@@ -12,6 +12,7 @@
 #include "planners/ftp/late_effects.h"
 #include "planners/ftp/network_replay.h"
 #include "planners/own_compilation.h"
+#include "planners/unset_fluents.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
@@ -88,6 +89,7 @@ std::shared_ptr<Plan> FtpPlanner::solve() {
     LOG(LogLevel::INFO) << "Weak Equality detected unsolvability. Resorting to tree-search!";
     plan = search(false);
   }
+  if (plan == nullptr) warn_of_unset_fluents(problem_);
   return plan;
 }
 
