@@ -95,6 +95,14 @@ std::shared_ptr<Plan> FtpPlanner::solve() {
 
 // --- the open list ---
 
+struct FtpPlanner::OpenEntry {
+  double f;
+  SearchState* state;  // the state itself, or the one that the step leads on from, if there is one
+  std::uint32_t num_todo;
+  std::uint32_t note;  // the successor's
+  Step step;
+};
+
 // The state with the least priority comes first, of two the one with fewer lists. Nothing else
 // breaks ties: first in, first out was measured to be by far the worst choice.
 class FtpPlanner::OpenList {
@@ -102,16 +110,17 @@ class FtpPlanner::OpenList {
   bool empty() const { return heap_.empty(); }
   std::size_t size() const { return heap_.size(); }
 
-  void push(SearchState* state) {
-    heap_.push_back({state->f, state->num_todo, state});
+  void push(const OpenEntry& entry) {
+    heap_.push_back(entry);
     std::push_heap(heap_.begin(), heap_.end(), comes_later);
   }
+  void push(SearchState* state) { push({state->f, state, state->num_todo, 0, {}}); }
 
-  SearchState* pop() {
+  OpenEntry pop() {
     std::pop_heap(heap_.begin(), heap_.end(), comes_later);
-    SearchState* state = heap_.back().state;
+    const OpenEntry entry = heap_.back();
     heap_.pop_back();
-    return state;
+    return entry;
   }
 
   template <typename Release>
@@ -250,13 +259,8 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
 
   SearchState* goal = nullptr;
   Progress progress;
-  const auto push = [&](SearchState* child) {
-    if (child == nullptr) return;
-    ++num_generated_;
-    open.push(child);
-  };
   while (goal == nullptr && !open.empty()) {
-    SearchState* state = open.pop();
+    SearchState* state = build(open.pop());
     if (no_backtracking_) open.clear(release_one);
     if (closed.contains(state)) {
       release(state);
@@ -267,12 +271,12 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
       goal = state;
       break;
     }
-    for (std::size_t list = 0; list < state->num_todo; ++list) {
+    for (std::uint32_t list = 0; list < state->num_todo; ++list) {
       progress.note_attempt();
-      push(expand_event(*state, list, /*use_heuristic=*/true));
+      push_successor(open, *state, {Step::Kind::EVENT, list});
     }
     for (const std::uint32_t action : actions) {
-      push(expand_action(*state, action, /*use_heuristic=*/true));
+      push_successor(open, *state, {Step::Kind::OPENING, action});
     }
     if (weak_equality) {
       closed.insert(state);
@@ -299,23 +303,55 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
   return plan == nullptr ? nullptr : map_back(plan);
 }
 
-SearchState* FtpPlanner::finish_successor(const SearchState& current, SearchState* scratch,
-                                          bool use_heuristic) {
+// In the generator's scratch space, with its priority; null when there is none.
+SearchState* FtpPlanner::make_successor(const SearchState& current, Step step, bool use_heuristic) {
+  SearchState* scratch = step.kind == Step::Kind::OPENING
+                             ? generator_->open_action(current, step.number)
+                             : generator_->apply_event(current, step.number);
   if (scratch == nullptr) return nullptr;
   double estimate = 0;
   if (use_heuristic && heuristic_ != nullptr) estimate = heuristic_->evaluate(*scratch);
   if (estimate == Heuristic::DEAD_END) return nullptr;
   scratch->g = current.g + 1;
   scratch->f = (1 - weight_) * scratch->g + weight_ * estimate;
-  return generator_->keep(current);
+  return scratch;
+}
+
+void FtpPlanner::push_successor(OpenList& open, SearchState& current, Step step) {
+  if (simultaneity_) {
+    SearchState* child = step.kind == Step::Kind::OPENING
+                             ? expand_action(current, step.number, /*use_heuristic=*/true)
+                             : expand_event(current, step.number, /*use_heuristic=*/true);
+    if (child == nullptr) return;
+    open.push(child);
+  } else {
+    const SearchState* child = make_successor(current, step, /*use_heuristic=*/true);
+    if (child == nullptr) return;
+    open.push({child->f, &current, child->num_todo, child->note, step});
+    ++current.references;
+  }
+  ++num_generated_;
+}
+
+// The state of an entry, which is its only holder.
+SearchState* FtpPlanner::build(const OpenEntry& entry) {
+  if (entry.step.kind == Step::Kind::NONE) return entry.state;
+  SearchState* const scratch = make_successor(*entry.state, entry.step, /*use_heuristic=*/false);
+  assert(scratch != nullptr && "the step was possible before");
+  scratch->f = entry.f;
+  scratch->note = entry.note;
+  SearchState* const state = generator_->keep(*entry.state);
+  release(entry.state);
+  return state;
 }
 
 SearchState* FtpPlanner::expand_event(const SearchState& current, std::size_t list,
                                       bool use_heuristic) {
   const TodoList applied = current.todo[list];
-  SearchState* child =
-      finish_successor(current, generator_->apply_event(current, list), use_heuristic);
-  if (child == nullptr || !simultaneity_) return child;
+  const Step step{Step::Kind::EVENT, static_cast<std::uint32_t>(list)};
+  if (make_successor(current, step, use_heuristic) == nullptr) return nullptr;
+  SearchState* child = generator_->keep(current);
+  if (!simultaneity_) return child;
 
   // Two events with the same time expression happen at once, so the next one follows here.
   const model::Action& action = task_->template_of(applied.template_id).action;
@@ -336,9 +372,11 @@ SearchState* FtpPlanner::expand_event(const SearchState& current, std::size_t li
 
 SearchState* FtpPlanner::expand_action(const SearchState& current, std::uint32_t template_id,
                                        bool use_heuristic) {
-  SearchState* child =
-      finish_successor(current, generator_->open_action(current, template_id), use_heuristic);
-  if (child == nullptr || !simultaneity_) return child;
+  if (make_successor(current, {Step::Kind::OPENING, template_id}, use_heuristic) == nullptr) {
+    return nullptr;
+  }
+  SearchState* child = generator_->keep(current);
+  if (!simultaneity_) return child;
   const TemplateEvent& first = task_->template_of(template_id).events.front();
   if (!environment().expression_factory().is_start_anchor(first.left_time)) return child;
   return replace_by_follower(child, child->num_todo - 1, use_heuristic);

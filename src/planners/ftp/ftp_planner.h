@@ -23,6 +23,10 @@ namespace kelvo::ftp {
 /// Forward search over partially built temporal plans. A step applies the next event of some open
 /// list or opens an action; times are not chosen, but kept possible by a temporal network, whose
 /// least solution becomes the plan's schedule.
+///
+/// A generated state is tested and evaluated, and then forgotten but for the step that leads to it:
+/// most states are never expanded, and the open list is what fills the memory. The step is taken
+/// again when the state is.
 class FtpPlanner : public Planner {
  public:
   FtpPlanner(Environment& env, const model::ProblemInstance& problem);
@@ -48,15 +52,21 @@ class FtpPlanner : public Planner {
   /// With `weak_equality` states that look alike are expanded once: then no plan proves nothing.
   std::shared_ptr<Plan> search(bool weak_equality);
 
-  void release(SearchState* state) { generator_->release(state); }
+  /// Gives a state back, once for each of its references.
+  void release(SearchState* state) {
+    if (--state->references == 0) generator_->release(state);
+  }
   Heuristic* heuristic() { return heuristic_.get(); }
 
  private:
-  struct OpenEntry {
-    double f;
-    std::uint32_t num_todo;
-    SearchState* state;
+  /// What leads from a state to a successor.
+  struct Step {
+    enum class Kind : std::uint32_t { NONE, EVENT, OPENING };
+    Kind kind = Kind::NONE;
+    /// Of the list whose first event is applied, or of the opened action's template.
+    std::uint32_t number = 0;
   };
+  struct OpenEntry;
   struct WeakHash;
   struct WeakEquality;
   class OpenList;
@@ -65,8 +75,9 @@ class FtpPlanner : public Planner {
   void make_heuristic();
   std::shared_ptr<Plan> find_guided_plan();
   double initial_estimate(const SearchState& state, std::vector<std::uint32_t>& actions);
-  SearchState* finish_successor(const SearchState& current, SearchState* scratch,
-                                bool use_heuristic);
+  SearchState* make_successor(const SearchState& current, Step step, bool use_heuristic);
+  void push_successor(OpenList& open, SearchState& current, Step step);
+  SearchState* build(const OpenEntry& entry);
   SearchState* replace_by_follower(SearchState* child, std::size_t list, bool use_heuristic);
   double estimate_of(const SearchState& state) const;
   std::shared_ptr<TimeTriggeredPlan> build_plan(const SearchState& goal);

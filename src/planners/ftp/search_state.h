@@ -71,6 +71,8 @@ struct SearchState : State {
   mutable std::uint32_t note = NO_NOTE;
   std::uint32_t parent_note = NO_NOTE;
   std::uint32_t block_size = 0;
+  /// Who needs the state: its holder, and successors that are not built yet.
+  std::uint32_t references = 1;
 
   std::span<const TodoList> lists() const { return {todo, num_todo}; }
 };
