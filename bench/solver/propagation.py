@@ -14,7 +14,7 @@ import re
 import subprocess
 import tempfile
 
-PLANNING = ["jobshop 6 17", "cellar 4 11", "logistics 3 12", "counters 3 10"]
+PLANNING = ["jobshop 5 14", "cellar 4 11", "logistics 3 12", "counters 3 10"]
 CLAUSES = ["random 250 4.5 2", "pigeons 9"]
 LOGGED = re.compile(r"(?:adding clause \(size \d+\)|adding theory lemma|theory conflict|"
                     r"theory complete conflict): (.*)")
