@@ -360,7 +360,7 @@ void Solver::suspend_redundant() {
     LaVar var;
     int side;
   };
-  std::map<std::vector<std::pair<LaVar, std::string>>, Tightest> tightest[2];
+  std::map<std::vector<std::pair<LaVar, Number>>, Tightest> tightest[2];
   const auto suspend = [this](LaVar v, int side) {
     suspended_.push_back({v, side, rational_.suspend_bound(v, side)});
   };
@@ -374,9 +374,9 @@ void Solver::suspend_redundant() {
     for (const auto& [var, coefficient] : form.sum) common = Number::gcd(common, coefficient);
     const bool negative = !form.sum.empty() && form.sum.begin()->second.sign() < 0;
     if (negative) common.negate();
-    std::vector<std::pair<LaVar, std::string>> key;
+    std::vector<std::pair<LaVar, Number>> key;
     for (const auto& [var, coefficient] : form.sum) {
-      key.emplace_back(var, (coefficient / common).to_string());
+      key.emplace_back(var, coefficient / common);
     }
     for (const int side : {kLower, kUpper}) {
       const BoundIndex bound = rational_.asserted(v, side);
