@@ -3,6 +3,7 @@
 #include "model/expression_factory.h"
 #include "model/expression_type_checker.h"
 #include "model/model_factory.h"
+#include "model/source_map.h"
 #include "shell/configuration.h"
 #include "shell/option_table.h"
 #include "shell/warnings.h"
@@ -14,7 +15,8 @@ Environment::Environment()
       expression_factory_(std::make_unique<model::ExpressionFactory>(*this)),
       type_checker_(std::make_unique<model::ExpressionTypeChecker>(*this)),
       warning_manager_(std::make_unique<WarningManager>()),
-      configuration_(std::make_unique<Configuration>()) {
+      configuration_(std::make_unique<Configuration>()),
+      source_map_(std::make_unique<model::SourceMap>()) {
   register_options(*configuration_);
 }
 

@@ -25,4 +25,10 @@ std::shared_ptr<Plan> Planner::map_back(std::shared_ptr<Plan> plan) const {
   return plan;
 }
 
+bool Planner::passes_test(const std::shared_ptr<Plan>& plan) {
+  if (!plan_test_ || plan_test_(plan)) return true;
+  ++num_refused_plans_;
+  return false;
+}
+
 }  // namespace kelvo

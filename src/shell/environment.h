@@ -11,6 +11,7 @@ namespace model {
 class ExpressionFactory;
 class ExpressionTypeChecker;
 class ModelFactory;
+class SourceMap;
 }  // namespace model
 
 /// The global state of one run. Everything that the run makes refers to it, so it is built first
@@ -31,6 +32,7 @@ class Environment {
   model::ExpressionTypeChecker& type_checker() { return *type_checker_; }
   WarningManager& warning_manager() { return *warning_manager_; }
   Configuration& configuration() { return *configuration_; }
+  model::SourceMap& source_map() { return *source_map_; }
 
  private:
   // In this order: the factories take a reference to the environment.
@@ -39,6 +41,7 @@ class Environment {
   std::unique_ptr<model::ExpressionTypeChecker> type_checker_;
   std::unique_ptr<WarningManager> warning_manager_;
   std::unique_ptr<Configuration> configuration_;
+  std::unique_ptr<model::SourceMap> source_map_;
 };
 
 }  // namespace kelvo
