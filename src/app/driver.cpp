@@ -25,9 +25,7 @@
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/log.h"
-#include "transformers/basic_transformer.h"
-#include "transformers/flattener.h"
-#include "transformers/temporal_uncertainty_compiler.h"
+#include "transformers/transformer_chain.h"
 #include "validation/tt_validator.h"
 
 namespace kelvo {
@@ -35,7 +33,6 @@ namespace kelvo {
 namespace {
 
 using model::ProblemInstance;
-using Transformers = std::vector<std::shared_ptr<BasicTransformer>>;
 
 ProblemInstance read_problem(Environment& env, std::istream& source) {
   if (env.configuration().get_boolean_value("pddl")) return PddlParser(env).parse(source);
@@ -43,13 +40,12 @@ ProblemInstance read_problem(Environment& env, std::istream& source) {
 }
 
 /// Applies the transformers of the command line, each to completion before the next is made.
-Transformers transform(Environment& env, ProblemInstance& problem) {
-  Transformers transformers;
+TransformerChain transform(Environment& env, const ProblemInstance& problem) {
+  TransformerChain chain(problem);
   for (const std::string& name : env.configuration().get_vector_string_value("transformer")) {
-    transformers.push_back(make_transformer(env, name, problem));
-    problem = transformers.back()->output_problem();
+    chain.apply([&](const ProblemInstance& input) { return make_transformer(env, name, input); });
   }
-  return transformers;
+  return chain;
 }
 
 void print_problem(const Configuration& configuration, const ProblemInstance& problem) {
@@ -80,32 +76,17 @@ bool is_plan_of(const ProblemInstance& problem, const TimeTriggeredPlan& plan) {
   return true;
 }
 
-template <typename T>
-bool is_a(const std::shared_ptr<BasicTransformer>& transformer) {
-  return std::dynamic_pointer_cast<T>(transformer) != nullptr;
-}
-
-/// The plan behind a transformer of the class `T`.
-template <typename T>
-std::shared_ptr<TimeTriggeredPlan> map_forward_by(
-    const std::shared_ptr<BasicTransformer>& transformer,
-    const std::shared_ptr<TimeTriggeredPlan>& plan) {
-  if (is_plan_of(transformer->output_problem(), *plan)) return plan;
-  return std::static_pointer_cast<T>(transformer)->map_forward(plan);
-}
-
-std::shared_ptr<TimeTriggeredPlan> map_forward(const std::shared_ptr<BasicTransformer>& transformer,
+std::shared_ptr<TimeTriggeredPlan> map_forward(BasicTransformer& transformer,
                                                const std::shared_ptr<TimeTriggeredPlan>& plan) {
-  if (is_a<Flattener>(transformer)) return map_forward_by<Flattener>(transformer, plan);
-  if (is_a<TemporalUncertaintyCompiler>(transformer)) {
-    return map_forward_by<TemporalUncertaintyCompiler>(transformer, plan);
+  if (!transformer.carries_all_plans_forward()) {
+    throw InternalError(
+        "validate needs and supports only the following transformers: flattener, "
+        "temporal-uncertainty-compiler");
   }
-  throw InternalError(
-      "validate needs and supports only the following transformers: flattener, "
-      "temporal-uncertainty-compiler");
+  return is_plan_of(transformer.output_problem(), *plan) ? plan : transformer.map_forward(plan);
 }
 
-void validate(Environment& env, const ProblemInstance& problem, const Transformers& transformers) {
+void validate(Environment& env, const TransformerChain& chain) {
   const std::string& name = env.configuration().get_string_value("plan");
   if (name.empty()) {
     throw InternalError("The function 'validate' needs the option '--plan <plan-file>'!");
@@ -114,9 +95,9 @@ void validate(Environment& env, const ProblemInstance& problem, const Transforme
   if (!file.is_open()) {
     throw InvalidParameterError() << "Input plan file '" << name << "' does not exist!";
   }
-  std::shared_ptr<TimeTriggeredPlan> plan = TTPParser(env, problem).parse(file);
-  for (const auto& transformer : transformers) plan = map_forward(transformer, plan);
-  const bool valid = TTValidator(env, problem).validate(plan);
+  std::shared_ptr<TimeTriggeredPlan> plan = TTPParser(env, chain.problem()).parse(file);
+  for (const auto& transformer : chain.transformers()) plan = map_forward(*transformer, plan);
+  const bool valid = TTValidator(env, chain.problem()).validate(plan);
   std::cout << (valid ? "The plan is valid!" : "BUG!!!! The plan is NOT valid!") << '\n';
 }
 
@@ -130,20 +111,16 @@ std::shared_ptr<Plan> converted_plan(const Configuration& configuration,
   return plan;
 }
 
-void solve(Environment& env, const ProblemInstance& problem, const Transformers& transformers) {
+void solve(Environment& env, const TransformerChain& chain) {
   const Configuration& configuration = env.configuration();
   const std::unique_ptr<Planner> planner =
-      make_planner(env, configuration.get_string_value("algorithm"), problem);
+      make_planner(env, configuration.get_string_value("algorithm"), chain.problem());
   std::shared_ptr<Plan> plan = planner->solve();
   if (!plan) {
     std::cout << "No solution exists.\n";
     return;
   }
-  for (auto transformer = transformers.rbegin(); transformer != transformers.rend();
-       ++transformer) {
-    plan = (*transformer)->map_back(plan);
-  }
-  plan = converted_plan(configuration, std::move(plan));
+  plan = converted_plan(configuration, chain.map_back(std::move(plan)));
   std::cout << ";; A plan has been found:\n";
   plan->print(std::cout);
 }
@@ -164,8 +141,8 @@ int run_with_input_files(Environment& env, const std::vector<std::string>& input
 
 void process_problem(Environment& env, std::istream& source) {
   const Configuration& configuration = env.configuration();
-  ProblemInstance problem = read_problem(env, source);
-  const Transformers transformers = transform(env, problem);
+  const TransformerChain chain = transform(env, read_problem(env, source));
+  const ProblemInstance& problem = chain.problem();
   if (configuration.get_boolean_value("showproblem")) std::cout << *problem << '\n';
 
   const std::string& function = configuration.get_string_value("function");
@@ -178,9 +155,9 @@ void process_problem(Environment& env, std::istream& source) {
   } else if (function == "code-generate") {
     not_built("code generator");
   } else if (function == "validate") {
-    validate(env, problem, transformers);
+    validate(env, chain);
   } else if (function == "solve") {
-    solve(env, problem, transformers);
+    solve(env, chain);
   }
 }
 

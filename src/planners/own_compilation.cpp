@@ -23,6 +23,7 @@
 #include "transformers/partial_order_compiler.h"
 #include "transformers/set_compiler.h"
 #include "transformers/temporal_uncertainty_compiler.h"
+#include "transformers/transformer_chain.h"
 
 namespace kelvo {
 
@@ -157,15 +158,20 @@ bool tests_static_fluents(const ProblemInstance& problem) {
   return reads_known && !reads_partly_known;
 }
 
+bool has_sets(const ProblemInstance& problem, const OwnCompilation& compilation) {
+  return compilation.compiles_sets && problem->has_sets();
+}
+
 bool is_lifted(const ProblemInstance& problem, const OwnCompilation& compilation) {
-  const bool must_be_ground = compilation.grounds_actions || problem->has_sets();
+  if (compilation.grounds_fluents) return !problem->is_ground(/*only_action=*/false);
+  const bool must_be_ground = compilation.grounds_actions || has_sets(problem, compilation);
   return must_be_ground && !problem->is_ground(/*only_action=*/true);
 }
 
 // Fluents that nothing writes become constants where that makes durations constant, or grounding
 // short.
 bool gains_from_constants(const ProblemInstance& problem, const OwnCompilation& compilation) {
-  if (!compilation.splits_durations) return false;
+  if (!compilation.splits_durations || !compilation.promotes_constants) return false;
   if (has_fluents_in_durations(problem)) return true;
   return is_lifted(problem, compilation) && compilation.prune_actions &&
          tests_static_fluents(problem);
@@ -173,10 +179,6 @@ bool gains_from_constants(const ProblemInstance& problem, const OwnCompilation& 
 
 bool is_uncertain(const ProblemInstance& problem, const OwnCompilation&) {
   return problem->has_temporal_uncertainty();
-}
-
-bool has_sets(const ProblemInstance& problem, const OwnCompilation&) {
-  return problem->has_sets();
 }
 
 bool splits_durations(const ProblemInstance&, const OwnCompilation& compilation) {
@@ -190,7 +192,8 @@ std::shared_ptr<BasicTransformer> make(const ProblemInstance& problem, const Own
 
 std::shared_ptr<BasicTransformer> make_grounder(const ProblemInstance& problem,
                                                 const OwnCompilation& compilation) {
-  return std::make_shared<Grounder>(problem, /*ground_all=*/false, compilation.prune_actions);
+  return std::make_shared<Grounder>(problem, compilation.grounds_fluents,
+                                    compilation.prune_actions);
 }
 
 // A bound that is no constant would get lost when actions are split, and the action would have a
@@ -218,15 +221,11 @@ constexpr Step steps[] = {
 
 }  // namespace
 
-ProblemInstance apply_own_compilation(Environment&, ProblemInstance problem,
-                                      const OwnCompilation& compilation,
-                                      std::vector<std::shared_ptr<BasicTransformer>>& applied) {
+void apply_own_compilation(TransformerChain& chain, const OwnCompilation& compilation) {
   for (const Step& step : steps) {
-    if (!step.is_needed(problem, compilation)) continue;
-    applied.push_back(step.make(problem, compilation));
-    problem = applied.back()->output_problem();
+    chain.apply_if(step.is_needed(chain.problem(), compilation),
+                   [&](const ProblemInstance& problem) { return step.make(problem, compilation); });
   }
-  return problem;
 }
 
 }  // namespace kelvo

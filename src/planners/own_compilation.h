@@ -1,14 +1,8 @@
 #pragma once
 
-#include <memory>
-#include <vector>
-
-#include "model/model_fwd.h"
-
 namespace kelvo {
 
-class BasicTransformer;
-class Environment;
+class TransformerChain;
 
 /// What a search asks of the compilation of its own problem.
 struct OwnCompilation {
@@ -20,13 +14,16 @@ struct OwnCompilation {
   bool grounds_actions = true;
   /// Grounding leaves out actions that can never apply.
   bool prune_actions = true;
+  /// Grounding applies to fluents and constants, too, whether or not the actions are ground.
+  bool grounds_fluents = false;
+  /// Sets are compiled away.
+  bool compiles_sets = true;
+  /// Fluents that nothing writes become constants where the search gains from it.
+  bool promotes_constants = true;
 };
 
-/// Compiles away what a search can't treat: structure, uncertain durations, parameters, sets. The
-/// transformers that were applied are appended in their order. Throws `InternalError` for what
-/// can't be compiled.
-model::ProblemInstance apply_own_compilation(
-    Environment& env, model::ProblemInstance problem, const OwnCompilation& compilation,
-    std::vector<std::shared_ptr<BasicTransformer>>& applied);
+/// Compiles away what a search can't treat: structure, uncertain durations, parameters, sets.
+/// Throws `InternalError` for what can't be compiled.
+void apply_own_compilation(TransformerChain& chain, const OwnCompilation& compilation);
 
 }  // namespace kelvo

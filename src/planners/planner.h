@@ -5,14 +5,13 @@
 #include <memory>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "model/model_fwd.h"
 #include "shell/env_object.h"
+#include "transformers/transformer_chain.h"
 
 namespace kelvo {
 
-class BasicTransformer;
 class Plan;
 struct OwnCompilation;
 
@@ -54,7 +53,7 @@ class Planner : public EnvObject {
   std::size_t num_refused_plans() const { return num_refused_plans_; }
 
   /// The problem as it is searched, behind the own compilation.
-  const model::ProblemInstance& problem() const { return problem_; }
+  const model::ProblemInstance& problem() const { return chain_.problem(); }
 
  protected:
   /// Replaces the problem by what the own compilation makes of it.
@@ -64,8 +63,8 @@ class Planner : public EnvObject {
   /// Whether a plan that was mapped back passes the test; counts those that do not.
   bool passes_test(const std::shared_ptr<Plan>& plan);
 
-  model::ProblemInstance problem_;
-  std::vector<std::shared_ptr<BasicTransformer>> transformers_;
+  /// The own compilation.
+  TransformerChain chain_;
   NoPlan no_plan_;
 
  private:

@@ -22,14 +22,14 @@ SmtPlanner::SmtPlanner(Environment& env, const model::ProblemInstance& problem)
   OwnCompilation compilation;
   compilation.grounds_actions = false;
   compile(compilation);
-  for (const model::Expression e : problem_->expressions()) {
+  for (const model::Expression e : chain_.problem()->expressions()) {
     const model::ExpressionFactory& ef = env.expression_factory();
     if (ef.is_temporal_expression(e) || ef.is_assign(e) || ef.is_boolean_constant(e)) continue;
     LOG(LogLevel::WARN) << "[SMTPlanner] a condition without an interval must hold in the initial "
                            "state (write [end] for a goal): "
                         << e;
   }
-  encoder_ = std::make_unique<SmtEncoder>(env, problem_);
+  encoder_ = std::make_unique<SmtEncoder>(env, chain_.problem());
 }
 
 SmtPlanner::~SmtPlanner() = default;
@@ -45,11 +45,11 @@ std::shared_ptr<Plan> SmtPlanner::solve() {
       throw InternalError("Optimization has not been implemented yet");
     }
     const std::shared_ptr<Plan> plan = map_back(plan_from_model(h, *solver));
-    warn_of_unset_fluents(problem_);
+    warn_of_unset_fluents(problem());
     return plan;
   }
   LOG(LogLevel::WARN) << "[SMTPlanner] no plan with fewer than " << max_horizon << " steps";
-  warn_of_unset_fluents(problem_);
+  warn_of_unset_fluents(problem());
   return nullptr;
 }
 
@@ -103,7 +103,7 @@ std::shared_ptr<Plan> SmtPlanner::plan_from_model(std::size_t h, SmtSolver& solv
   // Nothing starts at step 0.
   for (std::uint32_t k = 1; k < h; ++k) {
     const rational time = number(encoder_->time_variable(k));
-    for (const auto& [name, action] : problem_->actions()) {
+    for (const auto& [name, action] : problem()->actions()) {
       if (!factory.is_true(solver.get_value(encoder_->action_variable(*action, k)))) continue;
       const rational duration = number(encoder_->duration_term(*action, k));
       TimeTriggeredStep::Parameters parameters;

@@ -2,30 +2,17 @@
 
 #include "model/action.h"
 #include "model/expression_factory.h"
-#include "model/expression_simplifier.h"
 #include "model/model_factory.h"
 #include "model/problem_instance.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
+#include "transformers/duration_constraint.h"
 #include "transformers/plan_mapping.h"
 
 namespace kelvo {
 
 using model::Expression;
-
-namespace {
-
-/// Decides a constraint on a duration that has been put in: `duration := c` asks for equality.
-class ConstraintSimplifier : public model::ExpressionSimplifier {
- public:
-  using ExpressionSimplifier::ExpressionSimplifier;
-
- protected:
-  Expression walk_assign(Expression e) const override { return walk_equals(e); }
-};
-
-}  // namespace
 
 ActionVersionsCompiler::ActionVersionsCompiler(const model::ProblemInstance& input_problem)
     : BasicTransformer(input_problem) {}
@@ -121,17 +108,15 @@ std::vector<BasicTransformer::ForwardStep> ActionVersionsCompiler::map_forward(
 std::shared_ptr<TimeTriggeredPlan> ActionVersionsCompiler::map_forward(
     const std::shared_ptr<TimeTriggeredPlan>& plan) const {
   model::ExpressionFactory& ef = environment().expression_factory();
-  const ConstraintSimplifier simplify(environment());
   return map_time_triggered_plan(*plan, [&](MappedStep step) -> std::optional<MappedStep> {
     const rational duration = step.duration.value_or(rational(0));
     for (const auto& [version, constraint] : versions_of(step.action)) {
-      Substitution values{{ef.make_duration_anchor(), ef.make_rational_constant(duration)}};
+      Substitution values;
       for (std::size_t i = 0; i < step.parameters.size(); ++i) {
         const Expression parameter = ef.make_parameter_reference(version->parameters().at(i));
         values[parameter] = step.parameters[i];
       }
-      const Expression bound = ExpressionSubstituter(environment(), values)(constraint);
-      if (!ef.is_true(simplify(bound))) continue;
+      if (!admits_duration(environment(), constraint, duration, std::move(values))) continue;
       return MappedStep{nullptr, version, step.parameters, duration, nullptr};
     }
     return std::nullopt;

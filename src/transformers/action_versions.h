@@ -13,15 +13,12 @@
 
 namespace kelvo {
 
-class TimeTriggeredPlan;
-
 /// What the compilers share that split an action into versions by ranges of its duration: names of
 /// versions and the mapping of plans. Only actions change, parameters and times never do.
 class ActionVersionsCompiler : public BasicTransformer {
  public:
   explicit ActionVersionsCompiler(const model::ProblemInstance& input_problem);
 
-  using BasicTransformer::map_back;
   std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
   Step map_back(const model::Instance& object, const model::Action& action,
                 const std::vector<model::Expression>& parameters) const override;
@@ -32,7 +29,7 @@ class ActionVersionsCompiler : public BasicTransformer {
   /// Each step becomes one of the first version whose constraint its duration meets; a step that
   /// meets none is left out.
   std::shared_ptr<TimeTriggeredPlan> map_forward(
-      const std::shared_ptr<TimeTriggeredPlan>& plan) const;
+      const std::shared_ptr<TimeTriggeredPlan>& plan) const override;
 
  protected:
   void do_computation() override;

@@ -170,14 +170,4 @@ std::shared_ptr<Plan> Bounder::map_back(const std::shared_ptr<Plan>& plan) const
   });
 }
 
-BasicTransformer::Step Bounder::map_back(const model::Instance&, const model::Action&,
-                                         const std::vector<Expression>&) const {
-  throw InternalError("Not supported!");
-}
-
-std::vector<BasicTransformer::ForwardStep> Bounder::map_forward(
-    const model::Instance&, const model::Action&, const std::vector<Expression>&) const {
-  throw InternalError("Not supported!");
-}
-
 }  // namespace kelvo

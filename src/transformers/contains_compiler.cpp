@@ -175,14 +175,4 @@ std::shared_ptr<Plan> ContainsCompiler::map_back(const std::shared_ptr<Plan>& pl
   });
 }
 
-BasicTransformer::Step ContainsCompiler::map_back(const model::Instance&, const model::Action&,
-                                                  const std::vector<Expression>&) const {
-  throw InternalError("Not implemented yet!");
-}
-
-std::vector<BasicTransformer::ForwardStep> ContainsCompiler::map_forward(
-    const model::Instance&, const model::Action&, const std::vector<Expression>&) const {
-  throw InternalError("Not implemented yet!");
-}
-
 }  // namespace kelvo

@@ -19,15 +19,12 @@ class ContainsCompiler : public BasicTransformer {
   explicit ContainsCompiler(const model::ProblemInstance& input_problem);
 
   /// Steps of helper actions are left out.
+  using BasicTransformer::map_back;
   std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
-  Step map_back(const model::Instance& object, const model::Action& action,
-                const std::vector<model::Expression>& parameters) const override;
-  std::vector<ForwardStep> map_forward(
-      const model::Instance& object, const model::Action& action,
-      const std::vector<model::Expression>& parameters) const override;
 
  protected:
   void do_computation() override;
+  const char* step_refusal() const override { return "Not implemented yet!"; }
 
  private:
   /// The references of the two fluents of a goal: whether its window is open, and whether it has

@@ -10,8 +10,6 @@
 
 namespace kelvo {
 
-class TimeTriggeredPlan;
-
 /// Makes a flat problem of a structured one: each fluent, constant and action of a user type
 /// becomes a top-level one whose first parameter, "object", is the instance that it belongs to, and
 /// no scoped access is left. The type `Arm` in `Robot` becomes `_Robot_Arm`, its fluent `pos`
@@ -32,7 +30,8 @@ class Flattener : public BasicTransformer {
       const std::vector<model::Expression>& parameters) const override;
   /// For actions of user types and for top-level ones.
   std::shared_ptr<TimeTriggeredPlan> map_forward(
-      const std::shared_ptr<TimeTriggeredPlan>& plan) const;
+      const std::shared_ptr<TimeTriggeredPlan>& plan) const override;
+  bool carries_all_plans_forward() const override { return true; }
 
  protected:
   void do_computation() override;

@@ -444,8 +444,11 @@ BasicTransformer::Step Grounder::map_back(const model::Instance& object,
   return expand(object, action, parameters, "Found an action that is unknown to the transformer!");
 }
 
-bool Grounder::has_instance(const model::Action& action,
-                            const std::vector<Expression>& parameters) const {
+bool Grounder::has_image(const model::Action& action,
+                         const std::vector<Expression>& parameters) const {
+  for (const model::Parameter& formal : action->parameters()) {
+    if (!formal->type()->is_finite_domain()) return true;  // `map_forward` refuses it by name
+  }
   return expansions_forward_.contains({action, parameters});
 }
 

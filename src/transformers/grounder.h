@@ -28,18 +28,17 @@ class Grounder : public BasicTransformer {
   std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
   Step map_back(const model::Instance& object, const model::Action& action,
                 const std::vector<model::Expression>& parameters) const override;
+  using BasicTransformer::map_forward;
   /// Only for actions all of whose parameters are of finite type.
   std::vector<ForwardStep> map_forward(
       const model::Instance& object, const model::Action& action,
       const std::vector<model::Expression>& parameters) const override;
 
-  /// Whether the output has an action for these values of all parameters. It has none for a
-  /// combination that was pruned, or of values outside their types.
-  bool has_instance(const model::Action& action,
-                    const std::vector<model::Expression>& parameters) const;
-
  protected:
   void do_computation() override;
+  /// The output has no action for values that were pruned, or that lie outside their types.
+  bool has_image(const model::Action& action,
+                 const std::vector<model::Expression>& parameters) const override;
 
  private:
   using Values = std::vector<model::Expression>;

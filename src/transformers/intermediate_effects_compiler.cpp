@@ -524,15 +524,4 @@ std::shared_ptr<POTPlan> IntermediateEffectsCompiler::map_partial_order_back(
   return mapped;
 }
 
-BasicTransformer::Step IntermediateEffectsCompiler::map_back(const model::Instance&,
-                                                             const model::Action&,
-                                                             const std::vector<Expression>&) const {
-  throw InternalError("Not supported!");
-}
-
-std::vector<BasicTransformer::ForwardStep> IntermediateEffectsCompiler::map_forward(
-    const model::Instance&, const model::Action&, const std::vector<Expression>&) const {
-  throw InternalError("Not supported!");
-}
-
 }  // namespace kelvo

@@ -29,12 +29,8 @@ class IntermediateEffectsCompiler : public BasicTransformer {
   ~IntermediateEffectsCompiler() override;
 
   /// A cut action comes back as one step, at the start of its first piece.
+  using BasicTransformer::map_back;
   std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
-  Step map_back(const model::Instance& object, const model::Action& action,
-                const std::vector<model::Expression>& parameters) const override;
-  std::vector<ForwardStep> map_forward(
-      const model::Instance& object, const model::Action& action,
-      const std::vector<model::Expression>& parameters) const override;
 
  protected:
   void do_computation() override;

@@ -12,8 +12,6 @@
 
 namespace kelvo {
 
-class TimeTriggeredPlan;
-
 /// Removes durations that the environment chooses (`duration :in [l, u]`), conservatively: the
 /// action gets the duration u, and each fluent that it writes at its end a shadow, the sigma
 /// fluent, which is written at start + l and may not change from there to the end. All that reads
@@ -33,7 +31,8 @@ class TemporalUncertaintyCompiler : public BasicTransformer {
       const model::Instance& object, const model::Action& action,
       const std::vector<model::Expression>& parameters) const override;
   std::shared_ptr<TimeTriggeredPlan> map_forward(
-      const std::shared_ptr<TimeTriggeredPlan>& plan) const;
+      const std::shared_ptr<TimeTriggeredPlan>& plan) const override;
+  bool carries_all_plans_forward() const override { return true; }
 
  protected:
   void do_computation() override;

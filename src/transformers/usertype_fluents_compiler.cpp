@@ -204,15 +204,4 @@ std::shared_ptr<Plan> UserTypeFluentsCompiler::map_back(const std::shared_ptr<Pl
       });
 }
 
-BasicTransformer::Step UserTypeFluentsCompiler::map_back(const model::Instance&,
-                                                         const model::Action&,
-                                                         const std::vector<Expression>&) const {
-  throw InternalError("Not supported!");
-}
-
-std::vector<BasicTransformer::ForwardStep> UserTypeFluentsCompiler::map_forward(
-    const model::Instance&, const model::Action&, const std::vector<Expression>&) const {
-  throw InternalError("Not supported!");
-}
-
 }  // namespace kelvo

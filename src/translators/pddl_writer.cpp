@@ -17,6 +17,7 @@
 #include "transformers/grounder.h"
 #include "transformers/intermediate_effects_compiler.h"
 #include "transformers/set_compiler.h"
+#include "transformers/transformer_chain.h"
 
 namespace kelvo {
 
@@ -26,22 +27,19 @@ using Kind = model::ExpressionOperatorKind;
 
 namespace {
 
-ProblemInstance prepared(ProblemInstance problem) {
+ProblemInstance prepared(const ProblemInstance& problem) {
   Environment& env = problem->environment();
-  if (!problem->is_flat()) problem = Flattener(problem).output_problem();
-  if (problem->has_intermediate_effects()) {
+  TransformerChain chain(problem);
+  chain.apply_if<Flattener>(!problem->is_flat());
+  chain.apply_if(chain.problem()->has_intermediate_effects(), [&env](const ProblemInstance& flat) {
     const std::string& epsilon = env.configuration().get_string_value("plan-epsilon");
-    IntermediateEffectsCompiler compiler(problem, rational_from_string(epsilon));
-    problem = compiler.output_problem();
+    return std::make_shared<IntermediateEffectsCompiler>(flat, rational_from_string(epsilon));
+  });
+  if (chain.problem()->has_sets()) {
+    chain.apply_if<Grounder>(!chain.problem()->is_ground(/*only_action=*/true));
+    chain.apply<SetCompiler>();
   }
-  if (problem->has_sets()) {
-    if (!problem->is_ground(/*only_action=*/true)) {
-      Grounder grounder(problem, /*ground_all=*/false, /*prune_actions=*/true);
-      problem = grounder.output_problem();
-    }
-    problem = SetCompiler(problem).output_problem();
-  }
-  return problem;
+  return chain.problem();
 }
 
 InternalError forbidden_expression(Expression e) {

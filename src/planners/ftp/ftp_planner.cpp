@@ -37,7 +37,7 @@ FtpPlanner::FtpPlanner(Environment& env, const model::ProblemInstance& problem)
   compilation.splits_durations = true;
   compilation.prune_actions = !options.get_boolean_value("disable-prune-actions");
   compile(compilation);
-  task_ = std::make_unique<CompiledTask>(problem_, plan_epsilon);
+  task_ = std::make_unique<CompiledTask>(chain_.problem(), plan_epsilon);
   const StepRules rules{deordering_, /*prune_coinciding_effects=*/!simultaneity_};
   generator_ = std::make_unique<SuccessorGenerator>(*task_, rules);
   if (!is_guided_) make_heuristic();
@@ -89,7 +89,7 @@ std::shared_ptr<Plan> FtpPlanner::solve() {
     LOG(LogLevel::INFO) << "Weak Equality detected unsolvability. Resorting to tree-search!";
     plan = search(false);
   }
-  if (plan == nullptr) warn_of_unset_fluents(problem_);
+  if (plan == nullptr) warn_of_unset_fluents(problem());
   return plan;
 }
 
@@ -294,7 +294,7 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
                         << ", States expanded: " << progress.num_expanded()
                         << ", H: " << estimate_of(*goal);
     const std::shared_ptr<TimeTriggeredPlan> found = build_plan(*goal);
-    warn_of_late_effects(problem_, *found);
+    warn_of_late_effects(problem(), *found);
     plan = found;
     release(goal);
   }

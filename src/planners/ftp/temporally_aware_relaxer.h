@@ -32,6 +32,7 @@ class TemporallyAwareRelaxer : public BasicTransformer {
   std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
   Step map_back(const model::Instance& object, const model::Action& action,
                 const std::vector<model::Expression>& parameters) const override;
+  using BasicTransformer::map_forward;
   std::vector<ForwardStep> map_forward(
       const model::Instance& object, const model::Action& action,
       const std::vector<model::Expression>& parameters) const override;

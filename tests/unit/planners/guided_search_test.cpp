@@ -33,12 +33,10 @@ class GuidedSearchTest : public PlannerTest {
   };
 
   void load(const std::string& text) {
-    transformers_.clear();
     original_ = parse(text);
     OwnCompilation compilation;
     compilation.splits_durations = true;
-    compiled_ = std::make_unique<CompiledTask>(
-        apply_own_compilation(env_, original_, compilation, transformers_), rational(1, 100));
+    compiled_ = std::make_unique<CompiledTask>(compile(original_, compilation), rational(1, 100));
     task_ = std::make_unique<GuidedTask>(*compiled_);
   }
 
@@ -49,11 +47,7 @@ class GuidedSearchTest : public PlannerTest {
     GuidedPlanner planner(*compiled_, options, num_improvements);
     std::shared_ptr<Plan> plan = planner.find_plan();
     if (plan == nullptr) return {};
-    for (auto transformer = transformers_.rbegin(); transformer != transformers_.rend();
-         ++transformer) {
-      plan = (*transformer)->map_back(plan);
-    }
-    const auto timed = std::make_shared<TimeTriggeredPlan>(plan);
+    const auto timed = std::make_shared<TimeTriggeredPlan>(chain_->map_back(plan));
     Found found{true, TTValidator(env_, original_).validate(timed)};
     for (const auto& [time, steps] : timed->plan()) {
       for (const auto& step : steps) {

@@ -59,8 +59,7 @@ TEST_F(OwnCompilationTest, PromotionServesPruning) {
   OwnCompilation compilation;
   compilation.splits_durations = true;
   compilation.prune_actions = false;
-  const auto compiled =
-      apply_own_compilation(env_, parse(WORLD + ROADS + DRIVE), compilation, transformers_);
+  const auto compiled = compile(parse(WORLD + ROADS + DRIVE), compilation);
   EXPECT_FALSE(has_promoted(compiled));
   EXPECT_EQ(compiled->actions().size(), 4u);
 }
@@ -81,6 +80,39 @@ TEST_F(OwnCompilationTest, FluentsInDurationsAreAlwaysPromoted) {
                  "InternalError: The duration of an action must be constant once the problem is "
                  "ground: action fly_0 has (duration := distance(a, a))");
   }
+}
+
+TEST_F(OwnCompilationTest, TheDescriptionSaysWhatIsDone) {
+  const std::string boxes =
+      "type Box; instance Box b, c; fluent set(Box) held; fluent boolean seen(Box x);"
+      "[start] held := { }; [start] seen(b) := false; [start] seen(c) := false;"
+      "action look(Box x) { duration := 1; [end] seen(x) := true; };";
+  struct Case {
+    const char* what;
+    OwnCompilation compilation;
+    std::size_t num_actions;
+    bool has_sets;
+    bool is_ground;  // fluents, too
+  };
+  OwnCompilation lifted;
+  lifted.grounds_actions = false;
+  OwnCompilation with_sets = lifted;
+  with_sets.compiles_sets = false;
+  OwnCompilation ground = with_sets;
+  ground.grounds_fluents = true;
+  const Case cases[] = {{"sets ask for ground actions", lifted, 2, false, false},
+                        {"sets stay", with_sets, 1, true, false},
+                        {"fluents are ground", ground, 2, true, true}};
+  for (const Case& c : cases) {
+    const model::ProblemInstance compiled = compile(parse(boxes), c.compilation);
+    EXPECT_EQ(compiled->actions().size(), c.num_actions) << c.what;
+    EXPECT_EQ(compiled->has_sets(), c.has_sets) << c.what;
+    EXPECT_EQ(compiled->is_ground(/*only_action=*/false), c.is_ground) << c.what;
+  }
+  OwnCompilation unpromoted;
+  unpromoted.splits_durations = true;
+  unpromoted.promotes_constants = false;
+  EXPECT_FALSE(has_promoted(compile(parse(WORLD + ROADS + DRIVE), unpromoted)));
 }
 
 }  // namespace

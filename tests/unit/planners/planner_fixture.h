@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 
@@ -13,7 +14,7 @@
 #include "planners/own_compilation.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
-#include "transformers/basic_transformer.h"
+#include "transformers/transformer_chain.h"
 
 namespace kelvo {
 
@@ -31,7 +32,15 @@ class PlannerTest : public ::testing::Test {
   model::ProblemInstance compiled_problem(const std::string& text) {
     OwnCompilation compilation;
     compilation.splits_durations = true;
-    return apply_own_compilation(env_, parse(text), compilation, transformers_);
+    return compile(parse(text), compilation);
+  }
+
+  /// The chain stays in `chain_` until the next call.
+  model::ProblemInstance compile(const model::ProblemInstance& problem,
+                                 const OwnCompilation& compilation) {
+    chain_.emplace(problem);
+    apply_own_compilation(*chain_, compilation);
+    return chain_->problem();
   }
 
   std::unique_ptr<ftp::CompiledTask> make_task(const std::string& text,
@@ -40,7 +49,7 @@ class PlannerTest : public ::testing::Test {
   }
 
   Environment env_;
-  std::vector<std::shared_ptr<BasicTransformer>> transformers_;
+  std::optional<TransformerChain> chain_;
 };
 
 /// A dark cellar: mending a fuse takes light for all its time, and a match burns for a while.
