@@ -3,19 +3,20 @@
 #include <benchmark/benchmark.h>
 
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "model/problem_instance.h"
 #include "parsers/anml/anml_parser.h"
-#include "planners/ftp/ftp_hadd.h"
-#include "planners/ftp/ftp_hmax.h"
-#include "planners/ftp/search_network.h"
-#include "planners/ftp/successor_generator.h"
+#include "planners/ftp/events/search_network.h"
+#include "planners/ftp/events/successor_generator.h"
+#include "planners/ftp/relaxation/hadd.h"
+#include "planners/ftp/relaxation/hmax.h"
 #include "planners/own_compilation.h"
 #include "shell/environment.h"
-#include "transformers/basic_transformer.h"
+#include "transformers/transformer_chain.h"
 
 namespace kelvo::ftp {
 namespace {
@@ -52,9 +53,9 @@ struct World {
     std::istringstream source(workshop(num_machines));
     OwnCompilation compilation;
     compilation.splits_durations = true;
-    const model::ProblemInstance problem =
-        apply_own_compilation(env, AnmlParser(env).parse(source), compilation, transformers);
-    task = std::make_unique<CompiledTask>(problem, rational(1, 100));
+    chain.emplace(AnmlParser(env).parse(source));
+    apply_own_compilation(*chain, compilation);
+    task = std::make_unique<CompiledTask>(chain->problem(), rational(1, 100));
     generator = std::make_unique<SuccessorGenerator>(*task, StepRules{});
     state = generator->make_initial_state();
   }
@@ -70,7 +71,7 @@ struct World {
   }
 
   Environment env;
-  std::vector<std::shared_ptr<BasicTransformer>> transformers;
+  std::optional<TransformerChain> chain;
   std::unique_ptr<CompiledTask> task;
   std::unique_ptr<SuccessorGenerator> generator;
   SearchState* state = nullptr;

@@ -18,12 +18,12 @@
 
 #include "model/problem_instance.h"
 #include "parsers/pddl/pddl_parser.h"
-#include "planners/ftp/guided_planner.h"
+#include "planners/ftp/steps/staged_search.h"
 #include "planners/own_compilation.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/environment.h"
 #include "shell/numbers.h"
-#include "transformers/basic_transformer.h"
+#include "transformers/transformer_chain.h"
 
 namespace kelvo::ftp {
 
@@ -74,9 +74,9 @@ int run(const std::vector<std::string>& arguments) {
   const double begin = cpu_seconds();
   OwnCompilation compilation;
   compilation.splits_durations = true;
-  std::vector<std::shared_ptr<BasicTransformer>> transformers;
-  CompiledTask task(apply_own_compilation(env, problem, compilation, transformers),
-                    rational(1, 100));
+  TransformerChain chain(problem);
+  apply_own_compilation(chain, compilation);
+  CompiledTask task(chain.problem(), rational(1, 100));
   GuidedPlanner planner(task, options, num_improvements);
   const std::shared_ptr<TimeTriggeredPlan> plan = planner.find_plan();
   const GuidedStatistics& statistics = planner.statistics();

@@ -8,7 +8,7 @@
 #include "model/problem_instance.h"
 #include "model/types.h"
 #include "planners/own_compilation.h"
-#include "planners/unset_fluents.h"
+#include "planners/task/unset_fluents.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"

@@ -29,7 +29,7 @@
 #include "model/problem_instance.h"
 #include "parsers/anml/anml_parser.h"
 #include "planners/ftp/ftp_planner.h"
-#include "planners/problem_statements.h"
+#include "planners/task/problem_statements.h"
 #include "plans/time_triggered_plan.h"
 #include "plans/ttp_parser.h"
 #include "shell/configuration.h"

@@ -7,10 +7,10 @@
 #include <unordered_set>
 #include <vector>
 
-#include "planners/ftp/compiled_task.h"
-#include "planners/ftp/relaxed_task.h"
-#include "planners/ftp/search_state.h"
-#include "planners/ftp/successor_generator.h"
+#include "planners/ftp/events/successor_generator.h"
+#include "planners/ftp/relaxation/relaxed_task.h"
+#include "planners/ftp/task/compiled_task.h"
+#include "planners/ftp/task/search_state.h"
 #include "planners/heuristics/heuristic.h"
 #include "planners/planner.h"
 

@@ -8,11 +8,11 @@
 
 #include "model/expression.h"
 #include "model/expression_free_vars.h"
-#include "planners/classical_action.h"
-#include "planners/expression_compiler.h"
 #include "planners/heuristics/heuristic.h"
 #include "planners/heuristics/literal_queue.h"
-#include "planners/machine.h"
+#include "planners/task/classical_action.h"
+#include "planners/task/expression_compiler.h"
+#include "planners/task/machine.h"
 
 namespace kelvo {
 

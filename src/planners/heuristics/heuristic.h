@@ -1,6 +1,6 @@
 #pragma once
 
-#include "planners/state.h"
+#include "planners/task/state.h"
 #include "shell/env_object.h"
 
 namespace kelvo {

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "planners/machine.h"
-#include "planners/program.h"
-#include "planners/state_space.h"
+#include "planners/task/machine.h"
+#include "planners/task/program.h"
+#include "planners/task/state_space.h"
 
 namespace kelvo {
 

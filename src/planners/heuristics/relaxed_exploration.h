@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "planners/classical_action.h"
-#include "planners/expression_compiler.h"
 #include "planners/heuristics/possible_values.h"
+#include "planners/task/classical_action.h"
+#include "planners/task/expression_compiler.h"
 
 namespace kelvo {
 

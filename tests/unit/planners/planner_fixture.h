@@ -10,7 +10,7 @@
 #include "model/expression_factory.h"
 #include "model/problem_instance.h"
 #include "parsers/anml/anml_parser.h"
-#include "planners/ftp/compiled_task.h"
+#include "planners/ftp/task/compiled_task.h"
 #include "planners/own_compilation.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"

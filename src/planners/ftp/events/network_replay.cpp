@@ -1,0 +1,214 @@
+#include "planners/ftp/events/network_replay.h"
+
+#include <algorithm>
+#include <cassert>
+
+namespace kelvo::ftp {
+
+namespace {
+
+// The problem's events take their ids behind those of the two ends of the plan.
+constexpr std::size_t FIRST_PROBLEM_ID = 2;
+
+}  // namespace
+
+NetworkReplay::NetworkReplay(const CompiledTask& task, bool deordering)
+    : task_(task), deordering_(deordering) {
+  start_plan_ = {EventKind::START_PLAN, nullptr, nullptr, 0, 0};
+  end_plan_ = {EventKind::END_PLAN, nullptr, nullptr, 0, 1};
+}
+
+Event NetworkReplay::end_of(const Event& opening) {
+  return {EventKind::END_ACTION, nullptr, opening.action, 0, opening.fresh_id + 1};
+}
+
+void NetworkReplay::replay(const PathNode* last) {
+  std::vector<const PathNode*> steps;
+  for (const PathNode* step = last; step != nullptr; step = step->parent) steps.push_back(step);
+  begin();
+  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
+    network_ = Network::make(std::shared_ptr<const Network>(network_));
+    if ((*step)->is_opening()) {
+      open(**step);
+    } else {
+      apply(**step);
+    }
+    network_->make_immutable();
+  }
+}
+
+Event NetworkReplay::make_event(std::uint32_t template_id, const TemplateEvent& event,
+                                std::size_t first_id) {
+  const EventKind kind = event.is_effect() ? EventKind::EFFECT : EventKind::CONDITION;
+  return {kind, event.expression, task_.template_of(template_id).action, event.index,
+          first_id + event.index};
+}
+
+void NetworkReplay::place(const Event& event, const TemplateEvent& where, const Event& start,
+                          const Event& end) {
+  // The later one less the earlier one is the offset.
+  const Event& later = where.from_start ? event : end;
+  const Event& earlier = where.from_start ? start : event;
+  const double offset = where.from_start ? where.offset : -where.offset;
+  network_->add_ge(interpreter_, later, earlier, offset);
+  network_->add_le(interpreter_, later, earlier, offset);
+}
+
+void NetworkReplay::begin() {
+  network_ = Network::make();
+  interpreter_ = {};
+  todo_.clear();
+  origins_.clear();
+  path_.clear();
+  openings_.clear();
+  next_id_ = FIRST_PROBLEM_ID;
+  for (const std::uint32_t list : {CompiledTask::PROBLEM_START, CompiledTask::PROBLEM_END}) {
+    const std::vector<TemplateEvent>& events = task_.template_of(list).events;
+    if (events.empty()) continue;
+    todo_.emplace_back();
+    origins_.push_back({list, SearchState::PLAN_START});
+    for (const TemplateEvent& event : events) {
+      const Event made = make_event(list, event, FIRST_PROBLEM_ID);
+      place(made, event, start_plan_, end_plan_);
+      todo_.back().push_back(made);
+      next_id_ = std::max(next_id_, made.fresh_id + 1);
+    }
+  }
+  network_->make_immutable();
+}
+
+void NetworkReplay::open(const PathNode& step) {
+  const EventTemplate& opened = task_.template_of(step.template_id);
+  const Event start{EventKind::START_ACTION, opened.start_expression, opened.action, 0, next_id_++};
+  const Event end = end_of(start);
+  ++next_id_;
+  network_->add_gt(interpreter_, end_plan_, end, PLAN_END_GAP);
+  const DurationBounds& duration = opened.duration;
+  const double lower = to_double(duration.lower);
+  if (duration.lower_open) {
+    network_->add_gt(interpreter_, end, start, lower);
+  } else {
+    network_->add_ge(interpreter_, end, start, lower);
+  }
+  if (duration.upper) {
+    const double upper = to_double(*duration.upper);
+    if (duration.upper_open) {
+      network_->add_lt(interpreter_, end, start, upper);
+    } else {
+      network_->add_le(interpreter_, end, start, upper);
+    }
+  }
+  std::vector<Event> list;
+  for (const TemplateEvent& event : opened.events) {
+    // Indices of an opening begin with 1, behind the two ids of its ends.
+    const Event made = make_event(step.template_id, event, end.fresh_id);
+    place(made, event, start, end);
+    list.push_back(made);
+    next_id_ = std::max(next_id_, made.fresh_id + 1);
+  }
+  todo_.push_back(std::move(list));
+  origins_.push_back({step.template_id, step.node});
+  network_->add_ge(interpreter_, start, start_plan_, 0.0);
+  constrain_opening(start);
+  path_.push_back(start);
+  openings_.push_back(start);
+}
+
+void NetworkReplay::apply(const PathNode& step) {
+  std::size_t list = 0;
+  while (origins_[list].template_id != step.template_id || origins_[list].node != step.node) ++list;
+  const Event event = todo_[list].front();
+  todo_[list].erase(todo_[list].begin());
+  if (todo_[list].empty()) {
+    todo_.erase(todo_.begin() + static_cast<std::ptrdiff_t>(list));
+    origins_.erase(origins_.begin() + static_cast<std::ptrdiff_t>(list));
+  }
+  constrain_event(event);
+  path_.push_back(event);
+}
+
+const FluentSet& NetworkReplay::fluents_of(const Event& event) const {
+  static const FluentSet none;
+  const auto find = [&](std::uint32_t id) -> const FluentSet& {
+    const EventTemplate& list = task_.template_of(id);
+    if (event.kind == EventKind::START_ACTION) return list.start_fluents;
+    for (const TemplateEvent& known : list.events) {
+      if (known.expression == event.expression) return known.fluents;
+    }
+    return none;
+  };
+  if (event.action != nullptr) return find(task_.template_id(event.action));
+  const FluentSet& start = find(CompiledTask::PROBLEM_START);
+  return start.members.empty() ? find(CompiledTask::PROBLEM_END) : start;
+}
+
+bool NetworkReplay::have_common_fluent(const Event& a, const Event& b) const {
+  return have_common_member(fluents_of(a), fluents_of(b));
+}
+
+void NetworkReplay::constrain_event(const Event& event) {
+  const bool is_effect = event.kind == EventKind::EFFECT;
+  if (!deordering_ && !path_.empty()) network_->add_ge(interpreter_, event, path_.back(), 0.0);
+  for (const std::vector<Event>& list : todo_) {
+    for (const Event& other : list) {
+      const bool other_is_effect = other.kind == EventKind::EFFECT;
+      if (deordering_) {
+        if ((!is_effect && !other_is_effect) || !have_common_fluent(event, other)) continue;
+        if (is_effect) {
+          network_->add_gt(interpreter_, other, event, 0.0);
+        } else {
+          network_->add_ge(interpreter_, other, event, 0.0);
+        }
+        break;
+      }
+      if (is_effect && (!other_is_effect || have_common_fluent(event, other))) {
+        network_->add_gt(interpreter_, other, event, 0.0);
+      } else {
+        network_->add_ge(interpreter_, other, event, 0.0);
+      }
+    }
+  }
+}
+
+void NetworkReplay::constrain_opening(const Event& start) {
+  if (!deordering_) {
+    if (!path_.empty() && path_.back().kind == EventKind::EFFECT) {
+      network_->add_gt(interpreter_, start, path_.back(), 0.0);
+    } else if (!path_.empty()) {
+      network_->add_ge(interpreter_, start, path_.back(), 0.0);
+    }
+    for (const std::vector<Event>& list : todo_) {
+      for (const Event& other : list) network_->add_ge(interpreter_, other, start, 0.0);
+    }
+    return;
+  }
+  for (const std::uint32_t fluent : fluents_of(start).members) {
+    for (auto step = path_.rbegin(); step != path_.rend(); ++step) {
+      if (step->kind != EventKind::EFFECT || !fluents_of(*step).contains(fluent)) continue;
+      network_->add_gt(interpreter_, start, *step, 0.0);
+      break;
+    }
+  }
+  for (const Event& event : todo_.back()) {
+    for (const std::uint32_t fluent : fluents_of(event).members) {
+      bool is_latest_effect = true;
+      for (auto step = path_.rbegin(); step != path_.rend(); ++step) {
+        if (!fluents_of(*step).contains(fluent)) continue;
+        if (step->kind == EventKind::EFFECT) {
+          if (is_latest_effect) network_->add_gt(interpreter_, event, *step, 0.0);
+          is_latest_effect = false;
+        } else if (event.kind == EventKind::EFFECT) {
+          network_->add_ge(interpreter_, event, *step, 0.0);
+        }
+      }
+    }
+  }
+  for (const std::vector<Event>& list : todo_) {
+    const auto first = std::find_if(list.begin(), list.end(), [&](const Event& other) {
+      return other.kind == EventKind::EFFECT && have_common_fluent(start, other);
+    });
+    if (first != list.end()) network_->add_ge(interpreter_, *first, start, 0.0);
+  }
+}
+
+}  // namespace kelvo::ftp

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "planners/ftp/task/compiled_task.h"
+#include "planners/ftp/task/event.h"
+#include "planners/ftp/task/search_state.h"
+#include "temporal/temporal_network.h"
+
+namespace kelvo::ftp {
+
+/// Builds the events and the whole temporal network of a state by going along its path again: with
+/// a time point for each event, as a plan's schedule and a learned heuristic take it.
+class NetworkReplay {
+ public:
+  using Network = TemporalNetwork<Event, double>;
+
+  /// `deordering` as in the search that made the path.
+  NetworkReplay(const CompiledTask& task, bool deordering);
+
+  /// The path from the first event to `last`, which may be null.
+  void replay(const PathNode* last);
+
+  const Network& network() const { return *network_; }
+  TNInterpreter<Event>& interpreter() { return interpreter_; }
+  const std::vector<Event>& path() const { return path_; }
+  /// The events still to come, by list.
+  const std::vector<std::vector<Event>>& todo() const { return todo_; }
+  /// The START_ACTION events of the path.
+  const std::vector<Event>& openings() const { return openings_; }
+  static Event end_of(const Event& opening);
+
+ private:
+  struct Origin {
+    std::uint32_t template_id;
+    std::uint32_t node;
+  };
+
+  void begin();
+  void open(const PathNode& step);
+  void apply(const PathNode& step);
+  Event make_event(std::uint32_t template_id, const TemplateEvent& event, std::size_t first_id);
+  void place(const Event& event, const TemplateEvent& where, const Event& start, const Event& end);
+  void constrain_opening(const Event& start);
+  void constrain_event(const Event& event);
+  bool have_common_fluent(const Event& a, const Event& b) const;
+  const FluentSet& fluents_of(const Event& event) const;
+
+  const CompiledTask& task_;
+  bool deordering_;
+  TNInterpreter<Event> interpreter_;
+  std::shared_ptr<Network> network_;
+  std::size_t next_id_ = 0;
+  Event start_plan_;
+  Event end_plan_;
+  std::vector<std::vector<Event>> todo_;
+  std::vector<Origin> origins_;  // of the lists
+  std::vector<Event> path_;
+  std::vector<Event> openings_;
+};
+
+}  // namespace kelvo::ftp

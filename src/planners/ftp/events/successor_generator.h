@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "planners/ftp/events/search_network.h"
+#include "planners/ftp/task/compiled_task.h"
+#include "planners/ftp/task/search_state.h"
+#include "planners/search/arena.h"
+#include "planners/task/machine.h"
+
+namespace kelvo::ftp {
+
+/// Which constraints a step adds to the temporal network, and what it prunes.
+struct StepRules {
+  /// Order only events that share fluents, instead of all events of the path.
+  bool deordering = false;
+  /// Drop an opening after which two pending effects on one fluent must coincide.
+  bool prune_coinciding_effects = true;
+};
+
+/// Makes the successors of search states. A successor is first built in a scratch state, and kept
+/// only when asked to; the scratch state is overwritten by the next call.
+class SuccessorGenerator {
+ public:
+  SuccessorGenerator(CompiledTask& task, const StepRules& rules);
+  SuccessorGenerator(const SuccessorGenerator&) = delete;
+  SuccessorGenerator& operator=(const SuccessorGenerator&) = delete;
+
+  /// Null when what must hold at the start of the plan does not.
+  SearchState* make_initial_state();
+
+  /// The successor by the first event of one list of `todo`; null when a condition fails, a value
+  /// leaves its bounds or the temporal network is inconsistent.
+  SearchState* apply_event(const SearchState& state, std::size_t list);
+  /// The successor by opening an action; null also when it is open or its start condition fails.
+  SearchState* open_action(const SearchState& state, std::uint32_t template_id);
+
+  /// A lasting copy of the scratch state that the last call returned.
+  SearchState* keep(const SearchState& parent);
+  void release(SearchState* state);
+
+  bool is_goal(const SearchState& state) const;
+  /// Whether the event closes a durative condition, if it is applied in this state.
+  bool closes(const SearchState& state, const TodoList& list, std::uint32_t position) const;
+  CompiledTask& task() { return task_; }
+  Machine& machine() { return machine_; }
+
+ private:
+  bool check(std::uint32_t program, const StateValues& values) {
+    return machine_.holds(task_.condition(program), values);
+  }
+  bool condition_applies(const SearchState& state, const TodoList& list,
+                         const TemplateEvent& event);
+  bool unchecked_conditions_hold(const SearchState& state);
+  bool apply_effect(const SearchState& state, const TodoList& list, const TemplateEvent& event);
+  bool open_conditions_hold(const SearchState& state, const TodoList& applied,
+                            const EffectProgram& effect, const std::vector<std::uint64_t>& writes);
+  void advance_todo(const SearchState& state, std::size_t list, const TemplateEvent& event);
+  void note_goal_event(const SearchState& state, const TemplateEvent& event);
+
+  TimePoint point_of(const TodoList& list, const TemplateEvent& event) const;
+  TimePoint point_of(const PathNode& step) const;
+  bool is_effect(const PathNode& step) const;
+  const FluentSet& fluents_of(const PathNode& step) const;
+  bool add_event_constraints(const SearchState& state, const TimePoint& at,
+                             const TemplateEvent& event);
+  bool add_deordered_event_constraints(const TimePoint& at, const TemplateEvent& event);
+  bool order_list_behind(const TodoList& list, const TimePoint& at, const TemplateEvent* event);
+  bool order_anchor_behind(std::uint32_t node, double offset, const TimePoint& at, double distance);
+  bool add_opening(const SearchState& state, std::uint32_t template_id);
+  bool add_opening_constraints(const SearchState& state, const TimePoint& start);
+  bool add_deordered_opening_constraints(const SearchState& state, const TimePoint& start,
+                                         const EventTemplate& opened);
+  bool must_effects_coincide();
+
+  SearchState* finish(const SearchState& state, std::uint32_t template_id, std::uint32_t position,
+                      std::uint32_t node);
+  void release_path(PathNode* path);
+  bool has_unchecked_goals(const SearchState& state) const;
+
+  CompiledTask& task_;
+  StepRules rules_;
+  Machine machine_;
+  Arena arena_;
+  SearchNetwork network_;
+  std::size_t num_words_;
+  std::size_t num_ids_;
+  std::size_t num_goal_words_;
+
+  // The scratch state and its arrays.
+  SearchState scratch_;
+  std::vector<std::uint64_t> bits_;
+  std::vector<ValueId> ids_;
+  std::vector<TodoList> todo_;
+  std::vector<std::uint64_t> open_goals_;
+  std::vector<std::uint64_t> unchecked_goals_;
+  PathNode step_{};
+
+  struct PendingEffect {
+    double time;
+    TimePoint point;
+    const FluentSet* fluents;
+  };
+  std::vector<PendingEffect> pending_effects_;
+};
+
+}  // namespace kelvo::ftp

@@ -1,0 +1,295 @@
+#include "planners/ftp/relaxation/hff.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "model/expression_factory.h"
+#include "model/to_dnf.h"
+#include "planners/task/classical_action.h"
+#include "shell/environment.h"
+#include "shell/errors.h"
+
+namespace kelvo::ftp {
+
+using model::Expression;
+
+namespace {
+
+/// Conditions with more alternatives are taken as one comparison.
+constexpr std::size_t MAX_ALTERNATIVES = 64;
+
+/// What a comparison costs that no step brings closer.
+constexpr double UNSUPPORTED_COST = 50;
+
+}  // namespace
+
+HFF::HFF(const GuidedTask& task, const Options& options)
+    : HAdd(task.task().space()), task_(task), options_(options) {
+  if (options_.numeric_supporters) unmet_comparison_cost_ = UNSUPPORTED_COST;
+  lay_out_markers();
+  const std::vector<Literals> goal = make_goal();
+  std::vector<Operator> operators;
+  operators.reserve(task.steps().size());
+  for (const GuidedStep& step : task.steps()) operators.push_back(make_operator(step));
+  // An effect counts only where some condition asks for it.
+  for (const GuidedStep& step : task.steps()) {
+    Operator& made = operators[task.list(step.list).first_step + step.position];
+    if (!made.condition.empty()) add_effects(step, made);
+  }
+  set_task(goal, operators);
+  number_disjuncts(goal, operators);
+  for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < task.lists().size(); ++id) {
+    if (task.list(id).is_useful) assume(markers_[task.list(id).first_step]);
+  }
+  lay_out_comparisons();
+  is_marked_.resize(task.steps().size());
+}
+
+// --- the layout ---
+
+void HFF::lay_out_markers() {
+  markers_.assign(task_.steps().size(), NO_LITERAL);
+  for (const GuidedList& list : task_.lists()) {
+    const bool is_problem = list.action == nullptr;
+    if (!list.is_useful && !is_problem) continue;
+    for (std::uint32_t i = 0; i < list.num_steps; ++i) {
+      markers_[list.first_step + i] = make_literal();
+    }
+  }
+  const GuidedList& problem = task_.list(GuidedTask::PROBLEM);
+  for (std::uint32_t position = 0; position < problem.num_steps; ++position) {
+    const bool has_condition = !task_.step(GuidedTask::PROBLEM, position).checks.empty();
+    passed_.push_back(has_condition ? make_literal() : NO_LITERAL);
+  }
+}
+
+void HFF::add_literals_of_mask(const Condition& condition, Literals& literals) {
+  for (const std::uint32_t slot : condition.program.reads) {
+    if (task_.is_constant(slot)) continue;
+    const std::uint32_t position = space().place(slot).position;
+    for (const WordTest& test : condition.tests) {
+      if (test.word != position / 64) continue;
+      literals.push_back(literal_of_slot(slot, (test.expected >> (position % 64) & 1) != 0));
+    }
+  }
+}
+
+std::vector<HAdd::Literals> HFF::alternatives_of(const Condition& condition) {
+  if (!condition.is_mask) return literals_of_expression(condition.program.expression);
+  if (condition.never) return {};
+  std::vector<Literals> result(1);
+  add_literals_of_mask(condition, result.front());
+  return result;
+}
+
+std::vector<HAdd::Literals> HFF::literals_of_expression(Expression e) {
+  const model::ExpressionFactory& ef = environment().expression_factory();
+  const Expression normal = normalise(environment(), e);
+  if (ef.is_true(normal)) return {Literals()};
+  if (ef.is_false(normal)) return {};
+  const std::vector<model::ExpressionSet> dnf = model::ToDNF(environment())(normal);
+  if (dnf.size() > MAX_ALTERNATIVES) return {{literal(e)}};
+  std::vector<Literals> result;
+  for (const model::ExpressionSet& conjunction : dnf) {
+    Literals literals;
+    bool is_possible = true;
+    for (const Expression one : conjunction) {
+      if (ef.is_true(one)) continue;
+      if (ef.is_false(one)) is_possible = false;
+      const bool positive = !ef.is_not(one);
+      const auto slot = space().fluent_index().find(positive ? one : one->child(0));
+      if (slot == space().fluent_index().end() || !space().place(slot->second).is_boolean) {
+        literals.push_back(literal(one));
+      } else if (!task_.is_constant(static_cast<std::uint32_t>(slot->second))) {
+        literals.push_back(literal_of_slot(slot->second, positive));
+      } else {
+        const ValueId value = task_.task().initial_values()[slot->second];
+        if ((value == ValueTable::TRUE) != positive) is_possible = false;
+      }
+    }
+    if (is_possible) result.push_back(std::move(literals));
+  }
+  return result;
+}
+
+// Joins the condition to each of the alternatives.
+void HFF::add_condition(const Condition& condition, std::vector<Literals>& alternatives) {
+  std::vector<Literals> added = alternatives_of(condition);
+  if (alternatives.size() * added.size() > MAX_ALTERNATIVES) {
+    added = {{literal(condition.program.expression)}};
+  }
+  std::vector<Literals> result;
+  for (const Literals& one : alternatives) {
+    for (const Literals& other : added) {
+      Literals& joined = result.emplace_back(one);
+      joined.insert(joined.end(), other.begin(), other.end());
+    }
+  }
+  alternatives = std::move(result);
+}
+
+std::vector<HAdd::Literals> HFF::make_goal() {
+  std::vector<Literals> result(1);
+  for (const Condition* goal : task_.goals()) add_condition(*goal, result);
+  for (Literals& alternative : result) {
+    for (const std::uint32_t passed : passed_) {
+      if (passed != NO_LITERAL) alternative.push_back(passed);
+    }
+    for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < task_.lists().size(); ++id) {
+      const GuidedList& list = task_.list(id);
+      if (list.is_useful) alternative.push_back(markers_[list.first_step]);
+    }
+    std::sort(alternative.begin(), alternative.end());
+    alternative.erase(std::unique(alternative.begin(), alternative.end()), alternative.end());
+  }
+  return result;
+}
+
+// Whether the step's own effects make the condition hold, as far as literals go.
+bool HFF::is_made_by(const Condition& condition, const GuidedStep& step) const {
+  SlotSet reads;
+  for (const std::uint32_t slot : condition.program.reads) reads.add(slot);
+  reads.finish();
+  return have_common_member(reads, step.changes);
+}
+
+HAdd::Operator HFF::make_operator(const GuidedStep& step) {
+  Operator made;
+  const GuidedList& list = task_.list(step.list);
+  const bool is_problem = step.list == GuidedTask::PROBLEM;
+  if (!list.is_useful && !is_problem) return made;
+  made.condition.resize(1);
+  const std::uint32_t number = list.first_step + step.position;
+  if (is_problem || step.position > 0) made.condition.front().push_back(markers_[number]);
+  for (const Condition* check : step.checks) add_condition(*check, made.condition);
+  for (const Condition* opened : step.opened) {
+    if (!opened->is_mask) {
+      if (!is_made_by(*opened, step)) add_condition(*opened, made.condition);
+      continue;
+    }
+    // Literal by literal: the step may make some of them.
+    Literals literals;
+    for (const std::uint32_t slot : opened->program.reads) {
+      if (task_.is_constant(slot)) continue;
+      if (std::binary_search(step.changes.members.begin(), step.changes.members.end(), slot))
+        continue;
+      const std::uint32_t position = space().place(slot).position;
+      for (const WordTest& test : opened->tests) {
+        if (test.word != position / 64) continue;
+        literals.push_back(literal_of_slot(slot, (test.expected >> (position % 64) & 1) != 0));
+      }
+    }
+    for (Literals& one : made.condition) one.insert(one.end(), literals.begin(), literals.end());
+  }
+  for (Literals& one : made.condition) {
+    std::sort(one.begin(), one.end());
+    one.erase(std::unique(one.begin(), one.end()), one.end());
+  }
+  return made;
+}
+
+void HFF::add_effects(const GuidedStep& step, Operator& made) const {
+  const GuidedList& list = task_.list(step.list);
+  const auto add = [&](std::uint32_t literal) {
+    if (literal != NO_LITERAL) made.effects.push_back(literal);
+  };
+  for (const std::uint32_t slot : step.changes.members) {
+    const SlotPlace place = task_.task().space().place(slot);
+    if (!place.is_boolean) continue;
+    bool may_be_true = true;
+    bool may_be_false = true;
+    for (const EffectProgram* effect : step.effects) {
+      for (const WordUpdate& update : effect->updates) {
+        if (update.word != place.position / 64) continue;
+        if ((update.clear >> (place.position % 64) & 1) == 0) continue;
+        may_be_true = (update.set >> (place.position % 64) & 1) != 0;
+        may_be_false = !may_be_true;
+      }
+    }
+    if (may_be_true) add(find_literal_of_slot(slot, true));
+    if (may_be_false) add(find_literal_of_slot(slot, false));
+  }
+  if (step.list == GuidedTask::PROBLEM) {
+    add(passed_[step.position]);
+    return;
+  }
+  const bool is_last = step.position + 1 == list.num_steps;
+  add(markers_[list.first_step + (is_last ? 0 : step.position + 1)]);
+}
+
+// As `set_task` numbers them.
+void HFF::number_disjuncts(const std::vector<Literals>& goal,
+                           const std::vector<Operator>& operators) {
+  disjunct_begin_.assign(1, 0);
+  const auto add = [this](const Literals& literals) {
+    disjunct_literals_.insert(disjunct_literals_.end(), literals.begin(), literals.end());
+    disjunct_begin_.push_back(static_cast<std::uint32_t>(disjunct_literals_.size()));
+  };
+  for (const Literals& literals : goal) add(literals);
+  for (const Operator& one : operators) {
+    for (const Literals& literals : one.condition) add(literals);
+  }
+}
+
+// --- evaluation ---
+
+void HFF::reach_initial_literals(const State& state) {
+  const GuidedState& guided = static_cast<const GuidedState&>(state);
+  for (const OpenList& open : guided.open) {
+    const std::uint32_t first = task_.list(open.list).first_step;
+    take_back(markers_[first]);
+    reach(markers_[first + open.position]);
+  }
+  const GuidedList& problem = task_.list(GuidedTask::PROBLEM);
+  for (std::uint32_t position = 0; position < problem.num_steps; ++position) {
+    const bool is_done = position < guided.problem_position;
+    reach(is_done ? passed_[position] : markers_[problem.first_step + position]);
+  }
+}
+
+double HFF::evaluate(const State& state) {
+  state_ = static_cast<const GuidedState*>(&state);
+  ++num_evaluations_;
+  const double cost = compute(state, /*record=*/false);
+  for (const std::uint32_t step : relaxed_plan_) is_marked_[step] = false;
+  relaxed_plan_.clear();
+  if (cost == DEAD_END) return DEAD_END;
+  extract_relaxed_plan();
+  if (!options_.counts_relaxed_plan) return cost;
+  return static_cast<double>(relaxed_plan_.size()) + num_extra_;
+}
+
+void HFF::need(std::uint32_t literal) {
+  if (cost_of(literal) <= 0 || is_needed_[literal]) return;
+  is_needed_[literal] = true;
+  needed_.push_back(literal);
+  const std::uint32_t comparison = comparison_of_[literal];
+  const std::uint32_t supporter = supporter_of(literal);
+  if (supporter == NO_DISJUNCT) {
+    num_extra_ += 1;
+    return;
+  }
+  if (comparison != NO_LITERAL) num_extra_ += slacks_[comparison].repetitions - 1;
+  const std::uint32_t step = owner_of(supporter);
+  if (is_marked_[step]) return;
+  is_marked_[step] = true;
+  relaxed_plan_.push_back(step);
+  open_.push_back(supporter);
+}
+
+// Backward from the goal, each step once.
+void HFF::extract_relaxed_plan() {
+  num_extra_ = 0;
+  open_.assign(1, goal_disjunct());
+  while (!open_.empty()) {
+    const std::uint32_t disjunct = open_.back();
+    open_.pop_back();
+    for (std::uint32_t i = disjunct_begin_[disjunct]; i < disjunct_begin_[disjunct + 1]; ++i) {
+      need(disjunct_literals_[i]);
+    }
+  }
+  for (const std::uint32_t literal : needed_) is_needed_[literal] = false;
+  needed_.clear();
+}
+
+}  // namespace kelvo::ftp

@@ -1,0 +1,247 @@
+#include "planners/ftp/steps/search.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "shell/log.h"
+
+namespace kelvo::ftp {
+
+namespace {
+
+/// A plan has to be shorter by more than this to be better.
+constexpr double LEAST_GAIN = 1e-3;
+constexpr std::size_t REPORT_INTERVAL = 1000;
+
+}  // namespace
+
+GuidedSearch::GuidedSearch(const GuidedTask& task, HFF& heuristic, const GuidedLandmarks& landmarks,
+                           const GuidedOptions& options)
+    : heuristic_(heuristic),
+      landmarks_(landmarks),
+      options_(options),
+      successors_(task, options.compression),
+      duplicates_(options.duplicates),
+      queues_(options.preferred_operators, options.landmarks && !landmarks.empty()),
+      plan_makespan_(options.makespan_bound) {}
+
+GuidedSearch::~GuidedSearch() = default;
+
+bool GuidedSearch::is_improving() const {
+  return !std::isinf(options_.makespan_bound);
+}
+
+GuidedSearch::Outcome GuidedSearch::run() {
+  make_root();
+  while (!is_over_) {
+    if (statistics_.num_evaluated >= options_.max_evaluations) {
+      return has_plan_ ? Outcome::FOUND : Outcome::OUT_OF_EVALUATIONS;
+    }
+    const std::uint32_t node = queues_.pop();
+    if (node == GuidedQueues::NOTHING) break;
+    if (nodes_[node].phase == Node::Phase::CLOSED || !enter(node)) continue;
+    expand(node);
+  }
+  return has_plan_ ? Outcome::FOUND : Outcome::EXHAUSTED;
+}
+
+void GuidedSearch::make_root() {
+  if (!successors_.make_initial_state(child_)) return;
+  landmarks_.note(child_);
+  duplicates_.insert(child_, 0, /*any_time=*/true);
+  nodes_.push_back({NO_NODE, 0, 0, 0, {}, Node::Phase::EVALUATED});
+  if (successors_.is_goal(child_) && note_goal(NO_NODE, {})) return;
+  initial_estimate_ = evaluate(child_, 0);
+  if (initial_estimate_ == Heuristic::DEAD_END) return;
+  states_.push_back(std::make_unique<GuidedState>(child_));
+  nodes_[0].state = 0;
+  nodes_[0].estimate = static_cast<float>(initial_estimate_);
+  nodes_[0].num_landmarks = static_cast<float>(landmarks_.count_missing(child_));
+  queues_.note_progress(nodes_[0].estimate, nodes_[0].num_landmarks);
+  push(0, /*is_preferred=*/true);
+}
+
+double GuidedSearch::evaluate(const GuidedState& state, std::uint32_t node) {
+  ++statistics_.num_evaluated;
+  evaluated_node_ = node;
+  return heuristic_.evaluate(state);
+}
+
+void GuidedSearch::push(std::uint32_t node, bool is_preferred) {
+  const Node& at = nodes_[node];
+  queues_.push(node, at.estimate, at.num_landmarks, at.makespan, is_preferred);
+}
+
+// --- states ---
+
+// The child is a copy of the parent with the move applied. A compressed opening that does not apply
+// becomes a plain one.
+bool GuidedSearch::build(const GuidedState& parent, GuidedMove& move, GuidedState& child) {
+  const GuidedSchedule::Mark mark = successors_.schedule().mark();
+  child = parent;
+  if (!successors_.apply(child, move)) {
+    successors_.schedule().cut_back(mark);
+    if (!GuidedSuccessors::is_compressed(move)) return false;
+    move.kind = GuidedMove::Kind::OPEN;
+    child = parent;
+    if (!successors_.apply(child, move)) {
+      successors_.schedule().cut_back(mark);
+      return false;
+    }
+  }
+  landmarks_.note(child);
+  return true;
+}
+
+// While a shorter plan is looked for, a state that is reached again earlier is worth another look.
+bool GuidedSearch::is_new_state(double makespan) {
+  return duplicates_.insert(child_, makespan, /*any_time=*/!is_improving());
+}
+
+bool GuidedSearch::enter(std::uint32_t number) {
+  const Node::Phase phase = nodes_[number].phase;
+  nodes_[number].phase = Node::Phase::CLOSED;
+  if (nodes_[number].state != NO_STATE) return true;  // the root
+  const GuidedSchedule::Mark mark = successors_.schedule().mark();
+  const GuidedState& parent = *states_[nodes_[nodes_[number].parent].state];
+  if (!build(parent, nodes_[number].move, child_)) return false;
+  if (phase == Node::Phase::DEFERRED) {
+    const bool is_new = is_new_state(successors_.schedule().makespan(child_));
+    if (!is_new) ++statistics_.num_duplicates;
+    if (!is_new || !evaluate_deferred(number)) {
+      successors_.schedule().cut_back(mark);
+      return false;
+    }
+  }
+  if (is_improving() && successors_.schedule().makespan(child_) >= plan_makespan_ - LEAST_GAIN) {
+    successors_.schedule().cut_back(mark);
+    return false;
+  }
+  nodes_[number].state = static_cast<std::uint32_t>(states_.size());
+  states_.push_back(std::make_unique<GuidedState>(child_));
+  return true;
+}
+
+bool GuidedSearch::evaluate_deferred(std::uint32_t number) {
+  Node& node = nodes_[number];
+  const double makespan = successors_.schedule().makespan(child_);
+  if (successors_.is_goal(child_)) {
+    is_over_ = note_goal(node.parent, node.move);
+    return false;
+  }
+  const double estimate = evaluate(child_, number);
+  if (estimate == Heuristic::DEAD_END) {
+    ++statistics_.num_dead_ends;
+    return false;
+  }
+  const bool is_worse = estimate > static_cast<double>(node.estimate);
+  node.estimate = static_cast<float>(estimate);
+  node.num_landmarks = static_cast<float>(landmarks_.count_missing(child_));
+  node.makespan = static_cast<float>(makespan);
+  if (!is_worse) return true;
+  node.phase = Node::Phase::POSTPONED;
+  push(number, /*is_preferred=*/false);
+  return false;
+}
+
+// --- expansion ---
+
+void GuidedSearch::expand(std::uint32_t number) {
+  note_expansion();
+  const GuidedState& state = *states_[nodes_[number].state];
+  states_[nodes_[number].state]->refresh_values();
+  if (options_.preferred_operators && evaluated_node_ != number) {
+    heuristic_.evaluate(state);  // for the preferred operators, so that it is not counted
+    evaluated_node_ = number;
+  }
+  successors_.collect_moves(state, moves_);
+  is_preferred_.assign(moves_.size(), true);
+  if (options_.preferred_operators) {
+    for (std::size_t i = 0; i < moves_.size(); ++i) {
+      is_preferred_[i] = heuristic_.is_preferred(successors_.first_step(state, moves_[i]));
+    }
+  }
+  has_children_ = false;
+  for (std::size_t i = 0; i < moves_.size() && !is_over_; ++i) {
+    if (is_preferred_[i]) {
+      is_over_ = make_child(number, moves_[i]);
+    } else {
+      defer_child(number, moves_[i]);
+    }
+  }
+  if (!has_children_ && number != 0) states_[nodes_[number].state].reset();
+}
+
+void GuidedSearch::defer_child(std::uint32_t parent, GuidedMove move) {
+  ++statistics_.num_generated;
+  has_children_ = true;
+  const Node from = nodes_[parent];
+  nodes_.push_back(
+      {parent, from.estimate, from.num_landmarks, from.makespan, move, Node::Phase::DEFERRED});
+  push(static_cast<std::uint32_t>(nodes_.size() - 1), /*is_preferred=*/false);
+}
+
+bool GuidedSearch::make_child(std::uint32_t parent, GuidedMove move) {
+  const GuidedSchedule::Mark mark = successors_.schedule().mark();
+  if (!build(*states_[nodes_[parent].state], move, child_)) return false;
+  const double makespan = successors_.schedule().makespan(child_);
+  const auto judge = [&]() -> double {
+    if (!is_new_state(makespan)) {
+      ++statistics_.num_duplicates;
+      return Heuristic::DEAD_END;
+    }
+    ++statistics_.num_generated;
+    if (is_improving() && makespan >= plan_makespan_ - LEAST_GAIN) return Heuristic::DEAD_END;
+    if (successors_.is_goal(child_)) {
+      is_over_ = note_goal(parent, move);
+      return Heuristic::DEAD_END;
+    }
+    const double estimate = evaluate(child_, static_cast<std::uint32_t>(nodes_.size()));
+    if (estimate == Heuristic::DEAD_END) ++statistics_.num_dead_ends;
+    return estimate;
+  };
+  const double estimate = judge();
+  successors_.schedule().cut_back(mark);
+  if (estimate == Heuristic::DEAD_END) return is_over_;
+  nodes_.push_back({parent, static_cast<float>(estimate),
+                    static_cast<float>(landmarks_.count_missing(child_)),
+                    static_cast<float>(makespan), move, Node::Phase::EVALUATED});
+  has_children_ = true;
+  push(static_cast<std::uint32_t>(nodes_.size() - 1), /*is_preferred=*/true);
+  queues_.note_progress(nodes_.back().estimate, nodes_.back().num_landmarks);
+  return false;
+}
+
+// --- plans and reports ---
+
+// The goal state is in `child_`. Returns whether the search is over.
+bool GuidedSearch::note_goal(std::uint32_t parent, GuidedMove move) {
+  const double makespan = successors_.schedule().makespan(child_);
+  if (has_plan_ && makespan >= plan_makespan_ - LEAST_GAIN) return false;
+  if (is_improving() && makespan >= plan_makespan_ - LEAST_GAIN) return false;
+  has_plan_ = true;
+  plan_makespan_ = makespan;
+  plan_.clear();
+  if (parent != NO_NODE) {
+    plan_.push_back(move);
+    for (std::uint32_t node = parent; nodes_[node].parent != NO_NODE; node = nodes_[node].parent) {
+      plan_.push_back(nodes_[node].move);
+    }
+    std::reverse(plan_.begin(), plan_.end());
+  }
+  is_over_ = !is_improving();
+  return is_over_;
+}
+
+void GuidedSearch::note_expansion() {
+  ++statistics_.num_expanded;
+  if (statistics_.num_expanded % REPORT_INTERVAL != 0) return;
+  LOG(LogLevel::INFO) << "States expanded: " << statistics_.num_expanded
+                      << ", evaluated: " << statistics_.num_evaluated
+                      << ", generated: " << statistics_.num_generated
+                      << ", duplicates: " << statistics_.num_duplicates
+                      << ", Open size: " << queues_.size()
+                      << ", least H: " << queues_.best_estimate();
+}
+
+}  // namespace kelvo::ftp

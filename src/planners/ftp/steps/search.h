@@ -1,0 +1,124 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include "planners/ftp/relaxation/hff.h"
+#include "planners/ftp/relaxation/landmarks.h"
+#include "planners/ftp/steps/duplicates.h"
+#include "planners/ftp/steps/queues.h"
+#include "planners/ftp/steps/successors.h"
+#include "planners/ftp/task/step_state.h"
+#include "planners/ftp/task/step_task.h"
+
+namespace kelvo::ftp {
+
+/// How a guided search goes about.
+struct GuidedOptions {
+  Compression compression = Compression::FULL;
+  Duplicates duplicates = Duplicates::BY_VALUES;
+  HFF::Options heuristic;
+  /// Successors by steps of the relaxed plan have a heap of their own, and alone are evaluated when
+  /// they are made; the others wait with the estimate of their parent.
+  bool preferred_operators = true;
+  /// The number of landmarks that are still to be reached leads a second pair of heaps.
+  bool landmarks = true;
+  std::size_t max_evaluations = std::numeric_limits<std::size_t>::max();
+  /// Only plans that are shorter than this; the search goes on behind each and cuts off what can't
+  /// be shorter than the best one. Infinite: the first plan ends the search.
+  double makespan_bound = std::numeric_limits<double>::infinity();
+};
+
+/// What a search has done.
+struct GuidedStatistics {
+  std::size_t num_evaluated = 0;
+  std::size_t num_generated = 0;
+  std::size_t num_expanded = 0;
+  std::size_t num_duplicates = 0;
+  std::size_t num_dead_ends = 0;
+};
+
+/// Greedy best-first search with preferred operators (Richter and Westphal, "The LAMA planner",
+/// JAIR 2010) over partial plans. Of equal estimates the shorter schedule comes first.
+class GuidedSearch {
+ public:
+  /// The task, the heuristic and the landmarks are borrowed.
+  GuidedSearch(const GuidedTask& task, HFF& heuristic, const GuidedLandmarks& landmarks,
+               const GuidedOptions& options);
+  ~GuidedSearch();
+
+  enum class Outcome { FOUND, EXHAUSTED, OUT_OF_EVALUATIONS };
+  Outcome run();
+
+  /// The moves of the plan that was found: of several the shortest.
+  const std::vector<GuidedMove>& plan() const { return plan_; }
+  double plan_makespan() const { return plan_makespan_; }
+  const GuidedStatistics& statistics() const { return statistics_; }
+  double initial_estimate() const { return initial_estimate_; }
+
+ private:
+  static constexpr std::uint32_t NO_NODE = 0xffffffff;
+  static constexpr std::uint32_t NO_STATE = 0xffffffff;
+
+  /// A child that was kept. Only those that are expanded are made whole.
+  struct Node {
+    enum class Phase : std::uint8_t {
+      DEFERRED,   // has the estimate of its parent
+      POSTPONED,  // was evaluated when it came up, and is worse than that
+      EVALUATED,
+      CLOSED,
+    };
+    std::uint32_t parent;
+    float estimate;
+    float num_landmarks;
+    float makespan;
+    GuidedMove move;
+    Phase phase;
+    std::uint32_t state = NO_STATE;
+  };
+  static_assert(sizeof(Node) <= 32, "there may be millions");
+
+  void make_root();
+  bool is_improving() const;
+  bool is_new_state(double makespan);
+  /// Makes the node's state whole. False when there is none, or it is known.
+  bool enter(std::uint32_t node);
+  bool build(const GuidedState& parent, GuidedMove& move, GuidedState& child);
+  /// False for a node that is a dead end, or that goes back into the heaps.
+  bool evaluate_deferred(std::uint32_t node);
+  void expand(std::uint32_t node);
+  /// True when the search is over.
+  bool make_child(std::uint32_t parent, GuidedMove move);
+  void defer_child(std::uint32_t parent, GuidedMove move);
+  double evaluate(const GuidedState& state, std::uint32_t node);
+  void push(std::uint32_t node, bool is_preferred);
+  bool note_goal(std::uint32_t parent, GuidedMove move);
+  void note_expansion();
+
+  HFF& heuristic_;
+  const GuidedLandmarks& landmarks_;
+  GuidedOptions options_;
+  GuidedSuccessors successors_;
+  GuidedDuplicates duplicates_;
+  GuidedQueues queues_;
+  GuidedStatistics statistics_;
+  double initial_estimate_ = 0;
+
+  std::vector<Node> nodes_;
+  std::vector<std::unique_ptr<GuidedState>> states_;
+  GuidedState child_;
+  std::uint32_t evaluated_node_ = NO_NODE;  // that of the heuristic's latest evaluation
+  std::vector<GuidedMove> moves_;
+  std::vector<bool> is_preferred_;
+  bool has_children_ = false;
+  bool is_over_ = false;
+
+  std::vector<GuidedMove> plan_;
+  double plan_makespan_ = 0;
+  bool has_plan_ = false;
+};
+
+}  // namespace kelvo::ftp

@@ -1,0 +1,189 @@
+#include "planners/ftp/steps/successors.h"
+
+#include <algorithm>
+
+namespace kelvo::ftp {
+
+namespace {
+
+/// The goal is read so long behind the end of the last action.
+constexpr double GOAL_GAP = 1.0;
+
+}  // namespace
+
+GuidedSuccessors::GuidedSuccessors(const GuidedTask& task, Compression compression)
+    : task_(task),
+      compression_(compression),
+      machine_(task.task().space()),
+      schedule_(task),
+      is_open_(task.lists().size()) {}
+
+bool GuidedSuccessors::make_initial_state(GuidedState& state) {
+  const CompiledTask& task = task_.task();
+  const StateSpace& space = task.space();
+  state.bits.assign(space.num_words(), 0);
+  state.ids.assign(space.num_ids(), ValueTable::NONE);
+  for (std::size_t slot = 0; slot < space.num_slots(); ++slot) {
+    space.set(state.bits.data(), state.ids.data(), slot, task.initial_values()[slot]);
+  }
+  state.refresh_values();
+  schedule_.start(state);
+  return std::all_of(
+      task.initial_conditions().begin(), task.initial_conditions().end(),
+      [&](std::uint32_t program) { return machine_.holds(task.condition(program), state.values); });
+}
+
+bool GuidedSuccessors::all_hold(const std::vector<const Condition*>& conditions,
+                                const StateValues& values) {
+  return std::all_of(conditions.begin(), conditions.end(), [&](const Condition* condition) {
+    return machine_.holds(*condition, values);
+  });
+}
+
+// --- moves ---
+
+bool GuidedSuccessors::compresses(const GuidedList& list) const {
+  if (list.num_steps == 1 || compression_ == Compression::NONE) return false;
+  return compression_ == Compression::FULL ? list.may_compress : list.compresses_safely;
+}
+
+bool GuidedSuccessors::may_open(const GuidedState& state, const GuidedList& list) {
+  return list.is_useful && all_hold(task_.step(list.first_step).checks, state.values);
+}
+
+void GuidedSuccessors::collect_moves(const GuidedState& state, std::vector<GuidedMove>& moves) {
+  moves.clear();
+  for (const OpenList& open : state.open) {
+    is_open_[open.list] = true;
+    const GuidedStep& next = task_.step(open.list, open.position);
+    if (all_hold(next.checks, state.values)) moves.push_back({open.list, GuidedMove::Kind::STEP});
+  }
+  if (state.problem_position < task_.list(GuidedTask::PROBLEM).num_steps) {
+    const GuidedStep& next = task_.step(GuidedTask::PROBLEM, state.problem_position);
+    if (all_hold(next.checks, state.values)) {
+      moves.push_back({GuidedTask::PROBLEM, GuidedMove::Kind::STEP});
+    }
+  }
+  for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < task_.lists().size(); ++id) {
+    const GuidedList& list = task_.list(id);
+    if (is_open_[id] || !may_open(state, list)) continue;
+    moves.push_back({id, compresses(list) ? GuidedMove::Kind::OPEN_ALL : GuidedMove::Kind::OPEN});
+  }
+  for (const OpenList& open : state.open) is_open_[open.list] = false;
+}
+
+std::uint32_t GuidedSuccessors::first_step(const GuidedState& state, GuidedMove move) const {
+  const std::uint32_t first = task_.list(move.list).first_step;
+  if (move.kind != GuidedMove::Kind::STEP) return first;
+  if (move.list == GuidedTask::PROBLEM) return first + state.problem_position;
+  const auto open = std::find_if(state.open.begin(), state.open.end(),
+                                 [&](const OpenList& one) { return one.list == move.list; });
+  return first + open->position;
+}
+
+// --- applying ---
+
+bool GuidedSuccessors::apply(GuidedState& state, GuidedMove move) {
+  state.refresh_values();
+  if (move.kind == GuidedMove::Kind::STEP) {
+    if (move.list == GuidedTask::PROBLEM) {
+      const GuidedStep& step = task_.step(GuidedTask::PROBLEM, state.problem_position++);
+      return apply_step(state, step, 0);
+    }
+    for (std::size_t i = 0; i < state.open.size(); ++i) {
+      if (state.open[i].list == move.list) return apply_next_step(state, i);
+    }
+    return false;
+  }
+  if (!open_action(state, move.list)) return false;
+  if (move.kind == GuidedMove::Kind::OPEN) return true;
+  for (std::uint32_t rest = task_.list(move.list).num_steps - 1; rest > 0; --rest) {
+    if (!apply_next_step(state, state.open.size() - 1)) return false;
+  }
+  return true;
+}
+
+bool GuidedSuccessors::open_action(GuidedState& state, std::uint32_t number) {
+  const GuidedList& list = task_.list(number);
+  const std::uint32_t node = schedule_.add_action(state, number);
+  if (list.num_steps > 1) state.open.push_back({number, 1, node});
+  return apply_step(state, task_.step(number, 0), node);
+}
+
+bool GuidedSuccessors::apply_next_step(GuidedState& state, std::size_t index) {
+  const OpenList open = state.open[index];
+  if (open.position + 1 == task_.list(open.list).num_steps) {
+    state.open.erase(state.open.begin() + static_cast<std::ptrdiff_t>(index));
+  } else {
+    ++state.open[index].position;
+  }
+  return apply_step(state, task_.step(open.list, open.position), open.node);
+}
+
+// The lists stand behind the step already.
+bool GuidedSuccessors::apply_step(GuidedState& state, const GuidedStep& step, std::uint32_t node) {
+  return all_hold(step.checks, state.values) && apply_effects(state, step) &&
+         all_hold(step.opened, state.values) && open_conditions_hold(state, step) &&
+         schedule_.add_step(state, step, node);
+}
+
+bool GuidedSuccessors::apply_effects(GuidedState& state, const GuidedStep& step) {
+  StateValues before = state.values;
+  if (step.has_computed_effects) {
+    bits_before_ = state.bits;
+    ids_before_ = state.ids;
+    before = {bits_before_.data(), ids_before_.data()};
+  }
+  for (const EffectProgram* effect : step.effects) {
+    if (!machine_.apply(*effect, before, state.bits.data(), state.ids.data())) return false;
+  }
+  return true;
+}
+
+bool GuidedSuccessors::open_conditions_hold(const GuidedState& state, const GuidedStep& step) {
+  const auto hold = [&](std::uint32_t number, std::uint32_t position) {
+    const OpenSet& open = task_.list(number).open_at[position];
+    return !have_common_member(open.reads, step.changes) || all_hold(open.conditions, state.values);
+  };
+  for (const OpenList& open : state.open) {
+    if (!hold(open.list, open.position)) return false;
+  }
+  return hold(GuidedTask::PROBLEM, state.problem_position);
+}
+
+// --- goals ---
+
+// The goal is read one time unit behind the last action: what the problem does later is not seen.
+bool GuidedSuccessors::is_seen_by_goal(const GuidedState& state, std::uint32_t position) const {
+  return task_.step(GuidedTask::PROBLEM, position).offset < schedule_.makespan(state) + GOAL_GAP;
+}
+
+bool GuidedSuccessors::is_goal(GuidedState& state) {
+  if (!state.open.empty() || state.problem_position < task_.last_condition()) return false;
+  if (!all_hold(task_.goals(), state.values) || !waits_for_problem(state)) return false;
+  const std::uint32_t num_steps = task_.list(GuidedTask::PROBLEM).num_steps;
+  for (std::uint32_t position = state.problem_position; position < num_steps; ++position) {
+    if (task_.touches_goal(position) && is_seen_by_goal(state, position)) return false;
+  }
+  return true;
+}
+
+// The latest action is put off where that is possible, else the one before it, and so on.
+bool GuidedSuccessors::waits_for_problem(GuidedState& state) {
+  std::uint32_t position = state.problem_position;
+  while (position > 0 && !task_.touches_goal(position - 1)) --position;
+  if (position == 0 || is_seen_by_goal(state, position - 1)) return true;
+  const GuidedStep& last = task_.step(GuidedTask::PROBLEM, position - 1);
+  std::vector<std::uint32_t> nodes;
+  for (std::uint32_t node = 1; node < state.times.size(); ++node) nodes.push_back(node);
+  const std::vector<double> times = state.times;
+  std::stable_sort(nodes.begin(), nodes.end(),
+                   [&](std::uint32_t a, std::uint32_t b) { return times[a] > times[b]; });
+  return std::any_of(nodes.begin(), nodes.end(), [&](std::uint32_t node) {
+    if (schedule_.put_off(state, node, last.exact_offset)) return true;
+    state.times = times;
+    return false;
+  });
+}
+
+}  // namespace kelvo::ftp

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "planners/ftp/steps/schedule.h"
+#include "planners/ftp/task/step_state.h"
+#include "planners/ftp/task/step_task.h"
+#include "planners/task/machine.h"
+
+namespace kelvo::ftp {
+
+/// Which openings apply the rest of their list at once.
+enum class Compression {
+  NONE,
+  SAFE,  // only where nothing is lost
+  FULL,
+};
+
+/// Makes the successors of guided states.
+class GuidedSuccessors {
+ public:
+  /// The task is borrowed.
+  GuidedSuccessors(const GuidedTask& task, Compression compression);
+
+  /// False when what must hold at the start of the plan does not.
+  bool make_initial_state(GuidedState& state);
+
+  /// What may be applied in the state, as far as its values tell.
+  void collect_moves(const GuidedState& state, std::vector<GuidedMove>& moves);
+  /// Applies the move to the state, which is a copy of its parent. False when it does not apply:
+  /// then the state is spoilt, and what it added has to be cut off the schedule.
+  bool apply(GuidedState& state, GuidedMove move);
+  /// A compressed opening that does not apply may do so without the rest.
+  static bool is_compressed(GuidedMove move) { return move.kind == GuidedMove::Kind::OPEN_ALL; }
+
+  /// Whether the plan is complete. Where the goals need what the problem does later than a time
+  /// unit behind the plan, an action of the state is put off.
+  bool is_goal(GuidedState& state);
+  /// The step that a move applies first.
+  std::uint32_t first_step(const GuidedState& state, GuidedMove move) const;
+
+  GuidedSchedule& schedule() { return schedule_; }
+  const GuidedTask& task() const { return task_; }
+
+ private:
+  bool all_hold(const std::vector<const Condition*>& conditions, const StateValues& values);
+  bool apply_step(GuidedState& state, const GuidedStep& step, std::uint32_t node);
+  bool apply_effects(GuidedState& state, const GuidedStep& step);
+  bool open_conditions_hold(const GuidedState& state, const GuidedStep& step);
+  bool open_action(GuidedState& state, std::uint32_t list);
+  bool apply_next_step(GuidedState& state, std::size_t open);
+  bool is_seen_by_goal(const GuidedState& state, std::uint32_t position) const;
+  bool waits_for_problem(GuidedState& state);
+  bool compresses(const GuidedList& list) const;
+  bool may_open(const GuidedState& state, const GuidedList& list);
+
+  const GuidedTask& task_;
+  Compression compression_;
+  Machine machine_;
+  GuidedSchedule schedule_;
+  std::vector<bool> is_open_;
+  std::vector<std::uint64_t> bits_before_;
+  std::vector<ValueId> ids_before_;
+};
+
+}  // namespace kelvo::ftp

@@ -1,0 +1,181 @@
+#include "planners/ftp/task/step_task.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "planners/ftp/task/reachability.h"
+#include "planners/ftp/task/step_maker.h"
+
+namespace kelvo::ftp {
+
+bool interfere(const GuidedStep& a, const GuidedStep& b) {
+  return have_common_member(a.writes, b.reads) || have_common_member(a.writes, b.writes) ||
+         have_common_member(a.reads, b.writes);
+}
+
+GuidedTask::GuidedTask(CompiledTask& task) : task_(task), lists_(task.templates().size()) {
+  GuidedStepMaker maker(*this);
+  maker.add_problem();
+  for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < lists_.size(); ++id) {
+    maker.add_action(id);
+  }
+  lists_[CompiledTask::PROBLEM_END].is_useful = false;
+
+  // What never changes is known first: it is no reason to order steps, and no way to a goal.
+  find_reachable_actions();
+  find_order_slots();
+  collect_accesses();
+  find_relevant_actions();
+  find_compressible_actions();
+}
+
+// --- what can be reached, and what changes ---
+
+void GuidedTask::find_reachable_actions() {
+  GuidedReachability reachability(*this);
+  for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < lists_.size(); ++id) {
+    lists_[id].is_useful = lists_[id].is_useful && reachability.is_reached(id);
+  }
+  // The effects of what was left out no longer count.
+  const GuidedReachability remaining(*this);
+  is_constant_.resize(num_slots());
+  for (std::uint32_t slot = 0; slot < num_slots(); ++slot) {
+    is_constant_[slot] = !remaining.may_change(slot);
+  }
+}
+
+// --- which slots order the steps ---
+
+// Slots that a durative condition reads are joined, unless it is a conjunction of literals.
+void GuidedTask::find_order_slots() {
+  order_slot_.resize(num_slots());
+  std::iota(order_slot_.begin(), order_slot_.end(), 0U);
+  const auto root_of = [this](std::uint32_t slot) {
+    while (order_slot_[slot] != slot) {
+      order_slot_[slot] = order_slot_[order_slot_[slot]];
+      slot = order_slot_[slot];
+    }
+    return slot;
+  };
+  for (const GuidedList& list : lists_) {
+    for (const OpenSet& open : list.open_at) {
+      for (const Condition* condition : open.conditions) {
+        if (condition->is_mask) continue;
+        SlotSet reads;
+        add_reads(condition->program, reads);
+        for (const std::uint32_t slot : reads.members) {
+          order_slot_[root_of(slot)] = root_of(reads.members.front());
+        }
+      }
+    }
+  }
+  for (std::uint32_t slot = 0; slot < num_slots(); ++slot) order_slot_[slot] = root_of(slot);
+}
+
+void GuidedTask::add_reads(const Program& program, SlotSet& slots) const {
+  if (program.reads_all) {
+    for (std::uint32_t slot = 0; slot < num_slots(); ++slot) {
+      if (!is_constant_[slot]) slots.add(slot);
+    }
+    return;
+  }
+  for (const std::uint32_t slot : program.reads) {
+    if (!is_constant_[slot]) slots.add(slot);
+  }
+}
+
+void GuidedTask::add_accesses(GuidedStep& step) const {
+  SlotSet reads;
+  for (const Condition* condition : step.checks) add_reads(condition->program, reads);
+  for (const Condition* condition : step.opened) add_reads(condition->program, reads);
+  for (const EffectProgram* effect : step.effects) {
+    if (effect->writes_all) {
+      for (std::uint32_t slot = 0; slot < num_slots(); ++slot) step.changes.add(slot);
+    }
+    for (const std::uint32_t slot : effect->writes) step.changes.add(slot);
+    for (const Assignment& assignment : effect->assignments) {
+      if (!assignment.is_constant) add_reads(assignment.value, reads);
+      if (assignment.target != nullptr) add_reads(*assignment.target, reads);
+    }
+  }
+  for (const std::uint32_t slot : reads.members) step.reads.add(order_slot_[slot]);
+  for (const std::uint32_t slot : step.changes.members) step.writes.add(order_slot_[slot]);
+  step.reads.finish();
+  step.writes.finish();
+  step.changes.finish();
+}
+
+void GuidedTask::collect_accesses() {
+  for (GuidedStep& step : steps_) add_accesses(step);
+  for (GuidedList& list : lists_) {
+    for (OpenSet& open : list.open_at) {
+      for (const Condition* condition : open.conditions) add_reads(condition->program, open.reads);
+      open.reads.finish();
+    }
+  }
+  const GuidedList& problem = lists_[PROBLEM];
+  SlotSet goal_reads;
+  for (const Condition* goal : goals_) add_reads(goal->program, goal_reads);
+  goal_reads.finish();
+  for (std::uint32_t position = 0; position < problem.num_steps; ++position) {
+    const GuidedStep& at = step(PROBLEM, position);
+    touches_goal_.push_back(have_common_member(at.changes, goal_reads));
+    if (!at.checks.empty()) last_condition_ = position + 1;
+  }
+}
+
+// --- what may help ---
+
+void GuidedTask::find_relevant_actions() {
+  std::vector<std::vector<std::uint32_t>> writers(num_slots());
+  for (const GuidedStep& step : steps_) {
+    if (!lists_[step.list].is_useful) continue;
+    for (const std::uint32_t slot : step.changes.members) {
+      if (!is_constant_[slot]) writers[slot].push_back(step.list);
+    }
+  }
+  std::vector<bool> is_wanted(num_slots());
+  std::vector<std::uint32_t> open;
+  const auto want = [&](const Program& program) {
+    SlotSet slots;
+    add_reads(program, slots);
+    for (const std::uint32_t slot : slots.members) {
+      if (is_wanted[slot]) continue;
+      is_wanted[slot] = true;
+      open.push_back(slot);
+    }
+  };
+  const auto want_all_of = [&](std::uint32_t number) {
+    const GuidedList& list = lists_[number];
+    for (std::uint32_t position = 0; position < list.num_steps; ++position) {
+      const GuidedStep& at = step(number, position);
+      for (const Condition* condition : at.checks) want(condition->program);
+      for (const EffectProgram* effect : at.effects) {
+        for (const Assignment& assignment : effect->assignments) {
+          if (!assignment.is_constant) want(assignment.value);
+          if (assignment.target != nullptr) want(*assignment.target);
+        }
+      }
+    }
+    for (const OpenSet& between : list.open_at) {
+      for (const Condition* condition : between.conditions) want(condition->program);
+    }
+  };
+  for (const Condition* goal : goals_) want(goal->program);
+  want_all_of(PROBLEM);
+  std::vector<bool> is_relevant(lists_.size());
+  while (!open.empty()) {
+    const std::uint32_t slot = open.back();
+    open.pop_back();
+    for (const std::uint32_t number : writers[slot]) {
+      if (is_relevant[number]) continue;
+      is_relevant[number] = true;
+      want_all_of(number);
+    }
+  }
+  for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < lists_.size(); ++id) {
+    lists_[id].is_useful = lists_[id].is_useful && is_relevant[id];
+  }
+}
+
+}  // namespace kelvo::ftp

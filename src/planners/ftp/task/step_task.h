@@ -1,0 +1,138 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "planners/ftp/task/compiled_task.h"
+#include "planners/task/id_set.h"
+#include "planners/task/program.h"
+#include "shell/numbers.h"
+
+namespace kelvo::ftp {
+
+/// All that one action, or the problem, does at one instant: first its conditions are tested, then
+/// its effects are applied, then durative conditions open. An effect is not seen by a condition of
+/// the same instant, so that this is what the instant means, however many events it is told as.
+struct GuidedStep {
+  std::uint32_t list = 0;
+  std::uint32_t position = 0;
+  /// Which node of the schedule the step is tied to, and how far behind it.
+  bool at_end_node = false;
+  rational exact_offset;
+  double offset = 0;
+  std::vector<const Condition*> checks;
+  std::vector<const EffectProgram*> effects;
+  /// The conditions that open here and stay open behind it.
+  std::vector<const Condition*> opened;
+  /// An effect computes a value, so that the state before it is needed.
+  bool has_computed_effects = false;
+
+  /// What orders the step among others: see `GuidedTask`.
+  SlotSet reads;
+  SlotSet writes;
+  /// The slots of the state that the effects change.
+  SlotSet changes;
+};
+
+/// Whether the order of two steps of different actions matters.
+bool interfere(const GuidedStep& a, const GuidedStep& b);
+
+/// The durative conditions that are open between two steps.
+struct OpenSet {
+  std::vector<const Condition*> conditions;
+  SlotSet reads;
+};
+
+/// The steps of an action, or those of the problem with a time after its start.
+struct GuidedList {
+  model::Action action;  // null for the problem's
+  std::uint32_t first_step = 0;
+  std::uint32_t num_steps = 0;
+  /// By position: what is open before the step there is applied.
+  std::vector<OpenSet> open_at;
+  /// One node of the schedule for an action whose duration is fixed, else two.
+  bool has_fixed_duration = true;
+  bool has_upper = true;
+  rational exact_lower;
+  rational exact_upper;
+  double lower = 0;
+  double upper = 0;
+  /// With a fixed duration: how far behind the start the action is through.
+  double latest_offset = 0;
+
+  /// Can be reached, and may help towards a goal.
+  bool is_useful = true;
+  /// An opening may apply the rest of the list at once: it holds nothing only for a while that
+  /// another action could need in between.
+  bool may_compress = false;
+  /// Even so nothing is lost (Coles, Coles, Fox and Long, "Forward-chaining partial-order
+  /// planning", ICAPS 2010).
+  bool compresses_safely = false;
+};
+
+/// A compiled task as the guided search takes it: lists of steps instead of events, without actions
+/// that can't be reached or don't help, and which slots order the steps.
+///
+/// A schedule keeps, slot by slot, the order of the steps that write it among each other and to
+/// those that read it. That makes the values of the search come true as long as each condition is
+/// a conjunction of literals. A durative condition that is more, as a disjunction, may break in
+/// between if writers of two of its slots change places: such slots are ordered as if they were
+/// one. A slot that never changes orders only its writers.
+class GuidedTask {
+ public:
+  /// The list of the problem; the others are those of the actions, by template number.
+  static constexpr std::uint32_t PROBLEM = 0;
+
+  /// The task is borrowed.
+  explicit GuidedTask(CompiledTask& task);
+
+  CompiledTask& task() const { return task_; }
+  /// Why the task can't be treated: empty if it can.
+  const std::string& obstacle() const { return obstacle_; }
+
+  const std::vector<GuidedStep>& steps() const { return steps_; }
+  const GuidedStep& step(std::uint32_t number) const { return steps_[number]; }
+  const GuidedStep& step(std::uint32_t list, std::uint32_t position) const {
+    return steps_[lists_[list].first_step + position];
+  }
+  const std::vector<GuidedList>& lists() const { return lists_; }
+  const GuidedList& list(std::uint32_t number) const { return lists_[number]; }
+
+  /// What must hold at the end of the plan.
+  const std::vector<const Condition*>& goals() const { return goals_; }
+  /// By step of the problem: writes what a goal reads.
+  bool touches_goal(std::uint32_t position) const { return touches_goal_[position]; }
+  /// The first position of the problem's list behind which no condition stands.
+  std::uint32_t last_condition() const { return last_condition_; }
+
+  /// Slots that keep their initial value whatever is done.
+  bool is_constant(std::uint32_t slot) const { return is_constant_[slot]; }
+  std::size_t num_slots() const { return task_.space().num_slots(); }
+
+ private:
+  friend class GuidedStepMaker;
+
+  void find_reachable_actions();
+  void find_constant_slots();
+  void find_order_slots();
+  void collect_accesses();
+  void find_relevant_actions();
+  void find_compressible_actions();
+  void add_reads(const Program& program, SlotSet& slots) const;
+  void add_accesses(GuidedStep& step) const;
+
+  CompiledTask& task_;
+  std::string obstacle_;
+  std::vector<GuidedStep> steps_;
+  std::vector<GuidedList> lists_;
+  std::vector<const Condition*> goals_;
+  std::vector<bool> touches_goal_;
+  std::uint32_t last_condition_ = 0;
+  std::vector<bool> is_constant_;
+  /// By slot: the slot that stands for it in orders.
+  std::vector<std::uint32_t> order_slot_;
+};
+
+}  // namespace kelvo::ftp

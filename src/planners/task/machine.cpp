@@ -1,0 +1,404 @@
+#include "planners/task/machine.h"
+
+#include <cassert>
+#include <limits>
+#include <numeric>
+
+#include "model/expression_evaluator.h"
+#include "model/expression_factory.h"
+#include "model/print_expression.h"
+#include "model/types.h"
+#include "shell/environment.h"
+#include "shell/errors.h"
+
+namespace kelvo {
+
+using model::Expression;
+
+namespace {
+
+__extension__ using Wide = __int128;
+
+bool is_number(const Value& value) {
+  return value.kind == ValueKind::INTEGER || value.kind == ValueKind::RATIONAL;
+}
+
+Value boolean(bool value) {
+  return {ValueKind::BOOLEAN, value ? ValueTable::TRUE : ValueTable::FALSE};
+}
+
+bool is_true(const Value& value) {
+  return value.id == ValueTable::TRUE;
+}
+
+bool fits(Wide n) {
+  return n <= std::numeric_limits<std::int64_t>::max() &&
+         n > std::numeric_limits<std::int64_t>::min();
+}
+
+// The reduced quotient in `result`; false when it does not fit.
+bool make_rational(Wide num, Wide den, Value& result) {
+  if (den == 0) return false;
+  if (den < 0) {
+    num = -num;
+    den = -den;
+  }
+  Wide a = num < 0 ? -num : num;
+  Wide b = den;
+  while (b != 0) {
+    const Wide rest = a % b;
+    a = b;
+    b = rest;
+  }
+  num /= a;
+  den /= a;
+  if (!fits(num) || !fits(den)) return false;
+  result = {ValueKind::RATIONAL, 0, static_cast<std::int64_t>(num), static_cast<std::int64_t>(den)};
+  return true;
+}
+
+bool make_integer(Wide num, Value& result) {
+  if (!fits(num)) return false;
+  result = {ValueKind::INTEGER, 0, static_cast<std::int64_t>(num), 1};
+  return true;
+}
+
+bool add_rationals(const Value& a, const Value& b, Value& result) {
+  if (a.den == 1 && b.den == 1) return make_rational(Wide{a.num} + b.num, 1, result);
+  const Wide left = Wide{a.num} * b.den;
+  const Wide right = Wide{b.num} * a.den;
+  // Each product has at most 126 bits, so that the sum does not overflow.
+  return make_rational(left + right, Wide{a.den} * b.den, result);
+}
+
+bool multiply_rationals(const Value& a, const Value& b, Value& result) {
+  return make_rational(Wide{a.num} * b.num, Wide{a.den} * b.den, result);
+}
+
+// -1, 0 or 1.
+int order(const Value& a, const Value& b) {
+  const Wide left = Wide{a.num} * b.den;
+  const Wide right = Wide{b.num} * a.den;
+  return left < right ? -1 : (right < left ? 1 : 0);
+}
+
+}  // namespace
+
+bool Machine::holds(const Program& program, const StateValues& state) {
+  if (run(program, state, program.steps.size()) && stack_.back().kind == ValueKind::BOOLEAN) {
+    return is_true(stack_.back());
+  }
+  const model::ExpressionFactory& ef = environment().expression_factory();
+  Expression value = nullptr;
+  try {
+    value = evaluate_expression(program.expression, state);
+  } catch (const OutOfBoundsValue&) {
+    return false;
+  }
+  if (!ef.is_boolean_constant(value)) {
+    throw InternalError() << "A boolean constant was expected: " << model::print_expression(value);
+  }
+  return ef.get_boolean_constant(value);
+}
+
+Value Machine::evaluate(const Program& program, const StateValues& state) {
+  if (run(program, state, program.steps.size())) return stack_.back();
+  const Expression value = evaluate_expression(program.expression, state);
+  return space_.value_table().value(space_.value_table().id_of(value));
+}
+
+Expression Machine::evaluate_expression(Expression e, const StateValues& state) {
+  const bool is_stateless = state.bits == nullptr && state.ids == nullptr;
+  const std::vector<Expression> values =
+      is_stateless ? std::vector<Expression>(space_.num_slots()) : space_.expressions(state);
+  return model::ExpressionEvaluator(environment(), space_.fluent_index(), values)(e);
+}
+
+std::optional<Value> Machine::combine(const Program& program, const ProgramStep& step,
+                                      std::span<const Value> operands) {
+  stack_.assign(operands.begin(), operands.end());
+  try {
+    if (run_step(program, step, StateValues())) return stack_.back();
+  } catch (const KelvoError&) {
+    // A constant has no value there, or an argument is out of bounds.
+  }
+  return std::nullopt;
+}
+
+// --- effects ---
+
+bool Machine::apply(const EffectProgram& effect, const StateValues& before, std::uint64_t* bits,
+                    ValueId* ids) {
+  if (effect.never) return false;
+  for (const WordUpdate& update : effect.updates) {
+    bits[update.word] = (bits[update.word] & ~update.clear) | update.set;
+  }
+  if (effect.assignments.empty()) return true;
+  try {
+    for (const Assignment& assignment : effect.assignments) {
+      if (!assign(assignment, before, bits, ids)) return false;
+    }
+  } catch (const OutOfBoundsValue&) {
+    return false;
+  }
+  return true;
+}
+
+bool Machine::assign(const Assignment& assignment, const StateValues& before, std::uint64_t* bits,
+                     ValueId* ids) {
+  const std::size_t slot =
+      assignment.target == nullptr ? assignment.slot : target_slot(*assignment.target, before);
+  if (assignment.is_constant && assignment.target == nullptr) {
+    space_.set(bits, ids, slot, assignment.constant);  // tested when it was compiled
+    return true;
+  }
+  ValueTable& table = space_.value_table();
+  Value value = assignment.is_constant ? table.value(assignment.constant)
+                                       : evaluate(assignment.value, before);
+  const model::Type& type = space_.type(slot);
+  if (type->is_boolean() && value.kind != ValueKind::BOOLEAN) {
+    throw InternalError() << "A boolean constant was expected: "
+                          << model::print_expression(table.expression(table.id_of(value)));
+  }
+  if (type->is_integer() && value.kind == ValueKind::RATIONAL && value.den == 1) {
+    value.kind = ValueKind::INTEGER;
+  }
+  const ValueId id = table.id_of(value);
+  if (type->is_numeric() &&
+      model::is_out_of_bounds(environment().expression_factory(), type, table.expression(id))) {
+    return false;
+  }
+  space_.set(bits, ids, slot, id);
+  return true;
+}
+
+std::size_t Machine::target_slot(const Program& target, const StateValues& state) {
+  const ProgramStep& last = target.steps.back();
+  if (last.op == ProgramOp::FLUENT && run(target, state, target.steps.size() - 1)) {
+    const ApplicationTable& table = *target.tables[last.arg];
+    if (collect_arguments(table, last.count)) {
+      const auto slot = table.entries.find(arguments_);
+      if (slot != table.entries.end()) return slot->second;
+    }
+  }
+  // The evaluator computes the arguments with its tests; a fluent that is then still missing is
+  // refused by it.
+  model::ExpressionFactory& ef = environment().expression_factory();
+  if (ef.is_functional_apply(target.expression)) {
+    static_cast<void>(evaluate_expression(target.expression, state));
+    const std::vector<Expression> values = space_.expressions(state);
+    const model::ExpressionEvaluator evaluator(environment(), space_.fluent_index(), values);
+    std::vector<Expression> arguments;
+    for (const Expression argument : target.expression->children()) {
+      arguments.push_back(evaluator(argument));
+    }
+    const Expression reference = ef.get_reference_from_functional_apply(target.expression);
+    const auto slot = space_.fluent_index().find(ef.make_functional_apply(reference, arguments));
+    if (slot != space_.fluent_index().end()) return slot->second;
+  }
+  throw InternalError() << "Found an unexpected fluent: "
+                        << model::print_expression(target.expression);
+}
+
+// --- the steps ---
+
+// Runs the first steps of the program and leaves the result on the stack; false to punt.
+bool Machine::run(const Program& program, const StateValues& state, std::size_t num_steps) {
+  stack_.clear();
+  for (std::size_t i = 0; i < num_steps; ++i) {
+    if (!run_step(program, program.steps[i], state)) return false;
+  }
+  return true;
+}
+
+bool Machine::run_step(const Program& program, const ProgramStep& step, const StateValues& state) {
+  switch (step.op) {
+    case ProgramOp::VALUE:
+      stack_.push_back(space_.value_table().value(step.arg));
+      return true;
+    case ProgramOp::BIT:
+      stack_.push_back(boolean(((state.bits[step.arg / 64] >> (step.arg % 64)) & 1) != 0));
+      return true;
+    case ProgramOp::ID: {
+      const ValueId id = state.ids[step.arg];
+      stack_.push_back(space_.value_table().value(id));
+      return id != ValueTable::NONE;
+    }
+    case ProgramOp::FLUENT: {
+      const ApplicationTable& table = *program.tables[step.arg];
+      if (!collect_arguments(table, step.count)) return false;
+      const auto slot = table.entries.find(arguments_);
+      if (slot == table.entries.end()) return false;
+      const ValueId id = space_.value(state, slot->second);
+      stack_.push_back(space_.value_table().value(id));
+      return id != ValueTable::NONE;
+    }
+    case ProgramOp::CONSTANT: {
+      const ApplicationTable& table = *program.tables[step.arg];
+      if (!collect_arguments(table, step.count)) return false;
+      auto known = table.entries.find(arguments_);
+      if (known == table.entries.end()) {
+        std::vector<Expression> arguments;
+        for (const ValueId id : arguments_)
+          arguments.push_back(space_.value_table().expression(id));
+        const Expression application =
+            environment().expression_factory().make_functional_apply(table.reference, arguments);
+        const Expression value = evaluate_expression(application, state);
+        known = table.entries.emplace(arguments_, space_.value_table().id_of(value)).first;
+      }
+      stack_.push_back(space_.value_table().value(known->second));
+      return true;
+    }
+    case ProgramOp::NOT:
+      stack_.back() = boolean(!is_true(stack_.back()));
+      return true;
+    case ProgramOp::AND:
+    case ProgramOp::OR: {
+      const bool neutral = step.op == ProgramOp::AND;
+      bool result = neutral;
+      for (std::uint32_t i = 0; i < step.count; ++i) {
+        if (is_true(stack_.back()) != neutral) result = !neutral;
+        stack_.pop_back();
+      }
+      stack_.push_back(boolean(result));
+      return true;
+    }
+    case ProgramOp::IMPLY:
+    case ProgramOp::IFF: {
+      const bool right = is_true(stack_.back());
+      stack_.pop_back();
+      const bool left = is_true(stack_.back());
+      stack_.back() = boolean(step.op == ProgramOp::IFF ? left == right : !left || right);
+      return true;
+    }
+    case ProgramOp::EQUALS:
+    case ProgramOp::LT:
+    case ProgramOp::LE:
+    case ProgramOp::GT:
+    case ProgramOp::GE:
+      return compare(step.op);
+    case ProgramOp::TIMES:
+      return multiply(step.count);
+    case ProgramOp::PLUS:
+      return add_up(step.count);
+    case ProgramOp::DIV:
+      return divide();
+    case ProgramOp::MINUS:
+      return subtract();
+    case ProgramOp::PUNT:
+      return false;
+  }
+  return false;
+}
+
+// Moves the top `count` values into `arguments_`.
+bool Machine::collect_arguments(const ApplicationTable& table, std::size_t count) {
+  if (count != table.is_integer.size()) return false;
+  arguments_.resize(count);
+  for (std::size_t i = count; i > 0; --i) {
+    Value& value = stack_.back();
+    if (value.kind == ValueKind::RATIONAL && value.den == 1 && table.is_integer[i - 1]) {
+      value.kind = ValueKind::INTEGER;
+    }
+    arguments_[i - 1] = space_.value_table().id_of(value);
+    stack_.pop_back();
+  }
+  return true;
+}
+
+bool Machine::compare(ProgramOp op) {
+  const Value right = stack_.back();
+  stack_.pop_back();
+  Value& left = stack_.back();
+  if (op == ProgramOp::EQUALS && (!is_number(left) || !is_number(right))) {
+    if (left.kind == ValueKind::BIG || right.kind == ValueKind::BIG) return false;
+    // Two values of different kinds are an error of the model: left to the evaluator.
+    if (left.kind != right.kind) return false;
+    left = boolean(left.id == right.id);
+    return true;
+  }
+  if (!is_number(left) || !is_number(right)) return false;
+  const int o = order(left, right);
+  switch (op) {
+    case ProgramOp::EQUALS:
+      left = boolean(o == 0);
+      break;
+    case ProgramOp::LT:
+      left = boolean(o < 0);
+      break;
+    case ProgramOp::LE:
+      left = boolean(o <= 0);
+      break;
+    case ProgramOp::GT:
+      left = boolean(o > 0);
+      break;
+    default:
+      left = boolean(o >= 0);
+      break;
+  }
+  return true;
+}
+
+// Integers and rationals are summed apart, and the result is a rational unless the rationals
+// cancel out: the kinds of the simplifier.
+bool Machine::add_up(std::size_t count) {
+  Value integers{ValueKind::INTEGER, 0, 0, 1};
+  Value rationals{ValueKind::RATIONAL, 0, 0, 1};
+  for (std::size_t i = 0; i < count; ++i) {
+    const Value value = stack_.back();
+    stack_.pop_back();
+    if (!is_number(value)) return false;
+    if (value.kind == ValueKind::INTEGER) {
+      if (!make_integer(Wide{integers.num} + value.num, integers)) return false;
+    } else if (!add_rationals(rationals, value, rationals)) {
+      return false;
+    }
+  }
+  stack_.push_back(integers);
+  return rationals.num == 0 || add_rationals(rationals, integers, stack_.back());
+}
+
+bool Machine::multiply(std::size_t count) {
+  Value integers{ValueKind::INTEGER, 0, 1, 1};
+  Value rationals{ValueKind::RATIONAL, 0, 1, 1};
+  for (std::size_t i = 0; i < count; ++i) {
+    const Value value = stack_.back();
+    stack_.pop_back();
+    if (!is_number(value)) return false;
+    if (value.kind == ValueKind::INTEGER) {
+      if (!make_integer(Wide{integers.num} * value.num, integers)) return false;
+    } else if (!multiply_rationals(rationals, value, rationals)) {
+      return false;
+    }
+  }
+  stack_.push_back(integers);
+  return (rationals.num == 1 && rationals.den == 1) ||
+         multiply_rationals(rationals, integers, stack_.back());
+}
+
+bool Machine::subtract() {
+  const Value right = stack_.back();
+  stack_.pop_back();
+  Value& left = stack_.back();
+  if (!is_number(left) || !is_number(right)) return false;
+  if (left.kind == ValueKind::INTEGER && right.kind == ValueKind::INTEGER) {
+    return make_integer(Wide{left.num} - right.num, left);
+  }
+  Value negated = right;
+  negated.num = -right.num;
+  return add_rationals(left, negated, left);
+}
+
+// The quotient of two integers is truncated, and a rational all the same.
+bool Machine::divide() {
+  const Value right = stack_.back();
+  stack_.pop_back();
+  Value& left = stack_.back();
+  if (!is_number(left) || !is_number(right) || right.num == 0) return false;
+  if (left.kind == ValueKind::INTEGER && right.kind == ValueKind::INTEGER) {
+    return make_rational(Wide{left.num} / right.num, 1, left);
+  }
+  return make_rational(Wide{left.num} * right.den, Wide{left.den} * right.num, left);
+}
+
+}  // namespace kelvo

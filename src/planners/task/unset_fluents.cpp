@@ -1,0 +1,142 @@
+#include "planners/task/unset_fluents.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <set>
+#include <sstream>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "model/action.h"
+#include "model/domains.h"
+#include "model/expression_factory.h"
+#include "model/expression_simplifier.h"
+#include "model/fluent.h"
+#include "model/print_expression.h"
+#include "model/problem_instance.h"
+#include "model/types.h"
+#include "planners/task/problem_statements.h"
+#include "shell/environment.h"
+#include "shell/errors.h"
+#include "shell/log.h"
+#include "shell/warnings.h"
+
+namespace kelvo {
+
+using model::Expression;
+
+namespace {
+
+constexpr std::size_t kNamed = 3;
+
+/// The fluents that expressions read: ground ones, and those that are read with parameters.
+class ReadFluents {
+ public:
+  explicit ReadFluents(Environment& env) : ef_(env.expression_factory()), simplifier_(env) {}
+
+  void add(Expression root) {
+    std::vector<Expression> todo{root};
+    while (!todo.empty()) {
+      Expression e = todo.back();
+      todo.pop_back();
+      if (!seen_.insert(e).second) continue;
+      if (ef_.is_fluent_reference(e)) ground_.insert(e);
+      if (ef_.is_assign(e)) {
+        // What is assigned is not read, but for its arguments.
+        todo.push_back(e->child(1));
+        e = e->child(0);
+      } else if (ef_.is_functional_apply(e)) {
+        add_application(e);
+      }
+      todo.insert(todo.end(), e->children().begin(), e->children().end());
+    }
+  }
+
+  const std::unordered_set<Expression>& ground() const { return ground_; }
+  const std::unordered_set<model::Fluent>& lifted() const { return lifted_; }
+
+ private:
+  void add_application(Expression e) {
+    const Expression reference = ef_.get_reference_from_functional_apply(e);
+    if (!ef_.is_fluent_reference(reference)) return;
+    const Expression simple = simplifier_(e);
+    const bool is_ground = std::ranges::all_of(simple->children(), [this](Expression argument) {
+      return ef_.is_constant(argument) || ef_.is_instance_reference(argument);
+    });
+    if (is_ground) {
+      ground_.insert(simple);
+    } else {
+      lifted_.insert(ef_.get_fluent_from_reference(reference));
+    }
+  }
+
+  model::ExpressionFactory& ef_;
+  model::ExpressionSimplifier simplifier_;
+  std::unordered_set<Expression> seen_;
+  std::unordered_set<Expression> ground_;
+  std::unordered_set<model::Fluent> lifted_;
+};
+
+// Whether as many values are known as the fluent has arguments to choose.
+bool has_all_values(const model::Fluent& fluent, std::size_t num_values,
+                    const model::Domains& domains) {
+  std::size_t num_arguments = 1;
+  for (const model::Parameter& p : fluent->parameters()) {
+    if (!p->type()->is_finite_domain()) return false;
+    try {
+      num_arguments *= domains.size(p->type());
+    } catch (const InternalError&) {
+      return false;  // too many to be counted
+    }
+    if (num_arguments > num_values) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void warn_of_unset_fluents(const model::ProblemInstance& problem) {
+  if (!Log::is_on(LogLevel::WARN)) return;
+  Environment& env = problem->environment();
+  ReadFluents read(env);
+  for (const auto& [name, action] : problem->actions()) {
+    for (const Expression e : action->expressions()) read.add(e);
+  }
+  for (const Expression e : problem->expressions()) read.add(e);
+  const model::ExpressionFactory& ef = env.expression_factory();
+  std::unordered_set<Expression> has_value;
+  std::unordered_map<model::Fluent, std::size_t> num_values;
+  for (const Expression fluent : ProblemStatements(problem).sorted_fluents(env)) {
+    has_value.insert(fluent);
+    if (!ef.is_functional_apply(fluent)) continue;
+    const Expression reference = ef.get_reference_from_functional_apply(fluent);
+    ++num_values[ef.get_fluent_from_reference(reference)];
+  }
+  std::set<std::string> unset;
+  for (const Expression fluent : read.ground()) {
+    if (has_value.contains(fluent)) continue;
+    std::ostringstream text;
+    text << model::print_expression(fluent);
+    unset.insert(text.str());
+  }
+  const model::Domains domains(*problem);
+  for (const model::Fluent& fluent : read.lifted()) {
+    if (!has_all_values(fluent, num_values[fluent], domains))
+      unset.insert(fluent->name() + "(...)");
+  }
+  if (unset.empty()) return;
+  std::ostringstream warning;
+  warning << "Read without a value at the start:";
+  std::size_t num_named = 0;
+  for (const std::string& name : unset) {
+    if (num_named == kNamed) break;
+    warning << (num_named++ == 0 ? " '" : ", '") << name << "'";
+  }
+  if (unset.size() > kNamed) warning << " and " << unset.size() - kNamed << " more";
+  warning << " (ftp finds no plan that reads such a fluent before it is set, smt takes any value)";
+  env.warning_manager().warn(warning.str());
+}
+
+}  // namespace kelvo

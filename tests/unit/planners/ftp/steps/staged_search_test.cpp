@@ -1,0 +1,380 @@
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "model/action.h"
+#include "planners/ftp/ftp_planner.h"
+#include "planners/ftp/relaxation/hff.h"
+#include "planners/ftp/relaxation/landmarks.h"
+#include "planners/ftp/steps/elimination.h"
+#include "planners/ftp/steps/staged_search.h"
+#include "planners/ftp/steps/successors.h"
+#include "planners/ftp/task/step_task.h"
+#include "plans/time_triggered_plan.h"
+#include "shell/numbers.h"
+#include "tests/unit/planners/planner_fixture.h"
+#include "validation/tt_validator.h"
+
+namespace kelvo::ftp {
+namespace {
+
+using Kind = GuidedMove::Kind;
+
+class GuidedSearchTest : public PlannerTest {
+ protected:
+  /// A problem with its own chain of transformers.
+  struct Found {
+    bool has_plan = false;
+    bool is_valid = false;
+    rational makespan = 0;
+  };
+
+  void load(const std::string& text) {
+    original_ = parse(text);
+    OwnCompilation compilation;
+    compilation.splits_durations = true;
+    compiled_ = std::make_unique<CompiledTask>(compile(original_, compilation), rational(1, 100));
+    task_ = std::make_unique<GuidedTask>(*compiled_);
+  }
+
+  /// By the guided stages alone.
+  Found solve(const std::string& text, const GuidedOptions& options,
+              std::size_t num_improvements = 0) {
+    load(text);
+    GuidedPlanner planner(*compiled_, options, num_improvements);
+    std::shared_ptr<Plan> plan = planner.find_plan();
+    if (plan == nullptr) return {};
+    const auto timed = std::make_shared<TimeTriggeredPlan>(chain_->map_back(plan));
+    Found found{true, TTValidator(env_, original_).validate(timed)};
+    for (const auto& [time, steps] : timed->plan()) {
+      for (const auto& step : steps) {
+        found.makespan = std::max(found.makespan, rational(time + step->duration()));
+      }
+    }
+    return found;
+  }
+
+  std::uint32_t list_of(const std::string& name) const {
+    for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < task_->lists().size(); ++id) {
+      if (task_->list(id).action->name().starts_with(name)) return id;
+    }
+    ADD_FAILURE() << "no action " << name;
+    return CompiledTask::FIRST_ACTION;
+  }
+
+  /// The steps of an action as their distances from the start, in doubles.
+  std::vector<double> offsets_of(const std::string& name) const {
+    const GuidedList& list = task_->list(list_of(name));
+    std::vector<double> result;
+    for (std::uint32_t i = 0; i < list.num_steps; ++i) {
+      result.push_back(task_->step(list.first_step + i).offset);
+    }
+    return result;
+  }
+
+  model::ProblemInstance original_;
+  std::unique_ptr<CompiledTask> compiled_;
+  std::unique_ptr<GuidedTask> task_;
+};
+
+TEST_F(GuidedSearchTest, EventsOfOneInstantAreOneStep) {
+  load(R"(
+    fluent boolean p; fluent boolean q; fluent boolean r;
+    action both_ends() { duration := 4; [start] p; [start] q := true; (start, end] q; [end] p := true;
+                         [start + 4] r := true; };
+    action inside() { duration := 4; [start + 1] p; [start + 1] q := true; (start + 1, end - 1) q;
+                      [end - 1] r := true; };
+    action at_start() { duration := 4; [start] p := true; };
+    [start] p := true; [start] q := false; [start] r := false;
+    [end] p and q and r;
+  )");
+  EXPECT_EQ(offsets_of("both_ends"), (std::vector<double>{0, 4}));
+  EXPECT_EQ(offsets_of("inside"), (std::vector<double>{0, 1, 3}));
+  EXPECT_EQ(offsets_of("at_start"), (std::vector<double>{0}));
+  // The left-open condition is open behind the step of its left end, and not tested in it.
+  const GuidedList& list = task_->list(list_of("both_ends"));
+  EXPECT_EQ(task_->step(list.first_step).opened.size(), 1U);
+  EXPECT_EQ(list.open_at[1].conditions.size(), 1U);
+  EXPECT_EQ(list.open_at[2].conditions.size(), 0U);
+}
+
+TEST_F(GuidedSearchTest, OnlyActionsWithoutTemporaryLiteralsAreCompressed) {
+  load(R"(
+    fluent boolean need; fluent boolean lock; fluent boolean done; fluent boolean other;
+    fluent integer[0, 9] n;
+    action envelope() { duration := 5; [start] need := true; [end] need := false; };
+    action locked() { duration := 2; [start] lock; [start] lock := false; [all] need;
+                      [end] lock := true; [end] done := true; };
+    action counts() { duration := 2; [start] n := n - 1; [end] n := n + 1; [end] other := true; };
+    action asks_late() { duration := 2; [end] other; [end] done := true; };
+    [start] need := false; [start] lock := true; [start] done := false; [start] other := false;
+    [start] n := 3; [end] done and other;
+  )");
+  struct Case {
+    const char* action;
+    bool may_compress;
+    bool safely;
+  };
+  for (const Case& expected : {Case{"envelope", false, false}, Case{"locked", true, true},
+                               Case{"counts", true, false}, Case{"asks_late", true, false}}) {
+    const GuidedList& list = task_->list(list_of(expected.action));
+    EXPECT_EQ(list.may_compress, expected.may_compress) << expected.action;
+    EXPECT_EQ(list.compresses_safely, expected.safely) << expected.action;
+  }
+}
+
+TEST_F(GuidedSearchTest, WhatCannotBeReachedOrDoesNotHelpIsLeftOut) {
+  load(R"(
+    fluent boolean p; fluent boolean q; fluent boolean r; fluent boolean never;
+    action helps() { duration := 1; [start] p; [end] q := true; };
+    action blocked() { duration := 1; [start] never; [end] q := true; };
+    action aimless() { duration := 1; [end] r := true; };
+    action twice() { duration := 3; [start + 3] q := true; [end] q := false; };
+    action early() { duration := 3; [end - 5] p; [end] q := true; };
+    [start] p := true; [start] q := false; [start] r := false; [start] never := false; [end] q;
+  )");
+  for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < task_->lists().size(); ++id) {
+    const GuidedList& list = task_->list(id);
+    EXPECT_EQ(list.is_useful, list.action->name().starts_with("helps")) << list.action->name();
+  }
+}
+
+/// Problems with what makes time hard, and the least makespans of their plans.
+std::vector<std::pair<std::string, rational>> timed_problems() {
+  return {
+      {MATCH_CELLAR, 5},
+      // Only what interferes is ordered.
+      {R"(fluent boolean p; fluent boolean q;
+          action a() { duration := 3; [end] p := true; };
+          action b() { duration := 5; [end] q := true; };
+          [start] p := false; [start] q := false; [end] p and q;)",
+       5},
+      // A reader behind a writer, and a writer behind that reader.
+      {R"(fluent boolean p; fluent boolean q; fluent boolean r;
+          action a() { duration := 1; [end] p := true; };
+          action b() { duration := 1; [start] p; [end] q := true; };
+          action c() { duration := 1; [start] q; [start] p := false; [end] r := true; };
+          [start] p := false; [start] q := false; [start] r := false; [end] r and not p;)",
+       rational(302, 100)},
+      // A window of the problem that is just long enough.
+      {R"(fluent boolean open; fluent boolean sent;
+          action send() { duration := 2; [all] open; [end] sent := true; };
+          [start] open := false; [start] sent := false;
+          [5] open := true; [7.5] open := false; [end] sent;)",
+       rational(701, 100)},
+      // Two slots of one condition keep their order: the second lamp burns before the first goes
+      // out.
+      {R"(fluent boolean one; fluent boolean two; fluent boolean done; fluent boolean swapped;
+          action work() { duration := 10; [start, end] one or two; [end] done := true; };
+          action light_two() { duration := 4; [end] two := true; };
+          action dim_one() { duration := 1; [end] one := false; [end] swapped := true; };
+          [start] one := true; [start] two := false; [start] done := false;
+          [start] swapped := false; [end] done and swapped;)",
+       rational(0)},
+      // A free duration that has to reach over another action.
+      {R"(fluent boolean lit; fluent boolean p; fluent boolean past;
+          action hold() { duration >= 2 and duration < 9; [start] lit := true; [end] lit := false;
+                          [end] past := true; };
+          action use() { duration := 4; [start, end) lit; [end] p := true; };
+          [start] lit := false; [start] p := false; [start] past := false;
+          [end] p and past and not lit;)",
+       rational(402, 100)},
+      // Numbers with bounds, a fluent of a user type, effects between start and end.
+      {R"(type place; instance place home, yard, shop;
+          fluent place at; fluent integer[0, 4] load; fluent boolean sold;
+          action go(place from, place to) { duration := 2; [start] at == from; [end - 0.5] at := to; };
+          action take() { duration := 1; [all] at == yard; [start + 0.5] load := load + 2; };
+          action sell() { duration := 1; [all] at == shop; [start] load >= 4; [end] load := load - 4;
+                          [end] sold := true; };
+          [start] at := home; [start] load := 0; [start] sold := false; [end] sold and load == 0;)",
+       rational(0)},
+      // A goal window, open and closed, and one that reaches to the end.
+      {R"(fluent boolean p; fluent boolean q; fluent boolean calm;
+          action a() { duration := 1; [start] not calm; [end] p := true; };
+          action rest() { duration := 1; [end] calm := true; };
+          action wake() { duration := 1; [end] calm := false; };
+          [start] p := false; [start] q := false; [start] calm := false;
+          [start + 4, start + 6] calm; (start + 8, end] not calm; [end] p;)",
+       rational(0)},
+      // The goal needs what the problem does late: the plan waits for it.
+      {R"(fluent boolean p; fluent boolean q;
+          action a() { duration := 2; [end] q := true; };
+          [start] p := false; [start] q := false; [20] p := true; [end] p and q;)",
+       rational(1901, 100)},
+      // An effect that is no constant, and a fluent whose argument depends on the state.
+      {R"(type bit; instance bit x, y; fluent bit which; fluent boolean raised(bit b);
+          fluent boolean copy;
+          action flip() { duration := 1; [end] raised(which) := not copy; };
+          action choose() { duration := 1; [start] which == x; [end] which := y; };
+          [start] which := x; [start] raised(x) := false; [start] raised(y) := false;
+          [start] copy := false; [end] raised(x) and raised(y);)",
+       rational(0)},
+  };
+}
+
+TEST_F(GuidedSearchTest, EveryWayOfSearchingFindsValidPlans) {
+  GuidedOptions full;
+  GuidedOptions safe;
+  safe.compression = Compression::SAFE;
+  safe.duplicates = Duplicates::EXACT;
+  GuidedOptions plain;
+  plain.compression = Compression::NONE;
+  plain.preferred_operators = false;
+  plain.landmarks = false;
+  plain.heuristic = {/*numeric_supporters=*/false, /*counts_relaxed_plan=*/false};
+  for (const auto& [text, least] : timed_problems()) {
+    for (const GuidedOptions& options : {full, safe, plain}) {
+      const Found found = solve(text, options);
+      EXPECT_TRUE(found.has_plan) << text;
+      EXPECT_TRUE(found.is_valid) << text;
+      EXPECT_GE(found.makespan, least) << text;
+    }
+  }
+}
+
+TEST_F(GuidedSearchTest, ImprovementReachesTheLeastMakespan) {
+  for (const auto& [text, least] : timed_problems()) {
+    const Found first = solve(text, GuidedOptions());
+    const Found improved = solve(text, GuidedOptions(), 2000);
+    EXPECT_TRUE(improved.is_valid) << text;
+    EXPECT_LE(improved.makespan, first.makespan) << text;
+    if (least > 0) {
+      EXPECT_EQ(improved.makespan, least) << text;
+    }
+  }
+}
+
+TEST_F(GuidedSearchTest, UnsolvableProblemsAreLeftToTheStandardSearch) {
+  const std::string problems[] = {
+      // The window is too short by what keeps steps apart.
+      R"(fluent boolean open; fluent boolean sent;
+         action send() { duration := 2; [all] open; [end] sent := true; };
+         [start] open := false; [start] sent := false;
+         [5] open := true; [7] open := false; [end] sent;)",
+      // Out of bounds.
+      R"(fluent integer[0, 2] n; action up() { duration := 1; [end] n := n + 2; };
+         [start] n := 1; [end] n >= 2;)",
+  };
+  for (const std::string& text : problems) {
+    EXPECT_FALSE(solve(text, GuidedOptions()).has_plan) << text;
+    env_.configuration().set_value("ftp-search", "guided");
+    EXPECT_EQ(FtpPlanner(env_, parse(text)).solve(), nullptr) << text;
+  }
+}
+
+TEST_F(GuidedSearchTest, TheStandardSearchTakesWhatTheGuidedOneCannotTreat) {
+  const std::string text = R"(
+      fluent boolean p; action a() { duration := 1; [end] p := true; };
+      [start] p := false; [end - 0.5] p;)";
+  EXPECT_FALSE(solve(text, GuidedOptions()).has_plan);
+  env_.configuration().set_value("ftp-search", "guided");
+  EXPECT_NE(FtpPlanner(env_, parse(text)).solve(), nullptr);
+}
+
+TEST_F(GuidedSearchTest, TheEstimateIsTheSizeOfARelaxedPlan) {
+  load(R"(
+    fluent boolean p; fluent boolean q; fluent integer[0, 20] n;
+    action makes_p() { duration := 1; [end] p := true; };
+    action makes_q() { duration := 1; [start] p; [end] q := true; };
+    action counts() { duration := 1; [start] p; [end] n := n + 3; };
+    [start] p := false; [start] q := false; [start] n := 1; [end] q and n >= 10;
+  )");
+  HFF heuristic(*task_, HFF::Options());
+  GuidedSuccessors successors(*task_, Compression::NONE);
+  GuidedState state;
+  ASSERT_TRUE(successors.make_initial_state(state));
+  // Two steps of each action, and the number is counted up three times.
+  EXPECT_EQ(heuristic.evaluate(state), 8);
+  const std::uint32_t makes_p = list_of("makes_p");
+  EXPECT_TRUE(heuristic.is_preferred(task_->list(makes_p).first_step));
+  ASSERT_TRUE(successors.apply(state, {makes_p, Kind::OPEN}));
+  EXPECT_EQ(heuristic.evaluate(state), 7);
+  EXPECT_FALSE(heuristic.is_preferred(task_->list(makes_p).first_step));
+  ASSERT_TRUE(successors.apply(state, {makes_p, Kind::STEP}));
+  EXPECT_EQ(heuristic.evaluate(state), 6);
+  // An action that is open has to come to its end, whether it helps or not.
+  ASSERT_TRUE(successors.apply(state, {makes_p, Kind::OPEN}));
+  EXPECT_EQ(heuristic.evaluate(state), 7);
+}
+
+TEST_F(GuidedSearchTest, LandmarksAreCountedUntilTheyAreReachedForGood) {
+  load(R"(
+    fluent boolean a; fluent boolean b; fluent boolean c; fluent boolean d;
+    action first() { duration := 1; [end] a := true; };
+    action second() { duration := 1; [start] a; [start] a := false; [end] b := true; };
+    action third() { duration := 1; [start] b; [end] c := true; };
+    action other() { duration := 1; [start] b; [end] d := true; };
+    action again() { duration := 1; [start] d; [end] c := true; };
+    [start] a := false; [start] b := false; [start] c := false; [start] d := false; [end] c and a;
+  )");
+  const GuidedLandmarks landmarks(*task_);
+  EXPECT_EQ(landmarks.size(), 3U);  // a, b and c, but not d
+  GuidedSuccessors successors(*task_, Compression::NONE);
+  GuidedState state;
+  ASSERT_TRUE(successors.make_initial_state(state));
+  const auto missing_after = [&](const std::string& action) {
+    EXPECT_TRUE(successors.apply(state, {list_of(action), Kind::OPEN_ALL}));
+    landmarks.note(state);
+    return landmarks.count_missing(state);
+  };
+  landmarks.note(state);
+  EXPECT_EQ(landmarks.count_missing(state), 3);
+  EXPECT_EQ(missing_after("first"), 2);
+  EXPECT_EQ(missing_after("second"), 2);  // b is reached, a is needed again
+  EXPECT_EQ(missing_after("third"), 1);
+  EXPECT_EQ(missing_after("first"), 0);
+}
+
+TEST_F(GuidedSearchTest, ExactDuplicatesAreTheSamePartialOrder) {
+  load(R"(
+    fluent boolean p; fluent boolean q; fluent boolean r;
+    action a() { duration := 1; [end] p := true; };
+    action b() { duration := 2; [end] q := true; };
+    action c() { duration := 1; [start] p; [end] r := true; };
+    [start] p := false; [start] q := false; [start] r := false; [end] p and q and r;
+  )");
+  GuidedSuccessors successors(*task_, Compression::NONE);
+  const auto state_after = [&](const std::vector<std::string>& actions) {
+    GuidedState state;
+    successors.make_initial_state(state);
+    for (const std::string& action : actions) {
+      EXPECT_TRUE(successors.apply(state, {list_of(action), Kind::OPEN_ALL})) << action;
+    }
+    return state;
+  };
+  EXPECT_EQ(state_after({"a", "b"}).order_hash, state_after({"b", "a"}).order_hash);
+  EXPECT_EQ(state_after({"a", "b", "c"}).order_hash, state_after({"a", "c", "b"}).order_hash);
+  // The same values, but a second writer of p, before or behind its reader.
+  EXPECT_NE(state_after({"a", "a", "c"}).order_hash, state_after({"a", "c", "a"}).order_hash);
+}
+
+TEST_F(GuidedSearchTest, EliminationKeepsWhatThePlanNeeds) {
+  load(R"(
+    fluent boolean p; fluent boolean q; fluent boolean r;
+    action a() { duration := 1; [end] p := true; };
+    action b() { duration := 2; [start] p; [end] q := true; };
+    action c() { duration := 9; [start] p; [end] r := true; };
+    action d() { duration := 9; [start] r; [end] q := true; };
+    [start] p := false; [start] q := false; [start] r := false; [end] q;
+  )");
+  GuidedSuccessors successors(*task_, Compression::NONE);
+  std::vector<GuidedMove> moves;
+  for (const char* action : {"a", "a", "c", "d", "b"}) {
+    moves.push_back({list_of(action), Kind::OPEN_ALL});
+  }
+  const std::optional<double> makespan = eliminate_actions(successors, moves);
+  ASSERT_TRUE(makespan.has_value());
+  EXPECT_NEAR(*makespan, 3.01, 1e-9);
+  ASSERT_EQ(moves.size(), 2U);
+  EXPECT_EQ(moves[0].list, list_of("a"));
+  EXPECT_EQ(moves[1].list, list_of("b"));
+  // Nothing is taken from what is no plan.
+  std::vector<GuidedMove> wrong = {{list_of("b"), Kind::OPEN_ALL}};
+  EXPECT_FALSE(eliminate_actions(successors, wrong).has_value());
+}
+
+}  // namespace
+}  // namespace kelvo::ftp
