@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <limits>
 #include <utility>
 
 #include "model/expression_factory.h"
@@ -236,71 +237,121 @@ double FtpPlanner::initial_estimate(const SearchState& state, std::vector<std::u
   return heuristic_ == nullptr ? 0 : heuristic_->evaluate(state);
 }
 
-std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
-  LOG(LogLevel::INFO) << "Start FTP";
-  num_expanded_ = 0;
-  num_generated_ = 0;
-  OpenList open;
-  std::unordered_set<SearchState*, WeakHash, WeakEquality> closed(16, WeakHash{&task_->space()},
-                                                                  WeakEquality{task_.get()});
-  const auto release_one = [this](SearchState* state) { release(state); };
+// What a search has open and closed: it can be stopped after some expansions and continued. Its
+// states go back to the planner with it.
+class FtpPlanner::Search {
+ public:
+  enum class Outcome { FOUND, EXHAUSTED, OUT_OF_EXPANSIONS };
 
-  SearchState* initial = make_initial_state();
-  if (initial == nullptr) return nullptr;
-  std::vector<std::uint32_t> actions;
-  const double estimate = initial_estimate(*initial, actions);
-  initial->f = weight_ * estimate;
+  Search(FtpPlanner& planner, bool weak_equality);
+  Search(const Search&) = delete;
+  Search& operator=(const Search&) = delete;
+  ~Search();
+
+  /// Continues for so many expansions; behind a goal state that was found before, with its
+  /// successors.
+  Outcome run(std::size_t max_expansions);
+
+  /// The goal state that `run` has found last.
+  const SearchState& goal() const { return *goal_; }
+  const Progress& progress() const { return progress_; }
+  std::size_t open_size() const { return open_.size(); }
+
+ private:
+  void expand(SearchState* state);
+
+  FtpPlanner& planner_;
+  bool weak_equality_;
+  OpenList open_;
+  std::unordered_set<SearchState*, WeakHash, WeakEquality> closed_;
+  std::vector<std::uint32_t> actions_;
+  SearchState* goal_ = nullptr;
+  Progress progress_;
+};
+
+FtpPlanner::Search::Search(FtpPlanner& planner, bool weak_equality)
+    : planner_(planner),
+      weak_equality_(weak_equality),
+      closed_(16, WeakHash{&planner.task_->space()}, WeakEquality{planner.task_.get()}) {
+  LOG(LogLevel::INFO) << "Start FTP";
+  planner_.num_expanded_ = 0;
+  planner_.num_generated_ = 0;
+  SearchState* initial = planner_.make_initial_state();
+  if (initial == nullptr) return;
+  const double estimate = planner_.initial_estimate(*initial, actions_);
+  initial->f = planner_.weight_ * estimate;
   LOG(LogLevel::INFO) << "Initial H=" << estimate;
   if (estimate == Heuristic::DEAD_END) {
-    release(initial);
-    return nullptr;
+    planner_.release(initial);
+  } else {
+    open_.push(initial);
   }
-  open.push(initial);
+}
 
-  SearchState* goal = nullptr;
-  Progress progress;
-  while (goal == nullptr && !open.empty()) {
-    SearchState* state = build(open.pop());
-    if (no_backtracking_) open.clear(release_one);
-    if (closed.contains(state)) {
-      release(state);
+FtpPlanner::Search::~Search() {
+  if (goal_ != nullptr) planner_.release(goal_);
+  for (SearchState* state : closed_) planner_.release(state);
+  open_.clear([this](SearchState* state) { planner_.release(state); });
+}
+
+FtpPlanner::Search::Outcome FtpPlanner::Search::run(std::size_t max_expansions) {
+  if (goal_ != nullptr) expand(std::exchange(goal_, nullptr));
+  for (std::size_t num = 0; !open_.empty(); ++num) {
+    if (num == max_expansions) return Outcome::OUT_OF_EXPANSIONS;
+    SearchState* state = planner_.build(open_.pop());
+    if (planner_.no_backtracking_) {
+      open_.clear([this](SearchState* other) { planner_.release(other); });
+    }
+    if (closed_.contains(state)) {
+      planner_.release(state);
       continue;
     }
-    progress.note_expansion(state->g, estimate_of(*state), open.size());
-    if (generator_->is_goal(*state)) {
-      goal = state;
-      break;
+    progress_.note_expansion(state->g, planner_.estimate_of(*state), open_.size());
+    planner_.num_expanded_ = progress_.num_expanded();
+    if (planner_.generator_->is_goal(*state)) {
+      goal_ = state;
+      return Outcome::FOUND;
     }
-    for (std::uint32_t list = 0; list < state->num_todo; ++list) {
-      progress.note_attempt();
-      push_successor(open, *state, {Step::Kind::EVENT, list});
-    }
-    for (const std::uint32_t action : actions) {
-      push_successor(open, *state, {Step::Kind::OPENING, action});
-    }
-    if (weak_equality) {
-      closed.insert(state);
-    } else {
-      release(state);
-    }
+    expand(state);
   }
-  num_expanded_ = progress.num_expanded();
+  return Outcome::EXHAUSTED;
+}
 
-  std::shared_ptr<Plan> plan;
-  if (goal != nullptr) {
-    LOG(LogLevel::INFO) << "Final depth: " << goal->g
-                        << ", TP evaluated: " << progress.num_attempts()
-                        << ", Open size: " << open.size()
-                        << ", States expanded: " << progress.num_expanded()
-                        << ", H: " << estimate_of(*goal);
-    const std::shared_ptr<TimeTriggeredPlan> found = build_plan(*goal);
-    warn_of_late_effects(problem(), *found);
-    plan = found;
-    release(goal);
+void FtpPlanner::Search::expand(SearchState* state) {
+  for (std::uint32_t list = 0; list < state->num_todo; ++list) {
+    progress_.note_attempt();
+    planner_.push_successor(open_, *state, {Step::Kind::EVENT, list});
   }
-  for (SearchState* state : closed) release(state);
-  open.clear(release_one);
-  return plan == nullptr ? nullptr : map_back(plan);
+  for (const std::uint32_t action : actions_) {
+    planner_.push_successor(open_, *state, {Step::Kind::OPENING, action});
+  }
+  if (weak_equality_) {
+    closed_.insert(state);
+  } else {
+    planner_.release(state);
+  }
+}
+
+std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
+  Search search(*this, weak_equality);
+  while (search.run(std::numeric_limits<std::size_t>::max()) == Search::Outcome::FOUND) {
+    const std::shared_ptr<Plan> plan = plan_of(search);
+    if (passes_test(plan)) return plan;
+  }
+  return nullptr;
+}
+
+// The plan of the goal state that was found, mapped back.
+std::shared_ptr<Plan> FtpPlanner::plan_of(const Search& search) {
+  const SearchState& goal = search.goal();
+  LOG(LogLevel::INFO) << "Final depth: " << goal.g
+                      << ", TP evaluated: " << search.progress().num_attempts()
+                      << ", Open size: " << search.open_size()
+                      << ", States expanded: " << search.progress().num_expanded()
+                      << ", H: " << estimate_of(goal);
+  const std::shared_ptr<TimeTriggeredPlan> found = build_plan(goal);
+  warn_of_late_effects(problem(), *found);
+  return map_back(found);
 }
 
 // In the generator's scratch space, with its priority; null when there is none.

@@ -71,6 +71,7 @@ class FtpPlanner : public Planner {
   struct WeakEquality;
   class OpenList;
   class Progress;
+  class Search;
 
   void make_heuristic();
   std::shared_ptr<Plan> find_guided_plan();
@@ -80,6 +81,7 @@ class FtpPlanner : public Planner {
   SearchState* build(const OpenEntry& entry);
   SearchState* replace_by_follower(SearchState* child, std::size_t list, bool use_heuristic);
   double estimate_of(const SearchState& state) const;
+  std::shared_ptr<Plan> plan_of(const Search& search);
   std::shared_ptr<TimeTriggeredPlan> build_plan(const SearchState& goal);
 
   double weight_ = 0;
