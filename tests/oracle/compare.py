@@ -1,0 +1,232 @@
+#!/usr/bin/env python3
+"""Lets every engine solve random problems and compares: plans against the oracle and the program's
+own strict judge, answers without a plan against each other and against known plans.
+
+    compare.py --binary kelvo --seeds 200 [--first 1] [--engines smt,ftp] [--keep folder]
+    compare.py --binary kelvo --show 17        prints problem, known plan and answers of a seed
+"""
+
+import argparse
+import collections
+import os
+import pathlib
+import resource
+import subprocess
+import sys
+import tempfile
+import time
+
+from generator import generate
+from meaning import Unclear, fault_of
+from problem import anml, pddl
+
+MEMORY = 1 << 30
+
+ENGINES = {
+    "ftp": ["-a", "ftp"],
+    "ftp hmax": ["-a", "ftp", "-B", "hmax"],
+    "ftp blind": ["-a", "ftp", "-B", "blind"],
+    "ftp hlandmarks": ["-a", "ftp", "-B", "hlandmarks"],
+    "ftp hsize": ["-a", "ftp", "-B", "hsize"],
+    "ftp -d": ["-a", "ftp", "-d", "-T"],
+    "ftp -k": ["-a", "ftp", "-k"],
+    "ftp -s": ["-a", "ftp", "-s"],
+    "guided": ["-a", "ftp", "--ftp-search", "guided"],
+    "guided improve": ["-a", "ftp", "--ftp-search", "guided", "--ftp-improve", "50"],
+    "smt": ["-a", "smt", "-H", "7"],
+    "ftp empty conditions": ["-t", "empty-conditions-compiler", "-a", "ftp"],
+    "ftp inner effects": ["-t", "action-grounder", "-t", "intermediate-effects-compiler", "-a",
+                          "ftp"],
+    "ftp usertypes": ["-t", "usertype-fluents-compiler", "-a", "ftp"],
+    "ftp constants": ["-t", "constant-promoter", "-t", "full-grounder", "-a", "ftp"],
+    "smt compiled": ["-a", "smt", "-H", "7"],
+    "smt ground": ["-t", "full-grounder", "-a", "smt", "-H", "7"],
+}
+
+
+class Answer:
+    """What one run said: plan, none, error, limit or crash."""
+
+    def __init__(self, kind, output, errors, seconds):
+        self.kind, self.output, self.errors, self.seconds = kind, output, errors, seconds
+
+
+class Runner:
+    def __init__(self, binary, folder, seconds):
+        self.binary, self.folder, self.seconds = binary, pathlib.Path(folder), seconds
+
+    def limit(self):
+        resource.setrlimit(resource.RLIMIT_CPU, (self.seconds, self.seconds))
+        resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
+        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+    def run(self, arguments):
+        before = resource.getrusage(resource.RUSAGE_CHILDREN)
+        done = subprocess.run([self.binary, *arguments], stdin=subprocess.DEVNULL,
+                              capture_output=True, text=True, errors="replace",
+                              preexec_fn=self.limit)
+        after = resource.getrusage(resource.RUSAGE_CHILDREN)
+        seconds = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
+        return done, seconds
+
+    def write(self, generated):
+        """The files of the problem as arguments."""
+        if generated.is_pddl:
+            names = [self.folder / "domain.pddl", self.folder / "problem.pddl"]
+            for name, part in zip(names, pddl(generated.problem)):
+                name.write_text(part)
+            return ["-P", *map(str, names)]
+        name = self.folder / "problem.anml"
+        name.write_text(anml(generated.problem))
+        return [str(name)]
+
+    def solve(self, files, options):
+        done, seconds = self.run(["solve", *options, *files])
+        if done.returncode < 0:
+            is_limit = -done.returncode in (9, 24) or "bad_alloc" in done.stderr
+            kind = "limit" if is_limit else "crash"
+        elif "bad_alloc" in done.stderr:
+            kind = "limit"
+        elif done.returncode != 0:
+            kind = "error"
+        elif "plan has been found" in done.stdout:
+            kind = "plan"
+        elif "No solution exists." in done.stdout:
+            kind = "none"
+        else:
+            kind = "error"
+        return Answer(kind, done.stdout, done.stderr.strip(), seconds)
+
+    def strict(self, files, plan, *options):
+        """Whether the program's own judge accepts the plan; None if it cannot tell."""
+        name = self.folder / "plan.txt"
+        name.write_text(plan)
+        done, _ = self.run(["validate", "--strict", "--plan", str(name), *options, *files])
+        if "is valid" in done.stdout:
+            return True, ""
+        if "NOT valid" in done.stdout:
+            return False, done.stderr.strip()
+        return None, f"{done.returncode} {done.stdout.strip()} {done.stderr.strip()}"
+
+
+class Comparison:
+    def __init__(self, runner, engines, has_strict, keep):
+        self.runner, self.engines, self.has_strict, self.keep = runner, engines, has_strict, keep
+        self.counts = collections.defaultdict(collections.Counter)
+        self.faults = collections.Counter()
+        self.messages = collections.Counter()
+
+    def fault(self, generated, what, more=""):
+        self.faults[what] += 1
+        kind = "pddl" if generated.is_pddl else "anml"
+        print(f"FAULT {kind} {generated.seed}: {what}" + (f": {more}" if more else ""), flush=True)
+
+    def judge_plan(self, generated, files, engine, answer, how):
+        try:
+            fault = fault_of(generated.problem, answer.output, generated.is_pddl)
+        except Unclear:
+            return
+        if fault:
+            self.fault(generated, f"{engine}{how}: plan is not valid", fault)
+        if self.has_strict:
+            verdict, said = self.runner.strict(files, answer.output)
+            if verdict != (not fault):
+                self.fault(generated, f"strict judge says {verdict} to a plan of {engine}{how}",
+                           said.replace("\n", " ")[:200])
+
+    def compare(self, generated):
+        files = self.runner.write(generated)
+        answers = {}
+        needs_compiler = bool(generated.features & {"goal: contains", "contains in an action"})
+        for engine in self.engines:
+            options = ENGINES[engine]
+            if needs_compiler and engine != "smt":
+                options = ["-t", "contains-compiler", *options]
+            answer = self.runner.solve(files, ["-R", *options])
+            answers[engine] = answer
+            self.counts[engine][answer.kind] += 1
+            if answer.kind == "plan":
+                self.judge_plan(generated, files, engine, answer, "")
+                rounded = self.runner.solve(files, options)
+                if rounded.kind != "plan":
+                    self.fault(generated, f"{engine}: no plan without -R")
+                else:
+                    self.judge_plan(generated, files, engine, rounded, " without -R")
+            elif answer.kind == "error":
+                self.messages[f"{engine}: {answer.errors.splitlines()[-1][:90] if answer.errors else ''}"] += 1
+            elif answer.kind == "crash":
+                self.fault(generated, f"{engine}: crash", answer.errors[-200:])
+        self.compare_answers(generated, answers)
+        return answers
+
+    def compare_answers(self, generated, answers):
+        solved = {e: a for e, a in answers.items() if a.kind == "plan"}
+        quick = min((a.seconds for a in answers.values() if a.kind in ("plan", "none")), default=None)
+        quick_plan = min((a.seconds for a in solved.values()), default=None)
+        for engine, answer in answers.items():
+            if answer.kind == "none" and (solved or generated.witness):
+                if "undecided" in answer.errors:
+                    self.counts[engine]["undecided"] += 1
+                elif "bounded" in answer.errors:
+                    self.counts[engine]["bounded"] += 1
+                elif solved:
+                    self.fault(generated, f"{engine}: no plan", f"but {next(iter(solved))} has one")
+                else:
+                    self.fault(generated, f"{engine}: no plan, but one is known")
+            if answer.kind == "limit":
+                if quick is not None and quick * 10 < self.runner.seconds:
+                    best = "a plan" if quick_plan is not None and quick_plan * 10 < self.runner.seconds else "an answer"
+                    self.fault(generated, f"{engine}: limit, where another engine has {best}")
+                else:
+                    self.fault(generated, f"{engine}: limit")
+
+    def report(self):
+        for engine, counts in self.counts.items():
+            print(f"{engine}: " + ", ".join(f"{n} {k}" for k, n in sorted(counts.items())))
+        for message, n in self.messages.most_common():
+            print(f"  refused {n}: {message}")
+        for what, n in sorted(self.faults.items()):
+            print(f"  {n} x {what}")
+
+
+def show(comparison, generated):
+    print(anml(generated.problem))
+    if generated.is_pddl:
+        print(*pddl(generated.problem), sep="\n")
+    print("known plan:", generated.witness or "none", sep="\n")
+    for engine, answer in comparison.compare(generated).items():
+        print(f"--- {engine}: {answer.kind}, {answer.seconds:.2f} s\n{answer.output}{answer.errors}")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--binary", required=True)
+    parser.add_argument("--seeds", type=int, default=100)
+    parser.add_argument("--first", type=int, default=1)
+    parser.add_argument("--engines", default=",".join(ENGINES))
+    parser.add_argument("--seconds", type=int, default=1)
+    parser.add_argument("--form", choices=("anml", "pddl", "both"), default="both")
+    parser.add_argument("--show", type=int)
+    parser.add_argument("--keep")
+    arguments = parser.parse_args()
+    engines = [e.strip() for e in arguments.engines.split(",")]
+    forms = {"anml": [False], "pddl": [True], "both": [False, True]}[arguments.form]
+    help_text = subprocess.run([arguments.binary, "-h"], capture_output=True, text=True).stdout
+    with tempfile.TemporaryDirectory(dir="/dev/shm" if os.path.isdir("/dev/shm") else None) as folder:
+        runner = Runner(arguments.binary, folder, arguments.seconds)
+        comparison = Comparison(runner, engines, "--strict" in help_text, arguments.keep)
+        if arguments.show is not None:
+            for is_pddl in forms:
+                show(comparison, generate(arguments.show, is_pddl))
+            return 0
+        start = time.time()
+        for seed in range(arguments.first, arguments.first + arguments.seeds):
+            for is_pddl in forms:
+                comparison.compare(generate(seed, is_pddl))
+        comparison.report()
+        print(f"{time.time() - start:.0f} s")
+    return 1 if comparison.faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
