@@ -1,5 +1,6 @@
 #include "plans/time_triggered_plan.h"
 
+#include <algorithm>
 #include <ostream>
 #include <sstream>
 #include <utility>
@@ -65,13 +66,81 @@ std::string rounded_time(const std::ostream& os, const rational& time) {
   return text.str();
 }
 
-// Whether the text reads back as the time. The exponent form of large times does not read back.
+// The exponent form of large times does not read back.
+bool is_readable(const std::string& text) {
+  return text.find_first_not_of("0123456789.-") == std::string::npos;
+}
+
 bool denotes(const std::string& text, const rational& time) {
-  return text.find_first_not_of("0123456789.-") == std::string::npos &&
-         rational_from_string(text) == time;
+  return is_readable(text) && rational_from_string(text) == time;
+}
+
+// As a decimal where that is finite, else as a fraction.
+std::string exact_time(const rational& time) {
+  std::ostringstream text;
+  integer rest = denominator(time);
+  std::size_t num_twos = 0;
+  std::size_t num_fives = 0;
+  for (; rest % 2 == 0; rest /= 2) ++num_twos;
+  for (; rest % 5 == 0; rest /= 5) ++num_fives;
+  const std::size_t num_digits = std::max(num_twos, num_fives);
+  if (rest != 1 || num_digits == 0) {
+    text << time;
+    return text.str();
+  }
+  integer scaled = numerator(time);
+  for (std::size_t i = num_twos; i < num_digits; ++i) scaled *= 2;
+  for (std::size_t i = num_fives; i < num_digits; ++i) scaled *= 5;
+  const bool is_negative = scaled < 0;
+  text << (is_negative ? integer(-scaled) : scaled);
+  std::string digits = text.str();
+  if (digits.size() <= num_digits) digits.insert(0, num_digits + 1 - digits.size(), '0');
+  digits.insert(digits.size() - num_digits, ".");
+  return (is_negative ? "-" : "") + digits;
+}
+
+void print_step(std::ostream& os, const TimeTriggeredStep& step) {
+  os << ": ";
+  print_step_action(os, step.object(), step.action(), step.actual_parameters());
+  if (step.has_duration()) os << " [" << step.duration() << "]";
+  os << std::endl;
 }
 
 }  // namespace
+
+std::ostream& TimeTriggeredPlan::print_exactly(std::ostream& os) const {
+  for (const auto& [time, steps] : plan_) {
+    const std::string text = exact_time(time);
+    for (const std::shared_ptr<TimeTriggeredStep>& step : steps) {
+      os << text;
+      print_step(os, *step);
+    }
+  }
+  return os;
+}
+
+bool TimeTriggeredPlan::is_changed_by_rounding() const {
+  const std::ostringstream as_told;
+  return std::ranges::any_of(plan_, [&as_told](const auto& entry) {
+    return !denotes(rounded_time(as_told, entry.first), entry.first);
+  });
+}
+
+std::shared_ptr<TimeTriggeredPlan> TimeTriggeredPlan::rounded() const {
+  auto result = std::make_shared<TimeTriggeredPlan>(environment());
+  const std::ostringstream as_told;
+  for (const auto& [time, steps] : plan_) {
+    const std::string text = rounded_time(as_told, time);
+    if (!is_readable(text)) return nullptr;
+    const rational start_time = rational_from_string(text);
+    for (const std::shared_ptr<TimeTriggeredStep>& step : steps) {
+      result->add_step(std::make_shared<TimeTriggeredStep>(
+          start_time, step->action(), step->actual_parameters(), step->optional_duration(),
+          step->post_condition(), step->object()));
+    }
+  }
+  return result;
+}
 
 std::ostream& TimeTriggeredPlan::print(std::ostream& os) const {
   const bool exact = environment().configuration().get_boolean_value("rational-precision");
@@ -88,10 +157,7 @@ std::ostream& TimeTriggeredPlan::print(std::ostream& os) const {
       } else {
         os << rounded;
       }
-      os << ": ";
-      print_step_action(os, step->object(), step->action(), step->actual_parameters());
-      if (step->has_duration()) os << " [" << step->duration() << "]";
-      os << std::endl;
+      print_step(os, *step);
     }
   }
   if (is_rounded) {

@@ -76,6 +76,15 @@ class TimeTriggeredPlan : public Plan {
   /// are rounded to hundredths, and a log line at `WARN` says so when that changes a time.
   std::ostream& print(std::ostream& os) const override;
 
+  /// One line for each step, with exact times: as decimals where these are finite, else as
+  /// fractions.
+  std::ostream& print_exactly(std::ostream& os) const;
+  /// Whether some time, printed without the option `rational-precision`, does not read back.
+  bool is_changed_by_rounding() const;
+  /// The plan with times as they read back from such a text; null if some do not, for large ones
+  /// get an exponent.
+  std::shared_ptr<TimeTriggeredPlan> rounded() const;
+
   void add_step(std::shared_ptr<TimeTriggeredStep> step);
 
   /// The steps by start time; those with one start time in the order in which they were added.
