@@ -1,0 +1,193 @@
+#include "validation/strict_initial_state.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "model/print_expression.h"
+#include "shell/errors.h"
+
+namespace kelvo::strict {
+
+namespace {
+
+enum class Progress : std::uint8_t { NEW, OPEN, DONE };
+
+constexpr Slot kUnknownSlot = static_cast<Slot>(-1);
+
+struct Initial {
+  const Statement* statement;
+  std::uint32_t number;
+  Progress progress = Progress::NEW;
+  /// Unknown while arguments that read fluents are.
+  Slot slot = kUnknownSlot;
+};
+
+[[noreturn]] void fail(const Statement& statement, const std::string& complaint) {
+  throw InvalidParameterError() << "The initial value is wrong: " << complaint << ": "
+                                << model::print_expression(statement.source);
+}
+
+class Resolver {
+ public:
+  Resolver(Values& values, Functions& functions, GroundFluents& fluents, Evaluator& evaluator)
+      : values_(values), functions_(functions), fluents_(fluents), evaluator_(evaluator) {
+    bindings_.start = values_.rational_number(0);
+  }
+
+  void add(const Statement& statement, std::uint32_t number) {
+    initials_.push_back({&statement, number});
+  }
+
+  State resolve() {
+    enter_known_slots();
+    for (std::size_t i = 0; i < initials_.size(); ++i) {
+      if (initials_[i].progress == Progress::NEW) resolve(i);
+    }
+    return std::move(state_);
+  }
+
+ private:
+  // The targets whose arguments read nothing, so that reads find what gives them their value.
+  void enter_known_slots() {
+    for (std::size_t i = 0; i < initials_.size(); ++i) {
+      const auto reads = [](const Program& program) {
+        return std::ranges::any_of(
+            program, [](const Instruction& instruction) { return instruction.op == Op::FLUENT; });
+      };
+      const ProgramCompiler::Target& target = initials_[i].statement->target;
+      if (std::ranges::any_of(target.arguments, reads)) {
+        unknown_.push_back(i);
+      } else {
+        enter_slot(i, target_slot(initials_[i]));
+      }
+    }
+  }
+
+  Slot target_slot(const Initial& initial) {
+    const ProgramCompiler::Target& target = initial.statement->target;
+    arguments_.clear();
+    evaluator_.forget();
+    for (const Program& program : target.arguments) {
+      arguments_.push_back(evaluator_.evaluate(program, bindings_, state_));
+    }
+    if (!evaluator_.unset().empty()) return kUnknownSlot;
+    if (!evaluator_.fit_arguments(functions_.fluent(target.fluent), arguments_)) {
+      fail(*initial.statement, evaluator_.complaint());
+    }
+    return fluents_.slot(target.fluent, arguments_);
+  }
+
+  void enter_slot(std::size_t i, Slot slot) {
+    initials_[i].slot = slot;
+    if (slot >= giver_.size()) giver_.resize(slot + 1, kNone);
+    if (giver_[slot] != kNone) {
+      const std::span<const Value> arguments = fluents_.arguments_of(slot);
+      fail(*initials_[i].statement,
+           "fluent " +
+               application_text(values_, functions_.fluent(fluents_.fluent_of(slot)),
+                                {arguments.begin(), arguments.end()}) +
+               " has another one");
+    }
+    giver_[slot] = i;
+  }
+
+  // Depth first, on a stack: what is read comes before what reads it.
+  void resolve(std::size_t root) {
+    std::vector<std::size_t> todo{root};
+    while (!todo.empty()) {
+      const std::size_t i = todo.back();
+      if (initials_[i].progress == Progress::DONE || give_value(i)) {
+        todo.pop_back();
+        continue;
+      }
+      initials_[i].progress = Progress::OPEN;
+      const std::vector<Slot> unset = evaluator_.unset();
+      for (const Slot slot : unset) push_givers(i, slot, todo);
+    }
+  }
+
+  // Whether the value could be given; else the evaluator knows what is unset.
+  bool give_value(std::size_t i) {
+    const Statement& statement = *initials_[i].statement;
+    if (initials_[i].slot == kUnknownSlot) {
+      const Slot slot = target_slot(initials_[i]);
+      if (slot == kUnknownSlot) return false;
+      enter_slot(i, slot);
+      std::erase(unknown_, i);
+    }
+    evaluator_.forget();
+    const Value value = evaluator_.evaluate(statement.value, bindings_, state_);
+    if (!evaluator_.unset().empty()) return false;
+    if (value == kNoValue) fail(statement, evaluator_.complaint());
+    std::string complaint;
+    const Value fitting =
+        functions_.fluent(statement.target.fluent).type.fit(values_, value, complaint);
+    if (fitting == kNoValue) fail(statement, complaint);
+    Writer writer;
+    writer.statement = initials_[i].number;
+    state_.write(initials_[i].slot, fitting, writer);
+    initials_[i].progress = Progress::DONE;
+    return true;
+  }
+
+  void push_givers(std::size_t reader, Slot slot, std::vector<std::size_t>& todo) {
+    std::vector<std::size_t> givers;
+    if (slot < giver_.size() && giver_[slot] != kNone) {
+      givers.push_back(giver_[slot]);
+    } else {
+      // One of those whose arguments are not known yet may give it.
+      for (const std::size_t i : unknown_) {
+        if (initials_[i].statement->target.fluent == fluents_.fluent_of(slot)) givers.push_back(i);
+      }
+    }
+    const std::span<const Value> arguments = fluents_.arguments_of(slot);
+    const std::string name = application_text(values_, functions_.fluent(fluents_.fluent_of(slot)),
+                                              {arguments.begin(), arguments.end()});
+    if (givers.empty()) {
+      fail(*initials_[reader].statement, "it reads fluent " + name + ", which has no value");
+    }
+    for (const std::size_t i : givers) {
+      if (initials_[i].progress == Progress::OPEN) {
+        fail(*initials_[reader].statement,
+             "it reads fluent " + name + ", whose value depends on it");
+      }
+      todo.push_back(i);
+    }
+  }
+
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+  Values& values_;
+  Functions& functions_;
+  GroundFluents& fluents_;
+  Evaluator& evaluator_;
+  Bindings bindings_;
+  State state_;
+  std::vector<Initial> initials_;
+  std::vector<std::size_t> unknown_;
+  std::vector<std::size_t> giver_;  // by slot
+  std::vector<Value> arguments_;
+};
+
+}  // namespace
+
+bool is_initial_value(const Statement& statement, Values& values, Evaluator& evaluator) {
+  if (statement.kind != Statement::Kind::EFFECT || statement.left.mentions_end) return false;
+  Bindings bindings;
+  bindings.start = values.rational_number(0);
+  const Value time = evaluator.evaluate(statement.left.time, bindings, State());
+  return values.is_number(time) && values.number_of(time) == 0;
+}
+
+State initial_state(const StatementList& problem, Values& values, Functions& functions,
+                    GroundFluents& fluents, Evaluator& evaluator) {
+  Resolver resolver(values, functions, fluents, evaluator);
+  for (std::size_t i = 0; i < problem.statements.size(); ++i) {
+    const Statement& statement = problem.statements[i];
+    if (!is_initial_value(statement, values, evaluator)) continue;
+    resolver.add(statement, static_cast<std::uint32_t>(i));
+  }
+  return resolver.resolve();
+}
+
+}  // namespace kelvo::strict

@@ -1,0 +1,176 @@
+// How a plan is laid out on the line of time: what happens, and what is asked when.
+
+#include <algorithm>
+
+#include "model/print_expression.h"
+#include "shell/errors.h"
+#include "validation/strict_simulation.h"
+
+namespace kelvo::strict {
+
+const StatementList& Simulation::list_of(std::uint32_t step) const {
+  return step == Writer::kProblem ? task_.problem : *steps_[step].list;
+}
+
+const Statement& Simulation::statement_of(std::uint32_t step, std::uint32_t statement) const {
+  return list_of(step).statements[statement];
+}
+
+void Simulation::bind(std::uint32_t step) {
+  if (step == Writer::kProblem) {
+    bindings_ = {{}, kNoValue, zero_, horizon_, horizon_};
+  } else {
+    bindings_ = {steps_[step].parameters, steps_[step].object, starts_[step], ends_[step],
+                 durations_[step]};
+  }
+}
+
+// The end of the plan depends on the effects of its steps, so these are laid out first.
+bool Simulation::lay_out() {
+  rational last = 0;
+  for (std::uint32_t step = 0; step < steps_.size(); ++step) {
+    const rational end = steps_[step].start + steps_[step].duration;
+    starts_.push_back(task_.values.rational_number(steps_[step].start));
+    ends_.push_back(task_.values.rational_number(end));
+    durations_.push_back(task_.values.rational_number(steps_[step].duration));
+    last = std::max(last, end);
+    if (!lay_out_list(step)) return false;
+  }
+  for (const Item& item : items_) {
+    if (item.phase == Phase::EFFECT) last = std::max(last, task_.values.number_of(item.moment));
+  }
+  horizon_ = task_.values.rational_number(last + 1);
+  if (!lay_out_list(Writer::kProblem)) return false;
+  number_times();
+  return true;
+}
+
+bool Simulation::lay_out_list(std::uint32_t step) {
+  bind(step);
+  const std::size_t size = list_of(step).statements.size();
+  for (std::uint32_t number = 0; number < size; ++number) {
+    if (!lay_out_statement(step, number)) return false;
+  }
+  return true;
+}
+
+bool Simulation::lay_out_statement(std::uint32_t step, std::uint32_t number) {
+  const bool is_of_problem = step == Writer::kProblem;
+  if (is_of_problem && task_.is_initial[number]) return true;
+  const Statement& statement = statement_of(step, number);
+  rational from = is_of_problem ? task_.values.number_of(horizon_) : steps_[step].start;
+  if (statement.is_timed && statement.kind != Statement::Kind::DURATION) {
+    const std::optional<rational> left = time_of(statement.left, step, statement);
+    if (!left) return fail("its time has no value", step, number);
+    from = *left;
+    if (!statement.is_point) {
+      const std::optional<rational> right = time_of(statement.right, step, statement);
+      if (!right) return fail("its time has no value", step, number);
+      return lay_out_window(step, number, from, *right);
+    }
+  }
+  if (statement.kind == Statement::Kind::CONTAINS) {
+    return lay_out_window(step, number, from, from);
+  }
+  const bool is_effect = statement.kind == Statement::Kind::EFFECT;
+  if (from < 0) {
+    return fail(
+        is_effect ? "the effect comes before time 0" : "the condition is about a time before 0",
+        step, number);
+  }
+  if (is_effect) {
+    add_item(from, Phase::EFFECT, step, number, kNone, kNone);
+    return true;
+  }
+  for (std::uint32_t i = 0; i < statement.conjuncts.size(); ++i) {
+    add_item(from, Phase::ASK, step, number, i, kNone);
+  }
+  return true;
+}
+
+bool Simulation::lay_out_window(std::uint32_t step, std::uint32_t number, const rational& from,
+                                const rational& to) {
+  const Statement& statement = statement_of(step, number);
+  const bool is_contains = statement.kind == Statement::Kind::CONTAINS;
+  const bool both_closed = statement.left_closed && statement.right_closed;
+  bool from_closed = statement.left_closed;
+  rational begin = from;
+  bool is_empty = from > to || (from == to && !both_closed);
+  if (!is_empty && from < 0) {
+    if (!is_contains) return fail("the condition is about times before 0", step, number);
+    begin = 0;  // there are no times before
+    from_closed = true;
+    is_empty = to < 0 || (to == 0 && !statement.right_closed);
+  }
+  if (is_empty) {
+    if (!is_contains) return true;
+    return fail("its window is empty, so that the condition is met at no time of it", step, number);
+  }
+  for (std::uint32_t i = 0; i < statement.conjuncts.size(); ++i) {
+    if (begin == to && !is_contains) {
+      add_item(begin, Phase::ASK, step, number, i, kNone);
+      continue;
+    }
+    const auto window = static_cast<std::uint32_t>(windows_.size());
+    windows_.push_back({task_.values.rational_number(begin),
+                        task_.values.rational_number(to),
+                        from_closed,
+                        statement.right_closed,
+                        step,
+                        number,
+                        i,
+                        false,
+                        false,
+                        {},
+                        is_contains ? std::make_unique<Recorder>() : nullptr});
+    add_item(begin, from_closed ? Phase::ASK : Phase::OPEN, step, number, kNone, window);
+    // A window of one moment closes behind it, any other before the effects at its end.
+    add_item(to, begin == to ? Phase::OPEN : Phase::CLOSE, step, number, kNone, window);
+  }
+  return true;
+}
+
+std::optional<rational> Simulation::time_of(const TimeBound& bound, std::uint32_t step,
+                                            const Statement& statement) {
+  if (!bound.label.empty()) {
+    throw InvalidParameterError() << "A window that begins or ends with a label cannot be judged: "
+                                  << model::print_expression(statement.source);
+  }
+  bind(step);
+  task_.evaluator.forget();
+  const Value time = task_.evaluator.evaluate(bound.time, bindings_, state_);
+  if (!task_.values.is_number(time)) return std::nullopt;
+  return task_.values.number_of(time);
+}
+
+void Simulation::add_item(const rational& time, Phase phase, std::uint32_t step,
+                          std::uint32_t statement, std::uint32_t conjunct, std::uint32_t window) {
+  items_.push_back({task_.values.rational_number(time), phase, step, statement, conjunct, window});
+}
+
+// Replaces times by their numbers in ascending order, and orders what happens.
+void Simulation::number_times() {
+  std::vector<Value> moments;
+  for (const Item& item : items_) moments.push_back(item.moment);
+  std::ranges::sort(moments);
+  moments.erase(std::unique(moments.begin(), moments.end()), moments.end());
+  std::ranges::sort(moments, [this](Value a, Value b) {
+    return task_.values.number_of(a) < task_.values.number_of(b);
+  });
+  std::vector<std::uint32_t> numbers;
+  for (const Value moment : moments) {
+    if (moment >= numbers.size()) numbers.resize(moment + 1);
+    numbers[moment] = static_cast<std::uint32_t>(times_.size());
+    times_.push_back(task_.values.number_of(moment));
+  }
+  for (Item& item : items_) item.moment = numbers[item.moment];
+  for (Window& window : windows_) {
+    window.from = numbers[window.from];
+    window.to = numbers[window.to];
+  }
+  std::ranges::stable_sort(items_, [](const Item& a, const Item& b) {
+    return a.moment != b.moment ? a.moment < b.moment : a.phase < b.phase;
+  });
+}
+
+}  // namespace kelvo::strict
