@@ -272,13 +272,14 @@ double HAdd::compute(const State& state, bool record) {
     const bool value = ((state.values.bits[at.bit / 64] >> (at.bit % 64)) & 1) != 0;
     reach(value ? at.positive : at.negative);
   }
-  for (const Comparison& comparison : comparisons_) {
+  for (std::size_t i = 0; i < comparisons_.size(); ++i) {
+    const Comparison& comparison = comparisons_[i];
     if (machine_.holds(comparison.condition, state.values)) {
       settle(comparison.literal, 0);
-    } else {
-      costs_[comparison.literal] = unmet_comparison_cost_;
+    } else if (const double cost = unmet_cost(i); cost != UNREACHED) {
+      costs_[comparison.literal] = cost;
       supporters_[comparison.literal] = NO_DISJUNCT;
-      queue_.push(unmet_comparison_cost_, comparison.literal);
+      queue_.push(cost, comparison.literal);
     }
   }
   for (const std::uint32_t disjunct : assumed_ready_) fire(disjunct);

@@ -72,6 +72,8 @@ class HAdd : public Heuristic {
   std::uint32_t make_literal() { return num_literals_++; }
   std::uint32_t num_literals() const { return num_literals_; }
 
+  /// What a comparison costs that does not hold, by its place in `comparisons()`.
+  virtual double unmet_cost(std::size_t) const { return unmet_comparison_cost_; }
   /// Called when an action of `watched_actions_` gets cheaper.
   virtual void on_reached(std::uint32_t, double) {}
   /// Offers a cost for a literal, by which disjunct.

@@ -63,22 +63,30 @@ void HFF::lay_out_markers() {
   }
 }
 
-void HFF::add_literals_of_mask(const Condition& condition, Literals& literals) {
+// False when a slot that never changes has the wrong value. Slots of `made` are left out.
+bool HFF::add_literals_of_mask(const Condition& condition, const SlotSet& made,
+                               Literals& literals) {
   for (const std::uint32_t slot : condition.program.reads) {
-    if (task_.is_constant(slot)) continue;
+    if (made.contains(slot)) continue;
     const std::uint32_t position = space().place(slot).position;
     for (const WordTest& test : condition.tests) {
       if (test.word != position / 64) continue;
-      literals.push_back(literal_of_slot(slot, (test.expected >> (position % 64) & 1) != 0));
+      const bool value = (test.expected >> (position % 64) & 1) != 0;
+      if (!task_.is_constant(slot)) {
+        literals.push_back(literal_of_slot(slot, value));
+      } else if ((task_.task().initial_values()[slot] == ValueTable::TRUE) != value) {
+        return false;
+      }
     }
   }
+  return true;
 }
 
 std::vector<HAdd::Literals> HFF::alternatives_of(const Condition& condition) {
   if (!condition.is_mask) return literals_of_expression(condition.program.expression);
   if (condition.never) return {};
   std::vector<Literals> result(1);
-  add_literals_of_mask(condition, result.front());
+  if (!add_literals_of_mask(condition, SlotSet(), result.front())) return {};
   return result;
 }
 
@@ -169,15 +177,8 @@ HAdd::Operator HFF::make_operator(const GuidedStep& step) {
     }
     // Literal by literal: the step may make some of them.
     Literals literals;
-    for (const std::uint32_t slot : opened->program.reads) {
-      if (task_.is_constant(slot)) continue;
-      if (std::binary_search(step.changes.members.begin(), step.changes.members.end(), slot))
-        continue;
-      const std::uint32_t position = space().place(slot).position;
-      for (const WordTest& test : opened->tests) {
-        if (test.word != position / 64) continue;
-        literals.push_back(literal_of_slot(slot, (test.expected >> (position % 64) & 1) != 0));
-      }
+    if (opened->never || !add_literals_of_mask(*opened, step.changes, literals)) {
+      made.condition.clear();
     }
     for (Literals& one : made.condition) one.insert(one.end(), literals.begin(), literals.end());
   }

@@ -37,6 +37,7 @@ class HFF : public HAdd {
  protected:
   void reach_initial_literals(const State& state) override;
   void on_reached(std::uint32_t disjunct, double cost) override;
+  double unmet_cost(std::size_t comparison) const override;
 
  private:
   /// A comparison as what is missing for it to hold.
@@ -47,6 +48,9 @@ class HFF : public HAdd {
     Program right;
     SlotSet reads;
     std::uint32_t repetitions = 1;  // of its supporter, in the latest evaluation
+    /// Who may still make it hold: an action, or the problem before this position.
+    bool is_written_by_actions = false;
+    std::uint32_t written_before = 0;
   };
   /// How often a step has to be applied for a comparison.
   struct Support {
@@ -61,7 +65,7 @@ class HFF : public HAdd {
 
   std::vector<Literals> alternatives_of(const Condition& condition);
   std::vector<Literals> literals_of_expression(model::Expression e);
-  void add_literals_of_mask(const Condition& condition, Literals& literals);
+  bool add_literals_of_mask(const Condition& condition, const SlotSet& made, Literals& literals);
   void add_condition(const Condition& condition, std::vector<Literals>& alternatives);
   bool is_made_by(const Condition& condition, const GuidedStep& step) const;
   void lay_out_markers();
@@ -71,6 +75,7 @@ class HFF : public HAdd {
   void number_disjuncts(const std::vector<Literals>& goal, const std::vector<Operator>& operators);
 
   void lay_out_comparisons();
+  void find_writers(Slack& comparison) const;
   void find_supports(const GuidedStep& step, StepSupports& made);
   std::uint32_t repetitions_for(std::uint32_t comparison, const StateValues& after);
   double slack(const Slack& comparison, const StateValues& values);

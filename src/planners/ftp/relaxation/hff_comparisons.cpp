@@ -68,6 +68,7 @@ void HFF::lay_out_comparisons() {
     }
     for (const std::uint32_t slot : program.reads) made.reads.add(slot);
     made.reads.finish();
+    find_writers(made);
   }
   if (slacks_.empty() || !options_.numeric_supporters) return;
   step_supports_.resize(task_.steps().size());
@@ -80,6 +81,26 @@ void HFF::lay_out_comparisons() {
       watched_actions_[number] = true;
     }
   }
+}
+
+void HFF::find_writers(Slack& comparison) const {
+  for (const GuidedStep& step : task_.steps()) {
+    const bool is_problem = step.list == GuidedTask::PROBLEM;
+    if (!is_problem && !task_.list(step.list).is_useful) continue;
+    if (!have_common_member(step.changes, comparison.reads)) continue;
+    if (is_problem) {
+      comparison.written_before = step.position + 1;  // the steps stand in their order
+    } else {
+      comparison.is_written_by_actions = true;
+    }
+  }
+}
+
+// Infinite when nothing that is still to come writes what the comparison reads.
+double HFF::unmet_cost(std::size_t comparison) const {
+  const Slack& at = slacks_[comparison];
+  const bool may_change = at.is_written_by_actions || state_->problem_position < at.written_before;
+  return may_change ? unmet_comparison_cost_ : UNREACHED;
 }
 
 // What is missing, below 0 while the comparison does not hold. Not a number where that says

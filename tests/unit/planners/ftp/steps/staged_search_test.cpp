@@ -300,6 +300,46 @@ TEST_F(GuidedSearchTest, TheEstimateIsTheSizeOfARelaxedPlan) {
   EXPECT_EQ(heuristic.evaluate(state), 7);
 }
 
+TEST_F(GuidedSearchTest, WhatNobodyWritesAnyMoreIsOutOfReach) {
+  const std::string declarations = R"(
+    fluent boolean lamp; fluent boolean open; fluent boolean key; fluent integer n; fluent integer m;
+    action light() { duration := 1; [end] lamp := true; [end] m := m + 1; };
+    action unlock() { duration := 1; [start] key; [end] open := true; [end] n := n + 1; };
+    [start] lamp := false; [start] open := false; [start] key := false;
+    [start] n := 0; [start] m := 0;
+  )";
+  struct Case {
+    const char* goals;
+    bool is_reached;
+  };
+  for (const auto& [goals, is_reached] : {
+           Case{"[end] open and lamp;", false},
+           Case{"[end] lamp and (not open);", true},
+           Case{"[end] lamp; [end] n > 0;", false},
+           Case{"[end] lamp; [end] m > 3;", true},
+           Case{"[end] lamp; [7] n := 2; [end] n > 0;", true},
+           Case{"[7] key := true; [end] open and lamp;", true},
+       }) {
+    load(declarations + goals);
+    HFF heuristic(*task_, HFF::Options());
+    GuidedSuccessors successors(*task_, Compression::NONE);
+    GuidedState state;
+    ASSERT_TRUE(successors.make_initial_state(state));
+    EXPECT_EQ(heuristic.evaluate(state) != Heuristic::DEAD_END, is_reached) << goals;
+  }
+  // What the problem has done does not come again.
+  load(declarations + "[7] n := 2; [9] n := 0; [end] n > 1;");
+  HFF heuristic(*task_, HFF::Options());
+  GuidedSuccessors successors(*task_, Compression::NONE);
+  GuidedState state;
+  ASSERT_TRUE(successors.make_initial_state(state));
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_NE(heuristic.evaluate(state), Heuristic::DEAD_END) << i;
+    ASSERT_TRUE(successors.apply(state, {GuidedTask::PROBLEM, Kind::STEP}));
+  }
+  EXPECT_EQ(heuristic.evaluate(state), Heuristic::DEAD_END);
+}
+
 TEST_F(GuidedSearchTest, LandmarksAreCountedUntilTheyAreReachedForGood) {
   load(R"(
     fluent boolean a; fluent boolean b; fluent boolean c; fluent boolean d;
