@@ -6,12 +6,6 @@ namespace kelvo::ftp {
 
 namespace {
 
-/// Interfering steps are this far apart.
-const rational& exact_gap() {
-  static const rational gap(1, 100);
-  return gap;
-}
-
 /// What sums of times may differ by and still be equal.
 constexpr double TOLERANCE = 1e-6;
 
@@ -28,6 +22,11 @@ std::uint32_t node_of(const GuidedStep& step, std::uint32_t node) {
 }
 
 }  // namespace
+
+GuidedSchedule::GuidedSchedule(const GuidedTask& task)
+    : task_(task),
+      write_gap_{&task.write_gap(), to_double(task.write_gap())},
+      read_gap_{&task.read_gap(), to_double(task.read_gap())} {}
 
 void GuidedSchedule::start(GuidedState& state) const {
   state.times.assign(1, 0.0);
@@ -123,15 +122,15 @@ std::uint32_t GuidedSchedule::add_action(GuidedState& state, std::uint32_t numbe
 
 bool GuidedSchedule::order(GuidedState& state, std::uint32_t earlier_node,
                            const GuidedStep& earlier, std::uint32_t later_node,
-                           const GuidedStep& later) {
+                           const GuidedStep& later, const Gap& gap) {
   const std::uint32_t from = node_of(earlier, earlier_node);
   const std::uint32_t to = node_of(later, later_node);
   if (from == to) return true;  // a fixed distance, in the order of the list
   if (record_ != nullptr) {
     record_->push_back(
-        {from, to, rational(earlier.exact_offset + exact_gap() - later.exact_offset)});
+        {from, to, rational(earlier.exact_offset + *gap.exact - later.exact_offset)});
   }
-  return add_edge(state, from, to, earlier.offset + NETWORK_EPSILON - later.offset);
+  return add_edge(state, from, to, earlier.offset + gap.length - later.offset);
 }
 
 // --- the order of the steps ---
@@ -148,36 +147,43 @@ std::uint64_t GuidedSchedule::key_of(const GuidedState& state, const GuidedStep&
              1);
 }
 
-bool GuidedSchedule::order_behind_point(GuidedState& state, std::uint32_t point,
-                                        const Point& made) {
+bool GuidedSchedule::order_behind_point(GuidedState& state, std::uint32_t point, const Point& made,
+                                        const Gap& gap) {
   if (ordered_for_[point] == num_ordered_) return true;
   ordered_for_[point] = num_ordered_;
   const Point earlier = points_[point];
   state.order_hash += mix(made.key * 3 + earlier.key * 7);
-  return order(state, earlier.node, task_.step(earlier.step), made.node, task_.step(made.step));
+  return order(state, earlier.node, task_.step(earlier.step), made.node, task_.step(made.step),
+               gap);
 }
 
+// The wide gaps come first: of two steps only the first constraint is made.
 bool GuidedSchedule::order_behind_users(GuidedState& state, const GuidedStep& step,
                                         std::uint32_t number) {
   const Point made = points_[number];
   ordered_for_.resize(points_.size());
   ordered_for_[number] = ++num_ordered_;
-  const auto order_behind_writer = [&](std::uint32_t slot) {
-    const std::uint32_t writer = state.slots[slot].writer;
-    return writer == NONE || order_behind_point(state, writer, made);
+  const auto order_behind_writers = [&](const SlotSet& slots, const Gap& gap) {
+    return std::all_of(slots.members.begin(), slots.members.end(), [&](std::uint32_t slot) {
+      const std::uint32_t writer = state.slots[slot].writer;
+      return writer == NONE || order_behind_point(state, writer, made, gap);
+    });
   };
-  for (const std::uint32_t slot : step.reads.members) {
-    if (!order_behind_writer(slot)) return false;
+  if (!order_behind_writers(step.reads, write_gap_) ||
+      !order_behind_writers(step.writes, write_gap_) ||
+      !order_behind_writers(step.reads_behind, read_gap_)) {
+    return false;
   }
   for (const std::uint32_t slot : step.writes.members) {
-    if (!order_behind_writer(slot)) return false;
     for (std::uint32_t r = state.slots[slot].readers; r != NONE; r = readers_[r].next) {
-      if (!order_behind_point(state, readers_[r].point, made)) return false;
+      if (!order_behind_point(state, readers_[r].point, made, read_gap_)) return false;
     }
   }
-  for (const std::uint32_t slot : step.reads.members) {
-    readers_.push_back({state.slots[slot].readers, number});
-    state.slots[slot].readers = static_cast<std::uint32_t>(readers_.size() - 1);
+  for (const SlotSet* reads : {&step.reads, &step.reads_behind}) {
+    for (const std::uint32_t slot : reads->members) {
+      readers_.push_back({state.slots[slot].readers, number});
+      state.slots[slot].readers = static_cast<std::uint32_t>(readers_.size() - 1);
+    }
   }
   for (const std::uint32_t slot : step.writes.members) state.slots[slot] = {number, NONE};
   return true;
@@ -191,7 +197,10 @@ bool GuidedSchedule::order_pending(GuidedState& state, const GuidedStep& step, s
     const GuidedList& list = task_.list(number);
     for (; position < list.num_steps; ++position) {
       const GuidedStep& pending = task_.step(number, position);
-      if (interfere(step, pending) && !order(state, node, step, list_node, pending)) return false;
+      const rational* gap = task_.gap_between(step, pending);
+      if (gap == nullptr) continue;
+      const Gap& distance = gap == write_gap_.exact ? write_gap_ : read_gap_;
+      if (!order(state, node, step, list_node, pending, distance)) return false;
     }
     return true;
   };
@@ -214,7 +223,7 @@ bool GuidedSchedule::add_step(GuidedState& state, const GuidedStep& step, std::u
 bool GuidedSchedule::put_off(GuidedState& state, std::uint32_t node, const rational& time) {
   const GuidedList& list = task_.list(state.node_lists[node]);
   const rational length = list.has_fixed_duration ? list.exact_lower : rational(0);
-  const rational earliest = time - 1 + exact_gap() - length;
+  const rational earliest = time - 1 + task_.write_gap() - length;
   const double weight = to_double(earliest);
   if (weight <= state.times[node] + TOLERANCE) return false;  // the end is late enough as it is
   const std::size_t num_recorded = record_ == nullptr ? 0 : record_->size();

@@ -20,7 +20,7 @@ namespace kelvo::ftp {
 class GuidedSchedule {
  public:
   /// The task is borrowed.
-  explicit GuidedSchedule(const GuidedTask& task) : task_(task) {}
+  explicit GuidedSchedule(const GuidedTask& task);
 
   /// The schedule of the empty plan.
   void start(GuidedState& state) const;
@@ -77,14 +77,22 @@ class GuidedSchedule {
 
   bool add_edge(GuidedState& state, std::uint32_t from, std::uint32_t to, double weight);
   bool propagate(GuidedState& state, std::uint32_t source, std::uint32_t raised);
+  struct Gap {
+    const rational* exact;
+    double length;
+  };
+
   bool order(GuidedState& state, std::uint32_t earlier_node, const GuidedStep& earlier,
-             std::uint32_t later_node, const GuidedStep& later);
-  bool order_behind_point(GuidedState& state, std::uint32_t point, const Point& made);
+             std::uint32_t later_node, const GuidedStep& later, const Gap& gap);
+  bool order_behind_point(GuidedState& state, std::uint32_t point, const Point& made,
+                          const Gap& gap);
   bool order_behind_users(GuidedState& state, const GuidedStep& step, std::uint32_t number);
   bool order_pending(GuidedState& state, const GuidedStep& step, std::uint32_t node);
   std::uint64_t key_of(const GuidedState& state, const GuidedStep& step, std::uint32_t node) const;
 
   const GuidedTask& task_;
+  Gap write_gap_;
+  Gap read_gap_;
   std::vector<Edge> edges_;
   std::vector<Point> points_;
   std::vector<Reader> readers_;

@@ -5,15 +5,30 @@
 
 #include "planners/ftp/task/reachability.h"
 #include "planners/ftp/task/step_maker.h"
+#include "shell/configuration.h"
+#include "shell/environment.h"
 
 namespace kelvo::ftp {
 
-bool interfere(const GuidedStep& a, const GuidedStep& b) {
-  return have_common_member(a.writes, b.reads) || have_common_member(a.writes, b.writes) ||
-         have_common_member(a.reads, b.writes);
+const rational* GuidedTask::gap_between(const GuidedStep& earlier, const GuidedStep& later) const {
+  if (have_common_member(earlier.writes, later.reads) ||
+      have_common_member(earlier.writes, later.writes)) {
+    return &write_gap_;
+  }
+  if (have_common_member(earlier.writes, later.reads_behind) ||
+      have_common_member(earlier.reads, later.writes) ||
+      have_common_member(earlier.reads_behind, later.writes)) {
+    return &read_gap_;
+  }
+  return nullptr;
 }
 
 GuidedTask::GuidedTask(CompiledTask& task) : task_(task), lists_(task.templates().size()) {
+  write_gap_ = rational(1, 100);
+  if (task.environment().configuration().get_boolean_value("pddl")) {  // no moving targets
+    write_gap_ = std::max(write_gap_, task.plan_epsilon());
+    read_gap_ = write_gap_;
+  }
   GuidedStepMaker maker(*this);
   maker.add_problem();
   for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < lists_.size(); ++id) {
@@ -72,35 +87,43 @@ void GuidedTask::find_order_slots() {
   for (std::uint32_t slot = 0; slot < num_slots(); ++slot) order_slot_[slot] = root_of(slot);
 }
 
-void GuidedTask::add_reads(const Program& program, SlotSet& slots) const {
+void GuidedTask::add_reads(const Program& program, SlotSet& slots, bool with_constants) const {
+  const auto add = [&](std::uint32_t slot) {
+    if (with_constants || !is_constant_[slot]) slots.add(slot);
+  };
   if (program.reads_all) {
-    for (std::uint32_t slot = 0; slot < num_slots(); ++slot) {
-      if (!is_constant_[slot]) slots.add(slot);
-    }
+    for (std::uint32_t slot = 0; slot < num_slots(); ++slot) add(slot);
     return;
   }
-  for (const std::uint32_t slot : program.reads) {
-    if (!is_constant_[slot]) slots.add(slot);
-  }
+  std::for_each(program.reads.begin(), program.reads.end(), add);
 }
 
+// Two steps that may not touch one slot at one instant may not even if it keeps its value.
 void GuidedTask::add_accesses(GuidedStep& step) const {
+  const bool with_constants = read_gap_ > 0;
   SlotSet reads;
-  for (const Condition* condition : step.checks) add_reads(condition->program, reads);
-  for (const Condition* condition : step.opened) add_reads(condition->program, reads);
+  SlotSet reads_behind;
+  for (const Condition* condition : step.checks)
+    add_reads(condition->program, reads, with_constants);
+  for (const Condition* condition : step.opened)
+    add_reads(condition->program, reads_behind, with_constants);
   for (const EffectProgram* effect : step.effects) {
     if (effect->writes_all) {
       for (std::uint32_t slot = 0; slot < num_slots(); ++slot) step.changes.add(slot);
     }
     for (const std::uint32_t slot : effect->writes) step.changes.add(slot);
     for (const Assignment& assignment : effect->assignments) {
-      if (!assignment.is_constant) add_reads(assignment.value, reads);
-      if (assignment.target != nullptr) add_reads(*assignment.target, reads);
+      if (!assignment.is_constant) add_reads(assignment.value, reads, with_constants);
+      if (assignment.target != nullptr) add_reads(*assignment.target, reads, with_constants);
     }
   }
   for (const std::uint32_t slot : reads.members) step.reads.add(order_slot_[slot]);
   for (const std::uint32_t slot : step.changes.members) step.writes.add(order_slot_[slot]);
   step.reads.finish();
+  for (const std::uint32_t slot : reads_behind.members) {
+    if (!step.reads.contains(order_slot_[slot])) step.reads_behind.add(order_slot_[slot]);
+  }
+  step.reads_behind.finish();
   step.writes.finish();
   step.changes.finish();
 }

@@ -29,15 +29,15 @@ struct GuidedStep {
   /// An effect computes a value, so that the state before it is needed.
   bool has_computed_effects = false;
 
-  /// What orders the step among others: see `GuidedTask`.
+  /// What orders the step among others: see `GuidedTask`. What `reads` asks is the value before the
+  /// instant of the step; what `reads_behind` asks beside it, as conditions do that open here, is
+  /// the value behind that instant.
   SlotSet reads;
+  SlotSet reads_behind;
   SlotSet writes;
   /// The slots of the state that the effects change.
   SlotSet changes;
 };
-
-/// Whether the order of two steps of different actions matters.
-bool interfere(const GuidedStep& a, const GuidedStep& b);
 
 /// The durative conditions that are open between two steps.
 struct OpenSet {
@@ -107,6 +107,15 @@ class GuidedTask {
   /// The first position of the problem's list behind which no condition stands.
   std::uint32_t last_condition() const { return last_condition_; }
 
+  /// How far apart the schedule keeps two steps of which the later one must see, or overwrite, what
+  /// the earlier one writes.
+  const rational& write_gap() const { return write_gap_; }
+  /// And a step that writes behind one that reads: an instant is read before it is written.
+  const rational& read_gap() const { return read_gap_; }
+  /// The gap between two steps of different actions in this order; nothing when they do not
+  /// interfere.
+  const rational* gap_between(const GuidedStep& earlier, const GuidedStep& later) const;
+
   /// Slots that keep their initial value whatever is done.
   bool is_constant(std::uint32_t slot) const { return is_constant_[slot]; }
   std::size_t num_slots() const { return task_.space().num_slots(); }
@@ -120,10 +129,12 @@ class GuidedTask {
   void collect_accesses();
   void find_relevant_actions();
   void find_compressible_actions();
-  void add_reads(const Program& program, SlotSet& slots) const;
+  void add_reads(const Program& program, SlotSet& slots, bool with_constants = false) const;
   void add_accesses(GuidedStep& step) const;
 
   CompiledTask& task_;
+  rational write_gap_;
+  rational read_gap_;
   std::string obstacle_;
   std::vector<GuidedStep> steps_;
   std::vector<GuidedList> lists_;

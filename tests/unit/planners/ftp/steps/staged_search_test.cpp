@@ -181,7 +181,20 @@ std::vector<std::pair<std::string, rational>> timed_problems() {
           action use() { duration := 4; [start, end) lit; [end] p := true; };
           [start] lit := false; [start] p := false; [start] past := false;
           [end] p and past and not lit;)",
-       rational(402, 100)},
+       rational(401, 100)},
+      // A reader up to the instant at which what it reads is taken away.
+      {R"(fluent boolean p; fluent boolean q; fluent boolean open;
+          action z() { duration := 2; [end] p := true; };
+          action b() { duration := 3; [start] p; [all] open; [end] q := true; };
+          [start] p := false; [start] q := false; [start] open := true;
+          [5.01] open := false; [end] q;)",
+       rational(501, 100)},
+      // What is true from an instant on is enough for a condition that is open on the left.
+      {R"(fluent boolean p; fluent boolean q;
+          action f() { duration := 2; [start] not p; [start] p := true; [end] p := false; };
+          action g() { duration := 2; (start, end] p; [end] q := true; };
+          [start] p := false; [start] q := false; [end] q;)",
+       2},
       // Numbers with bounds, a fluent of a user type, effects between start and end.
       {R"(type place; instance place home, yard, shop;
           fluent place at; fluent integer[0, 4] load; fluent boolean sold;
