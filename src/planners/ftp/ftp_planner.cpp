@@ -23,6 +23,15 @@
 
 namespace kelvo::ftp {
 
+namespace {
+
+// Of the searches that take turns under `--ftp-search guided`: the states that each makes in its
+// first turn, which doubles with each, and the bytes that one may take.
+constexpr std::size_t FIRST_TURN = 20000;
+constexpr std::size_t MAX_MEMORY = std::size_t{1} << 31;
+
+}  // namespace
+
 FtpPlanner::FtpPlanner(Environment& env, const model::ProblemInstance& problem)
     : Planner(env, problem) {
   const Configuration& options = env.configuration();
@@ -67,22 +76,11 @@ void FtpPlanner::make_heuristic() {
   }
 }
 
-std::shared_ptr<Plan> FtpPlanner::find_guided_plan() {
-  const long num_improvements = environment().configuration().get_integer_value("ftp-improve");
-  GuidedPlanner guided(*task_, GuidedOptions(),
-                       num_improvements > 0 ? static_cast<std::size_t>(num_improvements) : 0);
-  const std::shared_ptr<TimeTriggeredPlan> plan = guided.find_plan();
-  num_expanded_ = guided.statistics().num_expanded;
-  num_generated_ = guided.statistics().num_generated;
-  return plan == nullptr ? nullptr : map_back(plan);
-}
-
 std::shared_ptr<Plan> FtpPlanner::solve() {
   if (is_guided_) {
-    const std::shared_ptr<Plan> guided_plan = find_guided_plan();
-    if (guided_plan != nullptr) return guided_plan;
-    LOG(LogLevel::INFO) << "The guided search has found no plan. Resorting to the standard search!";
-    make_heuristic();
+    std::shared_ptr<Plan> plan = solve_guided();
+    if (plan == nullptr) warn_of_unset_fluents(problem());
+    return plan;
   }
   const bool weak_equality = environment().configuration().get_boolean_value("ftp-weak-equality");
   std::shared_ptr<Plan> plan = search(weak_equality);
@@ -110,6 +108,7 @@ class FtpPlanner::OpenList {
  public:
   bool empty() const { return heap_.empty(); }
   std::size_t size() const { return heap_.size(); }
+  std::size_t memory() const { return heap_.capacity() * sizeof(OpenEntry); }
 
   void push(const OpenEntry& entry) {
     heap_.push_back(entry);
@@ -251,11 +250,15 @@ class FtpPlanner::Search {
   /// Continues for so many expansions; behind a goal state that was found before, with its
   /// successors.
   Outcome run(std::size_t max_expansions);
+  /// The same until so many more states have been generated, or more than `MAX_MEMORY` is taken.
+  Outcome run_for(std::size_t num_states);
 
   /// The goal state that `run` has found last.
   const SearchState& goal() const { return *goal_; }
   const Progress& progress() const { return progress_; }
   std::size_t open_size() const { return open_.size(); }
+  /// Bytes, but for the closed states' table.
+  std::size_t memory() const { return open_.memory() + planner_.generator_->memory(); }
 
  private:
   void expand(SearchState* state);
@@ -317,6 +320,17 @@ FtpPlanner::Search::Outcome FtpPlanner::Search::run(std::size_t max_expansions) 
   return Outcome::EXHAUSTED;
 }
 
+FtpPlanner::Search::Outcome FtpPlanner::Search::run_for(std::size_t num_states) {
+  constexpr std::size_t SLICE = 16;
+  const std::size_t end = planner_.num_generated_ + num_states;
+  Outcome outcome = Outcome::OUT_OF_EXPANSIONS;
+  while (outcome == Outcome::OUT_OF_EXPANSIONS && planner_.num_generated_ < end &&
+         memory() <= MAX_MEMORY) {
+    outcome = run(SLICE);
+  }
+  return outcome;
+}
+
 void FtpPlanner::Search::expand(SearchState* state) {
   for (std::uint32_t list = 0; list < state->num_todo; ++list) {
     progress_.note_attempt();
@@ -337,6 +351,55 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
   while (search.run(std::numeric_limits<std::size_t>::max()) == Search::Outcome::FOUND) {
     const std::shared_ptr<Plan> plan = plan_of(search);
     if (passes_test(plan)) return plan;
+  }
+  return nullptr;
+}
+
+// --- the guided search, and the standard search by turns with it ---
+
+std::shared_ptr<Plan> FtpPlanner::solve_guided() {
+  const long num_improvements = environment().configuration().get_integer_value("ftp-improve");
+  GuidedOptions options;
+  options.max_memory = MAX_MEMORY;
+  GuidedPlanner guided(*task_, options,
+                       num_improvements > 0 ? static_cast<std::size_t>(num_improvements) : 0,
+                       [this](const std::shared_ptr<TimeTriggeredPlan>& plan) {
+                         return passes_test(map_back(plan));
+                       });
+  std::unique_ptr<Search> standard;
+  bool is_out_of_memory = false;
+  for (std::size_t turn = FIRST_TURN; !guided.is_over() || !is_out_of_memory; turn *= 2) {
+    const std::shared_ptr<TimeTriggeredPlan> plan = guided.run(turn);
+    if (plan != nullptr || guided.has_refuted()) {
+      num_expanded_ = guided.statistics().num_expanded;
+      num_generated_ = guided.statistics().num_generated;
+      no_plan_ = guided.no_plan();
+      return plan == nullptr ? nullptr : map_back(plan);
+    }
+    if (is_out_of_memory) continue;
+    if (standard == nullptr) {
+      LOG(LogLevel::INFO)
+          << "The guided search has found no plan. Resorting to the standard search!";
+      make_heuristic();
+      standard = std::make_unique<Search>(*this, /*weak_equality=*/false);
+    }
+    Search::Outcome outcome = standard->run_for(turn);
+    for (; outcome == Search::Outcome::FOUND; outcome = standard->run_for(turn)) {
+      const std::shared_ptr<Plan> found = plan_of(*standard);
+      if (passes_test(found)) return found;
+    }
+    if (outcome == Search::Outcome::EXHAUSTED) {
+      no_plan_ = {NoPlan::Certainty::BOUNDED, GuidedPlanner::BOUNDS};
+      break;
+    }
+    if (standard->memory() <= MAX_MEMORY) continue;
+    LOG(LogLevel::INFO) << "The standard search is out of memory";
+    is_out_of_memory = true;
+    standard.reset();
+  }
+  if (is_out_of_memory) no_plan_ = {NoPlan::Certainty::UNDECIDED, "the search is out of memory"};
+  if (num_refused_plans() > 0) {
+    no_plan_ = {NoPlan::Certainty::UNDECIDED, "a plan that was found could not be confirmed"};
   }
   return nullptr;
 }

@@ -74,7 +74,7 @@ class FtpPlanner : public Planner {
   class Search;
 
   void make_heuristic();
-  std::shared_ptr<Plan> find_guided_plan();
+  std::shared_ptr<Plan> solve_guided();
   double initial_estimate(const SearchState& state, std::vector<std::uint32_t>& actions);
   SearchState* make_successor(const SearchState& current, Step step, bool use_heuristic);
   void push_successor(OpenList& open, SearchState& current, Step step);

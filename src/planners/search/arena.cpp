@@ -16,6 +16,7 @@ void* Arena::allocate(std::size_t size) {
   if (wanted > left_) {
     // What is left of the old chunk is given up: at most one block of the largest size in use.
     left_ = std::max(wanted, CHUNK_SIZE);
+    memory_ += left_;
     chunks_.push_back(std::make_unique_for_overwrite<std::byte[]>(left_));
     next_ = chunks_.back().get();
   }

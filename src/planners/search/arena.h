@@ -18,6 +18,8 @@ class Arena {
   void* allocate(std::size_t size);
   /// Takes back a block that was allocated with this size.
   void release(void* block, std::size_t size);
+  /// Bytes taken from the system.
+  std::size_t memory() const { return memory_; }
 
  private:
   static constexpr std::size_t GRAIN = 64;
@@ -31,6 +33,7 @@ class Arena {
   std::vector<std::unique_ptr<std::byte[]>> chunks_;
   std::byte* next_ = nullptr;
   std::size_t left_ = 0;
+  std::size_t memory_ = 0;
 };
 
 }  // namespace kelvo::ftp

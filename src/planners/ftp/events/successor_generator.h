@@ -46,6 +46,8 @@ class SuccessorGenerator {
   bool closes(const SearchState& state, const TodoList& list, std::uint32_t position) const;
   CompiledTask& task() { return task_; }
   Machine& machine() { return machine_; }
+  /// Bytes that the states take.
+  std::size_t memory() const { return arena_.memory(); }
 
  private:
   bool check(std::uint32_t program, const StateValues& values) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <unordered_map>
 #include <utility>
@@ -35,6 +36,9 @@ class GuidedDuplicates {
     known->second = time;
     return true;
   }
+
+  /// Bytes, roughly: a node and its place in the table for each state.
+  std::size_t memory() const { return known_.size() * 48; }
 
  private:
   std::uint64_t hash_of(const GuidedState& state);

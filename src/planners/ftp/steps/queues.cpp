@@ -57,4 +57,12 @@ std::size_t GuidedQueues::size() const {
   return heaps_[0][0].entries.size();
 }
 
+std::size_t GuidedQueues::memory() const {
+  std::size_t result = 0;
+  for (const std::array<Heap, 2>& heaps : heaps_) {
+    for (const Heap& heap : heaps) result += heap.entries.capacity() * sizeof(Entry);
+  }
+  return result;
+}
+
 }  // namespace kelvo::ftp

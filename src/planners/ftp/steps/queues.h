@@ -27,6 +27,7 @@ class GuidedQueues {
 
   double best_estimate() const { return best_estimate_; }
   std::size_t size() const;
+  std::size_t memory() const;
 
  private:
   struct Entry {

@@ -34,6 +34,12 @@ class GuidedSchedule {
   Mark mark() const { return {edges_.size(), points_.size(), readers_.size()}; }
   void cut_back(const Mark& mark);
 
+  /// Bytes, on the stacks.
+  std::size_t memory() const {
+    return edges_.capacity() * sizeof(Edge) + points_.capacity() * sizeof(Point) +
+           readers_.capacity() * sizeof(Reader);
+  }
+
   /// Adds the nodes of an action and returns the first.
   std::uint32_t add_action(GuidedState& state, std::uint32_t list);
   /// Orders a step, which has just been applied and belongs to the action at `node`, behind all

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "shell/log.h"
 
@@ -31,12 +32,20 @@ bool GuidedSearch::is_improving() const {
   return !std::isinf(options_.makespan_bound);
 }
 
-GuidedSearch::Outcome GuidedSearch::run() {
-  make_root();
+GuidedSearch::Outcome GuidedSearch::run(std::size_t max_built) {
+  const std::size_t before = statistics_.num_built;
+  evaluated_node_ = NO_NODE;  // the heuristic may have served another search since
+  if (nodes_.empty()) {
+    make_root();
+  } else {
+    resume();
+  }
   while (!is_over_) {
-    if (statistics_.num_evaluated >= options_.max_evaluations) {
-      return has_plan_ ? Outcome::FOUND : Outcome::OUT_OF_EVALUATIONS;
+    if (statistics_.num_built - before >= max_built ||
+        statistics_.num_evaluated >= options_.max_evaluations) {
+      return has_plan_ ? Outcome::FOUND : Outcome::STOPPED;
     }
+    if (memory() > options_.max_memory) return Outcome::OUT_OF_MEMORY;
     const std::uint32_t node = queues_.pop();
     if (node == GuidedQueues::NOTHING) break;
     if (nodes_[node].phase == Node::Phase::CLOSED || !enter(node)) continue;
@@ -45,20 +54,44 @@ GuidedSearch::Outcome GuidedSearch::run() {
   return has_plan_ ? Outcome::FOUND : Outcome::EXHAUSTED;
 }
 
+void GuidedSearch::resume() {
+  if (!is_over_) return;
+  is_over_ = false;
+  has_plan_ = false;
+  if (interrupted_ != NO_NODE) expand(std::exchange(interrupted_, NO_NODE), /*is_again=*/true);
+}
+
 void GuidedSearch::make_root() {
+  nodes_.push_back({NO_NODE, 0, 0, 0, {}, Node::Phase::EVALUATED});
   if (!successors_.make_initial_state(child_)) return;
   landmarks_.note(child_);
   duplicates_.insert(child_, 0, /*any_time=*/true);
-  nodes_.push_back({NO_NODE, 0, 0, 0, {}, Node::Phase::EVALUATED});
-  if (successors_.is_goal(child_) && note_goal(NO_NODE, {})) return;
   initial_estimate_ = evaluate(child_, 0);
+  keep_state(0);
+  if (successors_.is_goal(child_)) note_goal(NO_NODE, {});
   if (initial_estimate_ == Heuristic::DEAD_END) return;
-  states_.push_back(std::make_unique<GuidedState>(child_));
-  nodes_[0].state = 0;
   nodes_[0].estimate = static_cast<float>(initial_estimate_);
   nodes_[0].num_landmarks = static_cast<float>(landmarks_.count_missing(child_));
   queues_.note_progress(nodes_[0].estimate, nodes_[0].num_landmarks);
   push(0, /*is_preferred=*/true);
+}
+
+std::size_t GuidedSearch::memory() const {
+  return state_bytes_ + nodes_.capacity() * sizeof(Node) + states_.capacity() * sizeof(void*) +
+         duplicates_.memory() + queues_.memory() + successors_.schedule().memory();
+}
+
+// The state is in `child_`.
+void GuidedSearch::keep_state(std::uint32_t node) {
+  nodes_[node].state = static_cast<std::uint32_t>(states_.size());
+  states_.push_back(std::make_unique<GuidedState>(child_));
+  state_bytes_ += states_.back()->memory();
+}
+
+void GuidedSearch::drop_state(std::uint32_t node) {
+  std::unique_ptr<GuidedState>& state = states_[nodes_[node].state];
+  state_bytes_ -= state->memory();
+  state.reset();
 }
 
 double GuidedSearch::evaluate(const GuidedState& state, std::uint32_t node) {
@@ -74,15 +107,16 @@ void GuidedSearch::push(std::uint32_t node, bool is_preferred) {
 
 // --- states ---
 
-// The child is a copy of the parent with the move applied. A compressed opening that does not apply
-// becomes a plain one.
+// The child is a copy of the parent with the move applied, or what replaces it.
 bool GuidedSearch::build(const GuidedState& parent, GuidedMove& move, GuidedState& child) {
   const GuidedSchedule::Mark mark = successors_.schedule().mark();
+  ++statistics_.num_built;
   child = parent;
   if (!successors_.apply(child, move)) {
     successors_.schedule().cut_back(mark);
-    if (!GuidedSuccessors::is_compressed(move)) return false;
-    move.kind = GuidedMove::Kind::OPEN;
+    const std::optional<GuidedMove> replacement = successors_.replacement_of(move);
+    if (!replacement) return false;
+    move = *replacement;
     child = parent;
     if (!successors_.apply(child, move)) {
       successors_.schedule().cut_back(mark);
@@ -117,8 +151,7 @@ bool GuidedSearch::enter(std::uint32_t number) {
     successors_.schedule().cut_back(mark);
     return false;
   }
-  nodes_[number].state = static_cast<std::uint32_t>(states_.size());
-  states_.push_back(std::make_unique<GuidedState>(child_));
+  keep_state(number);
   return true;
 }
 
@@ -146,8 +179,8 @@ bool GuidedSearch::evaluate_deferred(std::uint32_t number) {
 
 // --- expansion ---
 
-void GuidedSearch::expand(std::uint32_t number) {
-  note_expansion();
+void GuidedSearch::expand(std::uint32_t number, bool is_again) {
+  if (!is_again) note_expansion();
   const GuidedState& state = *states_[nodes_[number].state];
   states_[nodes_[number].state]->refresh_values();
   if (options_.preferred_operators && evaluated_node_ != number) {
@@ -158,10 +191,13 @@ void GuidedSearch::expand(std::uint32_t number) {
   is_preferred_.assign(moves_.size(), true);
   if (options_.preferred_operators) {
     for (std::size_t i = 0; i < moves_.size(); ++i) {
-      is_preferred_[i] = heuristic_.is_preferred(successors_.first_step(state, moves_[i]));
+      // A plain opening beside a compressed one can wait.
+      const bool is_sibling = i > 0 && moves_[i].list == moves_[i - 1].list;
+      is_preferred_[i] =
+          !is_sibling && heuristic_.is_preferred(successors_.first_step(state, moves_[i]));
     }
   }
-  has_children_ = false;
+  has_children_ = is_again;
   for (std::size_t i = 0; i < moves_.size() && !is_over_; ++i) {
     if (is_preferred_[i]) {
       is_over_ = make_child(number, moves_[i]);
@@ -169,7 +205,11 @@ void GuidedSearch::expand(std::uint32_t number) {
       defer_child(number, moves_[i]);
     }
   }
-  if (!has_children_ && number != 0) states_[nodes_[number].state].reset();
+  if (is_over_) {
+    interrupted_ = number;
+  } else if (!has_children_ && number != 0) {
+    drop_state(number);
+  }
 }
 
 void GuidedSearch::defer_child(std::uint32_t parent, GuidedMove move) {

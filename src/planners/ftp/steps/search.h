@@ -27,6 +27,8 @@ struct GuidedOptions {
   /// The number of landmarks that are still to be reached leads a second pair of heaps.
   bool landmarks = true;
   std::size_t max_evaluations = std::numeric_limits<std::size_t>::max();
+  /// Bytes, roughly. A search that wants more gives up.
+  std::size_t max_memory = std::size_t{1} << 30;
   /// Only plans that are shorter than this; the search goes on behind each and cuts off what can't
   /// be shorter than the best one. Infinite: the first plan ends the search.
   double makespan_bound = std::numeric_limits<double>::infinity();
@@ -34,6 +36,8 @@ struct GuidedOptions {
 
 /// What a search has done.
 struct GuidedStatistics {
+  /// States that were made whole, be it only to find out that they are none: what a search costs.
+  std::size_t num_built = 0;
   std::size_t num_evaluated = 0;
   std::size_t num_generated = 0;
   std::size_t num_expanded = 0;
@@ -42,7 +46,8 @@ struct GuidedStatistics {
 };
 
 /// Greedy best-first search with preferred operators (Richter and Westphal, "The LAMA planner",
-/// JAIR 2010) over partial plans. Of equal estimates the shorter schedule comes first.
+/// JAIR 2010) over partial plans. Of equal estimates the shorter schedule comes first. It can be
+/// stopped and continued.
 class GuidedSearch {
  public:
   /// The task, the heuristic and the landmarks are borrowed.
@@ -50,10 +55,12 @@ class GuidedSearch {
                const GuidedOptions& options);
   ~GuidedSearch();
 
-  enum class Outcome { FOUND, EXHAUSTED, OUT_OF_EVALUATIONS };
-  Outcome run();
+  enum class Outcome { FOUND, EXHAUSTED, STOPPED, OUT_OF_MEMORY };
+  /// Goes on until so many more states have been built; behind a plan that was found, with what is
+  /// left.
+  Outcome run(std::size_t max_built = std::numeric_limits<std::size_t>::max());
 
-  /// The moves of the plan that was found: of several the shortest.
+  /// The moves of the plan that was found last: of several the shortest.
   const std::vector<GuidedMove>& plan() const { return plan_; }
   double plan_makespan() const { return plan_makespan_; }
   const GuidedStatistics& statistics() const { return statistics_; }
@@ -82,6 +89,10 @@ class GuidedSearch {
   static_assert(sizeof(Node) <= 32, "there may be millions");
 
   void make_root();
+  void resume();
+  std::size_t memory() const;
+  void keep_state(std::uint32_t node);
+  void drop_state(std::uint32_t node);
   bool is_improving() const;
   bool is_new_state(double makespan);
   /// Makes the node's state whole. False when there is none, or it is known.
@@ -89,7 +100,8 @@ class GuidedSearch {
   bool build(const GuidedState& parent, GuidedMove& move, GuidedState& child);
   /// False for a node that is a dead end, or that goes back into the heaps.
   bool evaluate_deferred(std::uint32_t node);
-  void expand(std::uint32_t node);
+  /// An expansion that was cut short by a plan is done again: children that are known are left out.
+  void expand(std::uint32_t node, bool is_again = false);
   /// True when the search is over.
   bool make_child(std::uint32_t parent, GuidedMove move);
   void defer_child(std::uint32_t parent, GuidedMove move);
@@ -109,12 +121,14 @@ class GuidedSearch {
 
   std::vector<Node> nodes_;
   std::vector<std::unique_ptr<GuidedState>> states_;
+  std::size_t state_bytes_ = 0;
   GuidedState child_;
   std::uint32_t evaluated_node_ = NO_NODE;  // that of the heuristic's latest evaluation
   std::vector<GuidedMove> moves_;
   std::vector<bool> is_preferred_;
   bool has_children_ = false;
   bool is_over_ = false;
+  std::uint32_t interrupted_ = NO_NODE;  // the node whose expansion the latest plan has cut short
 
   std::vector<GuidedMove> plan_;
   double plan_makespan_ = 0;

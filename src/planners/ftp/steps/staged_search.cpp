@@ -1,6 +1,7 @@
 #include "planners/ftp/steps/staged_search.h"
 
 #include <optional>
+#include <utility>
 
 #include "planners/ftp/steps/elimination.h"
 #include "planners/ftp/steps/successors.h"
@@ -11,44 +12,81 @@
 namespace kelvo::ftp {
 
 GuidedPlanner::GuidedPlanner(CompiledTask& task, const GuidedOptions& options,
-                             std::size_t num_improvements)
-    : task_(task), options_(options), num_improvements_(num_improvements) {}
+                             std::size_t num_improvements, Test test)
+    : task_(task), options_(options), num_improvements_(num_improvements), test_(std::move(test)) {
+  LOG(LogLevel::INFO) << "Start guided FTP";
+  if (task_.obstacle().empty()) {
+    start();
+  } else {
+    LOG(LogLevel::INFO) << "The guided search can't treat " << task_.obstacle();
+  }
+}
 
 GuidedPlanner::~GuidedPlanner() = default;
 
-std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_plan() {
-  LOG(LogLevel::INFO) << "Start guided FTP";
-  if (!task_.obstacle().empty()) {
-    LOG(LogLevel::INFO) << "The guided search can't treat " << task_.obstacle();
-    return nullptr;
-  }
+void GuidedPlanner::start() {
   heuristic_ = std::make_unique<HFF>(task_, options_.heuristic);
   if (options_.landmarks) {
     landmarks_ = GuidedLandmarks(task_);
     LOG(LogLevel::INFO) << "Landmarks: " << landmarks_.size();
   }
   GuidedOptions complete = options_;
-  complete.compression = Compression::SAFE;
+  complete.compression = Compression::SHORTCUT;
   complete.duplicates = Duplicates::EXACT;
-  if (!search("full compression, duplicates by values", options_) &&
-      !search("safe compression, exact duplicates", complete)) {
-    return nullptr;
-  }
-  if (num_improvements_ > 0) improve();
+  complete.max_memory = options_.max_memory / 2;
+  add_stage("full compression, duplicates by values", options_);
+  add_stage("plain openings, exact duplicates", complete);
+}
+
+void GuidedPlanner::add_stage(const std::string& name, const GuidedOptions& options) {
+  auto search = std::make_unique<GuidedSearch>(task_, *heuristic_, landmarks_, options);
+  stages_.push_back({stages_.size(), name, std::move(search)});
+}
+
+// --- the stages ---
+
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::find_plan() {
+  constexpr std::size_t FIRST_TURN = 1000;
+  for (std::size_t turn = FIRST_TURN; plan_ == nullptr && !is_over(); turn *= 2) run(turn);
   return plan_;
 }
 
-bool GuidedPlanner::search(const std::string& stage, const GuidedOptions& options) {
-  LOG(LogLevel::INFO) << "Guided search: " << stage;
-  GuidedSearch search(task_, *heuristic_, landmarks_, options);
-  const GuidedSearch::Outcome outcome = search.run();
-  LOG(LogLevel::INFO) << "Initial H=" << search.initial_estimate();
-  report(search);
-  if (outcome != GuidedSearch::Outcome::FOUND) {
-    LOG(LogLevel::INFO) << "Guided search: no plan with " << stage;
-    return false;
+std::shared_ptr<TimeTriggeredPlan> GuidedPlanner::run(std::size_t max_built) {
+  for (std::size_t i = 0; i < stages_.size() && plan_ == nullptr;) {
+    if (run(stages_[i], max_built)) {
+      ++i;
+    } else {
+      stages_.erase(stages_.begin() + static_cast<std::ptrdiff_t>(i));
+    }
+    if (has_refuted_) stages_.clear();
   }
-  return take(search);
+  if (plan_ != nullptr && num_improvements_ > 0) improve();
+  return plan_;
+}
+
+bool GuidedPlanner::run(Stage& stage, std::size_t max_built) {
+  LOG(LogLevel::INFO) << "Guided search: " << stage.name;
+  GuidedSearch& search = *stage.search;
+  const bool is_new = search.statistics().num_built == 0;
+  GuidedSearch::Outcome outcome = search.run(max_built);
+  if (is_new) LOG(LogLevel::INFO) << "Initial H=" << search.initial_estimate();
+  while (outcome == GuidedSearch::Outcome::FOUND) {
+    if (take(search)) {
+      stage_of_plan_ = stage.number;
+      report(search);
+      return false;
+    }
+    outcome = search.run(max_built);
+  }
+  if (outcome == GuidedSearch::Outcome::STOPPED) return true;
+  report(search);
+  if (outcome == GuidedSearch::Outcome::OUT_OF_MEMORY) {
+    is_out_of_memory_ = true;
+    LOG(LogLevel::INFO) << "Guided search: out of memory with " << stage.name;
+  } else {
+    LOG(LogLevel::INFO) << "Guided search: no plan with " << stage.name;
+  }
+  return false;
 }
 
 // One eager search, whose children are all evaluated, cut off where they can't beat the best plan.
@@ -65,16 +103,32 @@ void GuidedPlanner::improve() {
   LOG(LogLevel::INFO) << "Guided search: a makespan of " << makespan_;
 }
 
+namespace {
+
+void add(const GuidedStatistics& one, GuidedStatistics& sum) {
+  sum.num_built += one.num_built;
+  sum.num_evaluated += one.num_evaluated;
+  sum.num_generated += one.num_generated;
+  sum.num_expanded += one.num_expanded;
+  sum.num_duplicates += one.num_duplicates;
+  sum.num_dead_ends += one.num_dead_ends;
+}
+
+}  // namespace
+
+GuidedStatistics GuidedPlanner::statistics() const {
+  GuidedStatistics result = statistics_;
+  for (const Stage& stage : stages_) add(stage.search->statistics(), result);
+  return result;
+}
+
 void GuidedPlanner::report(const GuidedSearch& search) {
   const GuidedStatistics& one = search.statistics();
-  statistics_.num_evaluated += one.num_evaluated;
-  statistics_.num_generated += one.num_generated;
-  statistics_.num_expanded += one.num_expanded;
-  statistics_.num_duplicates += one.num_duplicates;
-  statistics_.num_dead_ends += one.num_dead_ends;
-  LOG(LogLevel::INFO) << "Guided search: evaluated " << one.num_evaluated << ", generated "
-                      << one.num_generated << ", expanded " << one.num_expanded << ", duplicates "
-                      << one.num_duplicates << ", dead ends " << one.num_dead_ends;
+  add(one, statistics_);
+  LOG(LogLevel::INFO) << "Guided search: built " << one.num_built << ", evaluated "
+                      << one.num_evaluated << ", generated " << one.num_generated << ", expanded "
+                      << one.num_expanded << ", duplicates " << one.num_duplicates << ", dead ends "
+                      << one.num_dead_ends;
 }
 
 // Of the plan that was found only what it needs is kept. The search allows for rounding errors of
@@ -87,6 +141,10 @@ bool GuidedPlanner::take(const GuidedSearch& search) {
       makespan ? make_exact_plan(successors, moves) : nullptr;
   if (plan == nullptr) {
     LOG(LogLevel::WARN) << "Guided search: the plan that was found has no exact times";
+    return false;
+  }
+  if (test_ && !test_(plan)) {
+    LOG(LogLevel::WARN) << "Guided search: the plan that was found is refused";
     return false;
   }
   makespan_ = *makespan;

@@ -44,7 +44,7 @@ bool GuidedSuccessors::all_hold(const std::vector<const Condition*>& conditions,
 
 bool GuidedSuccessors::compresses(const GuidedList& list) const {
   if (list.num_steps == 1 || compression_ == Compression::NONE) return false;
-  return compression_ == Compression::FULL ? list.may_compress : list.compresses_safely;
+  return list.may_compress;
 }
 
 bool GuidedSuccessors::may_open(const GuidedState& state, const GuidedList& list) {
@@ -67,7 +67,11 @@ void GuidedSuccessors::collect_moves(const GuidedState& state, std::vector<Guide
   for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < task_.lists().size(); ++id) {
     const GuidedList& list = task_.list(id);
     if (is_open_[id] || !may_open(state, list)) continue;
-    moves.push_back({id, compresses(list) ? GuidedMove::Kind::OPEN_ALL : GuidedMove::Kind::OPEN});
+    const bool compressed = compresses(list);
+    if (compressed) moves.push_back({id, GuidedMove::Kind::OPEN_ALL});
+    if (!compressed || compression_ == Compression::SHORTCUT) {
+      moves.push_back({id, GuidedMove::Kind::OPEN});
+    }
   }
   for (const OpenList& open : state.open) is_open_[open.list] = false;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "planners/ftp/steps/schedule.h"
@@ -10,11 +11,11 @@
 
 namespace kelvo::ftp {
 
-/// Which openings apply the rest of their list at once.
+/// Whether an opening applies the rest of its list at once, where that is harmless as a rule.
 enum class Compression {
   NONE,
-  SAFE,  // only where nothing is lost
-  FULL,
+  SHORTCUT,  // beside the plain opening, so that nothing is lost
+  FULL,      // if that can be done
 };
 
 /// Makes the successors of guided states.
@@ -31,8 +32,11 @@ class GuidedSuccessors {
   /// Applies the move to the state, which is a copy of its parent. False when it does not apply:
   /// then the state is spoilt, and what it added has to be cut off the schedule.
   bool apply(GuidedState& state, GuidedMove move);
-  /// A compressed opening that does not apply may do so without the rest.
-  static bool is_compressed(GuidedMove move) { return move.kind == GuidedMove::Kind::OPEN_ALL; }
+  /// What to try when the move does not apply: a compressed opening may do so without the rest.
+  std::optional<GuidedMove> replacement_of(GuidedMove move) const {
+    if (move.kind != GuidedMove::Kind::OPEN_ALL || compression_ != Compression::FULL) return {};
+    return GuidedMove{move.list, GuidedMove::Kind::OPEN};
+  }
 
   /// Whether the plan is complete. Where the goals need what the problem does later than a time
   /// unit behind the plan, an action of the state is put off.
@@ -41,6 +45,7 @@ class GuidedSuccessors {
   std::uint32_t first_step(const GuidedState& state, GuidedMove move) const;
 
   GuidedSchedule& schedule() { return schedule_; }
+  const GuidedSchedule& schedule() const { return schedule_; }
   const GuidedTask& task() const { return task_; }
 
  private:

@@ -1,6 +1,5 @@
 // Which openings of a guided task may apply the rest of their list at once.
 
-#include <algorithm>
 #include <optional>
 
 #include "planners/ftp/task/step_task.h"
@@ -98,31 +97,6 @@ bool has_temporary_literal(const std::vector<SlotChange>& changes, const Uses& u
   return false;
 }
 
-/// Whether what an action does behind its opening can be brought forward without harm to others.
-bool only_helps(const GuidedTask& task, const GuidedList& list,
-                const std::vector<SlotChange>& changes, const Uses& uses) {
-  for (const SlotChange& change : changes) {
-    if (change.position == 0) continue;
-    const bool is_made_before =
-        std::any_of(changes.begin(), changes.end(), [&](const SlotChange& other) {
-          return other.slot == change.slot && other.position == 0 && other.change == change.change;
-        });
-    if (is_made_before && change.change != Change::COMPUTED) continue;
-    if (change.change == Change::TO_TRUE && !uses.as_false[change.slot]) continue;
-    if (change.change == Change::TO_FALSE && !uses.as_true[change.slot]) continue;
-    if (uses.any(change.slot)) return false;
-  }
-  for (std::uint32_t position = 1; position < list.num_steps; ++position) {
-    const GuidedStep& step = task.step(list.first_step + position);
-    if (!step.opened.empty()) return false;
-    const std::vector<const Condition*>& open = list.open_at[position].conditions;
-    for (const Condition* check : step.checks) {
-      if (std::find(open.begin(), open.end(), check) == open.end()) return false;
-    }
-  }
-  return true;
-}
-
 }  // namespace
 
 void GuidedTask::find_compressible_actions() {
@@ -150,9 +124,7 @@ void GuidedTask::find_compressible_actions() {
       }
     }
     if (writes_all) continue;
-    const std::vector<SlotChange> changes = changes_of(*this, list);
-    list.may_compress = !has_temporary_literal(changes, uses);
-    list.compresses_safely = list.may_compress && only_helps(*this, list, changes, uses);
+    list.may_compress = !has_temporary_literal(changes_of(*this, list), uses);
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -46,6 +47,12 @@ struct GuidedState : State {
   /// By landmark: has held once.
   std::vector<std::uint64_t> landmarks;
 
+  /// Bytes, but for what the allocator adds.
+  std::size_t memory() const {
+    const auto size_of = [](const auto& vector) { return vector.capacity() * sizeof(vector[0]); };
+    return sizeof(GuidedState) + size_of(bits) + size_of(ids) + size_of(open) + size_of(times) +
+           size_of(heads) + size_of(node_lists) + size_of(slots) + size_of(landmarks);
+  }
   void refresh_values() { values = {bits.data(), ids.data()}; }
 };
 

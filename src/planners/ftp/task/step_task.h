@@ -67,9 +67,6 @@ struct GuidedList {
   /// An opening may apply the rest of the list at once: it holds nothing only for a while that
   /// another action could need in between.
   bool may_compress = false;
-  /// Even so nothing is lost (Coles, Coles, Fox and Long, "Forward-chaining partial-order
-  /// planning", ICAPS 2010).
-  bool compresses_safely = false;
 };
 
 /// A compiled task as the guided search takes it: lists of steps instead of events, without actions
