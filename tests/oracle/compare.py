@@ -2,8 +2,9 @@
 """Lets every engine solve random problems and compares: plans against the oracle and the program's
 own strict judge, answers without a plan against each other and against known plans.
 
-    compare.py --binary kelvo --seeds 200 [--first 1] [--engines smt,ftp] [--keep folder]
+    compare.py --binary kelvo --seeds 200 [--first 1] [--engines smt,ftp]
     compare.py --binary kelvo --show 17        prints problem, known plan and answers of a seed
+    compare.py --binary kelvo --shrink 17 --fault "smt: no plan"     makes its problem small first
 """
 
 import argparse
@@ -17,8 +18,9 @@ import tempfile
 import time
 
 from generator import generate
-from meaning import Unclear, fault_of
+from meaning import Invalid, Unclear, fault_of
 from problem import anml, pddl
+from shrink import shrink
 
 MEMORY = 1 << 30
 
@@ -110,14 +112,17 @@ class Runner:
 
 
 class Comparison:
-    def __init__(self, runner, engines, has_strict, keep):
-        self.runner, self.engines, self.has_strict, self.keep = runner, engines, has_strict, keep
+    def __init__(self, runner, engines, has_strict):
+        self.runner, self.engines, self.has_strict = runner, engines, has_strict
+        self.quiet = False
         self.counts = collections.defaultdict(collections.Counter)
         self.faults = collections.Counter()
         self.messages = collections.Counter()
 
     def fault(self, generated, what, more=""):
         self.faults[what] += 1
+        if self.quiet:
+            return
         kind = "pddl" if generated.is_pddl else "anml"
         print(f"FAULT {kind} {generated.seed}: {what}" + (f": {more}" if more else ""), flush=True)
 
@@ -198,6 +203,25 @@ def show(comparison, generated):
         print(f"--- {engine}: {answer.kind}, {answer.seconds:.2f} s\n{answer.output}{answer.errors}")
 
 
+def shrunk(comparison, generated, fault):
+    """The smallest problem found with a fault of that text. Empty names the first one."""
+
+    def has_fault(candidate):
+        comparison.faults.clear()
+        try:
+            comparison.compare(candidate)
+        except (Invalid, KeyError, AssertionError):
+            return False
+        return any(fault in f for f in comparison.faults)
+
+    comparison.quiet = True
+    if has_fault(generated):
+        fault = next(f for f in comparison.faults if fault in f)
+        generated = shrink(generated, has_fault)
+    comparison.quiet = False
+    return generated
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--binary", required=True)
@@ -207,17 +231,22 @@ def main():
     parser.add_argument("--seconds", type=int, default=1)
     parser.add_argument("--form", choices=("anml", "pddl", "both"), default="both")
     parser.add_argument("--show", type=int)
-    parser.add_argument("--keep")
+    parser.add_argument("--shrink", type=int)
+    parser.add_argument("--fault", default="")
     arguments = parser.parse_args()
     engines = [e.strip() for e in arguments.engines.split(",")]
     forms = {"anml": [False], "pddl": [True], "both": [False, True]}[arguments.form]
     help_text = subprocess.run([arguments.binary, "-h"], capture_output=True, text=True).stdout
     with tempfile.TemporaryDirectory(dir="/dev/shm" if os.path.isdir("/dev/shm") else None) as folder:
         runner = Runner(arguments.binary, folder, arguments.seconds)
-        comparison = Comparison(runner, engines, "--strict" in help_text, arguments.keep)
+        comparison = Comparison(runner, engines, "--strict" in help_text)
         if arguments.show is not None:
             for is_pddl in forms:
                 show(comparison, generate(arguments.show, is_pddl))
+            return 0
+        if arguments.shrink is not None:
+            generated = generate(arguments.shrink, forms[0])
+            show(comparison, shrunk(comparison, generated, arguments.fault))
             return 0
         start = time.time()
         for seed in range(arguments.first, arguments.first + arguments.seeds):

@@ -283,8 +283,9 @@ class Generator:
         if self.is_pddl:
             return self.pick(rational(self.random.randrange(4)), ("+", target, rational(1)),
                              ("-", target, rational(1)), ("/", target, rational(2)))
+        high = 5 if symbol.type.high is None else int(symbol.type.high) + 1
         options = [("+", target, self.integer(1)), ("-", target, self.integer(1)),
-                   self.integer(self.random.randrange(5)), ("/", target, self.integer(2))]
+                   self.integer(self.random.randrange(min(high, 5))), ("/", target, self.integer(2))]
         if kind == "float":
             options += [("+", target, rational("0.5")), ("/", target, rational("2.0"))]
         if symbol.type == INTEGER:  # what grows without bound makes searches without end
