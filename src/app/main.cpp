@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/driver.h"
+#include "app/option_values.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
@@ -47,7 +48,7 @@ int run_reporting_errors(Environment& env, const std::vector<std::string>& input
 int main(int argc, char** argv) {
   std::ios_base::sync_with_stdio(false);
 
-  Environment env;
+  Environment env(kelvo::option_values());
   Log::set_reporting_level(LogLevel::ERR);
   Log::set_stream(std::cerr);
 

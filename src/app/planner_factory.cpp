@@ -19,21 +19,30 @@ std::unique_ptr<Planner> make(Environment& env, const ProblemInstance& problem) 
 }
 
 struct Row {
-  const char* algorithm;
+  const char* name;
   std::unique_ptr<Planner> (*make)(Environment&, const ProblemInstance&);  // null: not built
 };
 
 constexpr Row rows[] = {
-    {"smt", make<smt::SmtPlanner>}, {"tsimple", nullptr}, {"iw", nullptr},
-    {"ftp", make<ftp::FtpPlanner>}, {"rlftp", nullptr},
+    {"smt", make<smt::SmtPlanner>},
+    {"tsimple", nullptr},
+    {"ftp", make<ftp::FtpPlanner>},
+    {"rlftp", nullptr},
+    {"iw", nullptr},
 };
 
 }  // namespace
 
+std::vector<std::string> planner_names() {
+  std::vector<std::string> names;
+  for (const auto& row : rows) names.emplace_back(row.name);
+  return names;
+}
+
 std::unique_ptr<Planner> make_planner(Environment& env, const std::string& algorithm,
                                       const ProblemInstance& problem) {
   for (const Row& row : rows) {
-    if (algorithm != row.algorithm) continue;
+    if (algorithm != row.name) continue;
     if (row.make == nullptr) not_built("planner '" + algorithm + "'");
     return row.make(env, problem);
   }

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "model/model_fwd.h"
 
@@ -9,6 +10,9 @@ namespace kelvo {
 
 class Environment;
 class Planner;
+
+/// The names of all planners, those included that this program knows but does not have.
+std::vector<std::string> planner_names();
 
 /// The planner of that name, built on `problem`.
 std::unique_ptr<Planner> make_planner(Environment& env, const std::string& algorithm,

@@ -61,9 +61,9 @@ struct Row {
 
 constexpr Row rows[] = {
     {"flattener", make<Flattener>},
-    {"bounder", make_bounder},
     {"action-grounder", make_grounder</*full=*/false>},
     {"full-grounder", make_grounder</*full=*/true>},
+    {"bounder", make_bounder},
     {"empty-conditions-compiler", make<EmptyConditionsCompiler>},
     {"partial-order-compiler", make<PartialOrderCompiler>},
     {"temporal-uncertainty-compiler", make<TemporalUncertaintyCompiler>},
@@ -75,6 +75,12 @@ constexpr Row rows[] = {
 };
 
 }  // namespace
+
+std::vector<std::string> transformer_names() {
+  std::vector<std::string> names;
+  for (const auto& row : rows) names.emplace_back(row.name);
+  return names;
+}
 
 std::shared_ptr<BasicTransformer> make_transformer(Environment& env, const std::string& name,
                                                    const ProblemInstance& problem) {

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "app/not_built.h"
 #include "app/output.h"
@@ -59,6 +60,18 @@ constexpr TraceFormat trace_formats[] = {
 };
 
 }  // namespace
+
+std::vector<std::string> target_names() {
+  std::vector<std::string> names;
+  for (const auto& row : targets) names.emplace_back(row.name);
+  return names;
+}
+
+std::vector<std::string> trace_format_names() {
+  std::vector<std::string> names;
+  for (const auto& row : trace_formats) names.emplace_back(row.name);
+  return names;
+}
 
 void convert(Environment& env, const ProblemInstance& problem) {
   const std::string& name = env.configuration().get_string_value("target");

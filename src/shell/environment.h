@@ -2,6 +2,8 @@
 
 #include <memory>
 
+#include "shell/option_table.h"
+
 namespace kelvo {
 
 class Configuration;
@@ -21,8 +23,10 @@ class SourceMap;
 /// complete types.
 class Environment {
  public:
-  /// Builds the members and registers all options.
+  /// Builds the members and registers all options. Those that choose by name take the names that
+  /// stand in `option_values`, or any when they are not there.
   Environment();
+  explicit Environment(const OptionValues& option_values);
   Environment(const Environment&) = delete;
   Environment& operator=(const Environment&) = delete;
   ~Environment();

@@ -22,6 +22,7 @@ struct OptionRow {
   const char* group;
   Default default_value;
   const char* description;
+  /// Of an option whose values stand in no table.
   std::vector<std::string> possible_values = {};
 };
 
@@ -32,14 +33,7 @@ const std::vector<OptionRow>& option_rows() {
       {"debug", 'D', "generic", Switch{},
        "Enables debug mode, letting exceptions to propagate to top-level."},
       {"pddl", 'P', "generic", Switch{}, "Expect a PDDL specification instead of an ANML one."},
-      {"transformer",
-       't',
-       "generic",
-       List{},
-       "The transformer to apply to the input problem.",
-       {"flattener", "action-grounder", "full-grounder", "bounder", "empty-conditions-compiler",
-        "partial-order-compiler", "temporal-uncertainty-compiler", "intermediate-effects-compiler",
-        "usertype-fluents-compiler", "contains-compiler", "set-compiler", "constant-promoter"}},
+      {"transformer", 't', "generic", List{}, "The transformer to apply to the input problem."},
       {"showproblem", 'p', "generic", Switch{},
        "Print the planning problem after transforming it."},
       {"bounding-problem", 'b', "generic", "",
@@ -49,19 +43,14 @@ const std::vector<OptionRow>& option_rows() {
 
       {"output", 0, "transform", "", "Output file name of the transformed problem."},
 
-      {"target",
-       0,
-       "convert-to",
-       "",
-       "The target format to which to convert the problem.",
-       {"pddl", "ltl", "uppaal", "smv"}},
+      {"target", 0, "convert-to", "", "The target format to which to convert the problem."},
       {"output", 0, "convert-to", "", "Output file name of the problem encoding."},
       {"domain", 0, "convert-to", "", "Output file name of the PDDL domain."},
       {"problem", 0, "convert-to", "", "Output file name of the PDDL problem."},
       {"model", 0, "convert-to", "", "Output file name of the UPPAAL model."},
       {"query", 0, "convert-to", "", "Output file name of the UPPAAL query."},
 
-      {"input-format", 0, "trace-to-plan", "", "The format of the input trace.", {"uppaal", "smv"}},
+      {"input-format", 0, "trace-to-plan", "", "The format of the input trace."},
       {"trace", 0, "trace-to-plan", "", "The trace to be converted."},
       {"output", 0, "trace-to-plan", "", "Output file name of the converted plan."},
 
@@ -73,12 +62,7 @@ const std::vector<OptionRow>& option_rows() {
       {"output-simulator", 0, "code-generate", "./gsimulator.cxx",
        "Output file name of the generated simulator."},
 
-      {"algorithm",
-       'a',
-       "solve",
-       "smt",
-       "Name of the algorithm to be used.",
-       {"smt", "tsimple", "ftp", "rlftp", "iw"}},
+      {"algorithm", 'a', "solve", "smt", "Name of the algorithm to be used."},
       {"plan-epsilon", 'e', "solve", "0.01",
        "The time quantum used to separate two actions in a partial-order-termoral plan."},
       {"rational-precision", 'R', "solve", Switch{},
@@ -154,6 +138,7 @@ const std::vector<OptionRow>& option_rows() {
 struct Registrar {
   Configuration& configuration;
   const OptionRow& row;
+  const std::vector<std::string>& possible_values;
 
   void operator()(Switch) const {
     configuration.add_boolean_option(row.name, row.description, row.group, row.short_name);
@@ -165,20 +150,23 @@ struct Registrar {
     configuration.add_float_option(row.name, row.description, row.group, value, row.short_name);
   }
   void operator()(const char* value) const {
-    configuration.add_string_option(row.name, row.description, row.group, value,
-                                    row.possible_values, row.short_name);
+    configuration.add_string_option(row.name, row.description, row.group, value, possible_values,
+                                    row.short_name);
   }
   void operator()(List) const {
-    configuration.add_vector_string_option(row.name, row.description, row.group,
-                                           row.possible_values, row.short_name);
+    configuration.add_vector_string_option(row.name, row.description, row.group, possible_values,
+                                           row.short_name);
   }
 };
 
 }  // namespace
 
-void register_options(Configuration& configuration) {
-  for (const OptionRow& row : option_rows())
-    std::visit(Registrar{configuration, row}, row.default_value);
+void register_options(Configuration& configuration, const OptionValues& values) {
+  for (const OptionRow& row : option_rows()) {
+    const auto found = values.find(row.name);
+    const auto& possible_values = found == values.end() ? row.possible_values : found->second;
+    std::visit(Registrar{configuration, row, possible_values}, row.default_value);
+  }
 }
 
 }  // namespace kelvo

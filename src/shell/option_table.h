@@ -1,10 +1,19 @@
 #pragma once
 
+#include <map>
+#include <string>
+#include <vector>
+
 namespace kelvo {
 
 class Configuration;
 
-/// Registers every option of the program, in the order of the usage text.
-void register_options(Configuration& configuration);
+/// By option: the values that it may have. What an option chooses among, as planners, is listed in
+/// the table of those things alone, which whoever builds the program hands in here.
+using OptionValues = std::map<std::string, std::vector<std::string>>;
+
+/// Registers every option of the program, in the order of the usage text. An option that chooses by
+/// name and is not among `values` takes any text.
+void register_options(Configuration& configuration, const OptionValues& values);
 
 }  // namespace kelvo

@@ -1,4 +1,4 @@
-#include "shell/configuration.h"
+#include "app/option_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "shell/configuration.h"
 #include "shell/errors.h"
 #include "shell/option_table.h"
 
@@ -26,14 +27,14 @@ const std::string usage_line =
     "Usage: kelvo (code-generate | solve | convert-to | trace-to-plan | transform | validate | "
     "repl) [options] <input-file-1> ... <input-file-n>\nAllowed options:\n";
 
-class ConfigurationTest : public testing::Test {
+class CommandLineTest : public testing::Test {
  protected:
-  ConfigurationTest() { parse({"--version"}); }
+  CommandLineTest() { parse({"--version"}); }
 
   /// Each call parses with a fresh configuration, as a run does.
   int parse(const Words& words) {
     configuration_ = std::make_unique<Configuration>();
-    register_options(*configuration_);
+    register_options(*configuration_, option_values());
     std::vector<const char*> argv = {"kelvo"};
     for (const std::string& word : words) argv.push_back(word.c_str());
     input_files_.clear();
@@ -49,7 +50,7 @@ class ConfigurationTest : public testing::Test {
   std::string errors_;
 };
 
-TEST_F(ConfigurationTest, DefaultsAreThoseOfTheTable) {
+TEST_F(CommandLineTest, DefaultsAreThoseOfTheTable) {
   ASSERT_EQ(parse({"solve", "f.anml"}), 0);
   EXPECT_EQ(errors_, "");
   EXPECT_THAT(input_files_, ElementsAre("f.anml"));
@@ -84,7 +85,7 @@ TEST_F(ConfigurationTest, DefaultsAreThoseOfTheTable) {
   }
 }
 
-TEST_F(ConfigurationTest, TheSameRunIsToldInManyWays) {
+TEST_F(CommandLineTest, TheSameRunIsToldInManyWays) {
   const Words lines[] = {
       {"solve", "--algorithm", "ftp", "f.anml", "-t", "flattener", "-t", "full-grounder", "-w0.25"},
       {"solve", "f.anml", "-a", "ftp", "-t", "flattener", "-w", "0.25", "-t", "full-grounder"},
@@ -107,7 +108,7 @@ TEST_F(ConfigurationTest, TheSameRunIsToldInManyWays) {
   EXPECT_THAT(input_files_, ElementsAre("a", "b", "c"));
 }
 
-TEST_F(ConfigurationTest, AWrongLineSaysWhatIsWrongAndHowToUseIt) {
+TEST_F(CommandLineTest, AWrongLineSaysWhatIsWrongAndHowToUseIt) {
   const std::pair<Words, std::string> cases[] = {
       {{}, ""},
       {{"generic"}, ""},
@@ -142,7 +143,7 @@ TEST_F(ConfigurationTest, AWrongLineSaysWhatIsWrongAndHowToUseIt) {
   }
 }
 
-TEST_F(ConfigurationTest, TheUsageTextHoldsTheGroupsThatApply) {
+TEST_F(CommandLineTest, TheUsageTextHoldsTheGroupsThatApply) {
   const Words headings = {
       "code-generate options:", "convert-to options:", "repl options:",    "solve options:",
       "trace-to-plan options:", "transform options:",  "validate options:"};
@@ -165,7 +166,7 @@ TEST_F(ConfigurationTest, TheUsageTextHoldsTheGroupsThatApply) {
   }
 }
 
-TEST_F(ConfigurationTest, TheUsageTextShowsDefaultsAndAllowedValues) {
+TEST_F(CommandLineTest, TheUsageTextShowsDefaultsAndAllowedValues) {
   parse({"solve", "--help"});
   for (const char* text :
        {"-v [ --version ]", "-D [ --debug ]", "-l [ --logging-level ] arg (=0)",
@@ -177,14 +178,14 @@ TEST_F(ConfigurationTest, TheUsageTextShowsDefaultsAndAllowedValues) {
   }
 }
 
-TEST_F(ConfigurationTest, VersionNeedsNoFunctionAndReadsNothingElse) {
+TEST_F(CommandLineTest, VersionNeedsNoFunctionAndReadsNothingElse) {
   EXPECT_EQ(parse({"--version"}), 0);
   EXPECT_TRUE(configuration_->get_boolean_value("version"));
   EXPECT_EQ(parse({"-v", "solve", "--no-such-option", "f.anml"}), 0);
   EXPECT_EQ(errors_, "");
 }
 
-TEST_F(ConfigurationTest, AnOptionIsReadByItsNameAndType) {
+TEST_F(CommandLineTest, AnOptionIsReadByItsNameAndType) {
   configuration_->set_value("weight", 0.75);
   configuration_->set_value("debug", true);
   configuration_->set_value("smt-max-horizon", 3L);
