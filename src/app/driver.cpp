@@ -1,32 +1,28 @@
 #include "app/driver.h"
 
-#include <algorithm>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <utility>
 
 #include "app/not_built.h"
 #include "app/output.h"
+#include "app/plan_check.h"
 #include "app/planner_factory.h"
 #include "app/transformer_factory.h"
 #include "app/translations.h"
-#include "model/action.h"
+#include "app/validate.h"
 #include "model/problem_instance.h"
-#include "model/user_type.h"
 #include "parsers/anml/anml_parser.h"
 #include "parsers/pddl/pddl_parser.h"
 #include "planners/planner.h"
 #include "plans/plan.h"
 #include "plans/time_triggered_plan.h"
-#include "plans/ttp_parser.h"
 #include "shell/concat_stream.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/log.h"
 #include "transformers/transformer_chain.h"
-#include "validation/tt_validator.h"
 
 namespace kelvo {
 
@@ -55,52 +51,6 @@ void print_problem(const Configuration& configuration, const ProblemInstance& pr
   write_output(output, [&problem](std::ostream& out) { out << *problem << '\n'; });
 }
 
-bool has_action(const ProblemInstance& problem, const model::Action& action) {
-  const auto holds = [&action](const model::TypeScope& scope) {
-    const auto found = scope.actions().find(action->name());
-    return found != scope.actions().end() && found->second == action;
-  };
-  if (holds(*problem)) return true;
-  return std::any_of(problem->user_types().begin(), problem->user_types().end(),
-                     [&holds](const auto& entry) { return holds(*entry.second); });
-}
-
-/// A plan file names the actions of the last problem, so the plan that reaches a transformer often
-/// is one of its output already and has no way forward to go.
-bool is_plan_of(const ProblemInstance& problem, const TimeTriggeredPlan& plan) {
-  for (const auto& [time, steps] : plan.plan()) {
-    for (const auto& step : steps) {
-      if (!has_action(problem, step->action())) return false;
-    }
-  }
-  return true;
-}
-
-std::shared_ptr<TimeTriggeredPlan> map_forward(BasicTransformer& transformer,
-                                               const std::shared_ptr<TimeTriggeredPlan>& plan) {
-  if (!transformer.carries_all_plans_forward()) {
-    throw InternalError(
-        "validate needs and supports only the following transformers: flattener, "
-        "temporal-uncertainty-compiler");
-  }
-  return is_plan_of(transformer.output_problem(), *plan) ? plan : transformer.map_forward(plan);
-}
-
-void validate(Environment& env, const TransformerChain& chain) {
-  const std::string& name = env.configuration().get_string_value("plan");
-  if (name.empty()) {
-    throw InternalError("The function 'validate' needs the option '--plan <plan-file>'!");
-  }
-  std::ifstream file(name);
-  if (!file.is_open()) {
-    throw InvalidParameterError() << "Input plan file '" << name << "' does not exist!";
-  }
-  std::shared_ptr<TimeTriggeredPlan> plan = TTPParser(env, chain.problem()).parse(file);
-  for (const auto& transformer : chain.transformers()) plan = map_forward(*transformer, plan);
-  const bool valid = TTValidator(env, chain.problem()).validate(plan);
-  std::cout << (valid ? "The plan is valid!" : "BUG!!!! The plan is NOT valid!") << '\n';
-}
-
 /// The plan in the form that the options ask for.
 std::shared_ptr<Plan> converted_plan(const Configuration& configuration,
                                      std::shared_ptr<Plan> plan) {
@@ -111,37 +61,64 @@ std::shared_ptr<Plan> converted_plan(const Configuration& configuration,
   return plan;
 }
 
-void solve(Environment& env, const TransformerChain& chain) {
+/// Times are rounded where what is printed is still a plan.
+void print_plan(Environment& env, const Plan& plan, PlanCheck& check) {
+  std::cout << ";; A plan has been found:\n";
+  const auto* time_triggered = dynamic_cast<const TimeTriggeredPlan*>(&plan);
+  if (time_triggered != nullptr && !env.configuration().get_boolean_value("rational-precision") &&
+      time_triggered->is_changed_by_rounding()) {
+    const std::shared_ptr<TimeTriggeredPlan> rounded = time_triggered->rounded();
+    if (rounded == nullptr || !check.is_valid(*rounded)) {
+      LOG(LogLevel::INFO) << "The times of the plan are printed exactly: it is not valid with "
+                             "rounded ones";
+      time_triggered->print_exactly(std::cout);
+      return;
+    }
+  }
+  plan.print(std::cout);
+}
+
+void solve(Environment& env, const ProblemInstance& as_read, const TransformerChain& chain) {
   const Configuration& configuration = env.configuration();
   const std::unique_ptr<Planner> planner =
       make_planner(env, configuration.get_string_value("algorithm"), chain.problem());
+  PlanCheck check(env, as_read, chain);
+  std::shared_ptr<Plan> passed;
+  planner->set_plan_test([&check, &passed](const std::shared_ptr<Plan>& plan) {
+    const bool passes = check.passes(plan);
+    if (passes) passed = plan;
+    return passes;
+  });
   std::shared_ptr<Plan> plan = planner->solve();
-  if (!plan) {
+  if (plan != nullptr && plan != passed && !check.passes(plan)) plan = nullptr;
+  if (plan == nullptr) {
     std::cout << "No solution exists.\n";
+    check.report_refusals(std::cerr);
     return;
   }
-  plan = converted_plan(configuration, chain.map_back(std::move(plan)));
-  std::cout << ";; A plan has been found:\n";
-  plan->print(std::cout);
+  plan = converted_plan(configuration, check.confirmed());
+  print_plan(env, *plan, check);
 }
 
 }  // namespace
 
 int run_with_input_files(Environment& env, const std::vector<std::string>& input_files) {
+  int status = 0;
   if (input_files.empty()) {
-    process_problem(env, std::cin);
+    status = process_problem(env, std::cin);
   } else {
     ConcatIfStream files(input_files);
     files.stream().unsetf(std::ios_base::skipws);
-    process_problem(env, files.stream());
+    status = process_problem(env, files.stream());
   }
   LOG(LogLevel::DEBUG) << "KELVO Quitting!";
-  return 0;
+  return status;
 }
 
-void process_problem(Environment& env, std::istream& source) {
+int process_problem(Environment& env, std::istream& source) {
   const Configuration& configuration = env.configuration();
-  const TransformerChain chain = transform(env, read_problem(env, source));
+  const ProblemInstance as_read = read_problem(env, source);
+  const TransformerChain chain = transform(env, as_read);
   const ProblemInstance& problem = chain.problem();
   if (configuration.get_boolean_value("showproblem")) std::cout << *problem << '\n';
 
@@ -155,10 +132,11 @@ void process_problem(Environment& env, std::istream& source) {
   } else if (function == "code-generate") {
     not_built("code generator");
   } else if (function == "validate") {
-    validate(env, chain);
+    return validate(env, as_read, chain);
   } else if (function == "solve") {
-    solve(env, chain);
+    solve(env, as_read, chain);
   }
+  return 0;
 }
 
 }  // namespace kelvo

@@ -1,12 +1,17 @@
 #pragma once
 
 #include <iosfwd>
+#include <string>
 #include <vector>
 
 #include "model/expression.h"
 #include "model/model_fwd.h"
+#include "shell/numbers.h"
 
 namespace kelvo {
+
+/// The number as a decimal where that is finite, else as a fraction.
+std::string exact_time(const rational& time);
 
 /// Writes what a step executes, as all forms of plans have it:
 /// [object "."] action "(" parameters ")". `object` may be null.

@@ -130,6 +130,12 @@ const std::vector<OptionRow>& option_rows() {
        {"standard", "guided"}},
       {"ftp-improve", 0, "solve", 0L,
        "Number of evaluations spent on shortening the first plan of the guided search."},
+
+      {"strict", 0, "validate", Switch{},
+       "Judge the plan by all of its meaning; the exit status is 1 if it is not valid."},
+      {"explain", 0, "validate", Switch{}, "Tell why the plan is not valid."},
+      {"epsilon", 0, "validate", "0.001",
+       "The least distance of steps that interfere, for strict judging of PDDL plans."},
   };
   return rows;
 }

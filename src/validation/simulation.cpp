@@ -44,6 +44,11 @@ bool Simulation::run(const std::vector<ValidationEvent>& events) {
   return true;
 }
 
+void Simulation::complain(const std::string& text) {
+  LOG(LogLevel::DEBUG) << text;
+  complaint_ = text;
+}
+
 void Simulation::advance_to(const rational& time) {
   for (const auto& [fluent, value] : pending_) state_[fluent] = value;
   if (!pending_.empty()) eval_.clear_memoization();
@@ -73,7 +78,9 @@ bool Simulation::apply(const ValidationEvent& effect) {
     fluent = ef.make_functional_apply(reference, as_arguments(ef, formals, std::move(arguments)));
   }
   if (pending_.contains(fluent)) {
-    LOG(LogLevel::DEBUG) << "Double effect on " << print_expression(fluent) << " at the same time!";
+    std::ostringstream text;
+    text << "Double effect on " << print_expression(fluent) << " at the same time!";
+    complain(text.str());
     return false;
   }
   const Expression value = eval_(effect.expression);
@@ -106,7 +113,9 @@ void Simulation::store(Expression fluent, Expression value, State& state) {
 
 bool Simulation::check_point(const ValidationEvent& condition) {
   if (evaluate_condition(condition.expression)) return true;
-  LOG(LogLevel::DEBUG) << "Condition " << print_expression(condition.expression) << " is violated!";
+  std::ostringstream text;
+  text << "Condition " << print_expression(condition.expression) << " is violated!";
+  complain(text.str());
   return false;
 }
 
@@ -132,15 +141,18 @@ bool Simulation::is_still_active(const ValidationEvent& condition, bool& violate
       return false;
     }
     if (!condition.is_contains && !holds) {
-      LOG(LogLevel::DEBUG) << "Duartive Condition " << print_expression(condition.expression)
-                           << " is violated at time " << condition.upper;
+      std::ostringstream text;
+      text << "Duartive Condition " << print_expression(condition.expression)
+           << " is violated at time " << condition.upper;
+      complain(text.str());
       violated = true;
     }
     return true;
   }
   if (condition.is_contains) {
-    LOG(LogLevel::DEBUG) << "Contains condition " << print_expression(condition.expression)
-                         << " is violated!";
+    std::ostringstream text;
+    text << "Contains condition " << print_expression(condition.expression) << " is violated!";
+    complain(text.str());
     violated = true;
     return true;
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "model/expression.h"
@@ -25,6 +26,8 @@ class Simulation : public EnvObject {
 
   /// Whether nothing is violated; the reason, if something is, stands in the log at `DEBUG`.
   bool run(const std::vector<ValidationEvent>& events);
+  /// The reason.
+  const std::string& complaint() const { return complaint_; }
 
  private:
   void advance_to(const rational& time);
@@ -37,7 +40,9 @@ class Simulation : public EnvObject {
   void warn_of_last_stretch(const ValidationEvent& window);
 
   bool evaluate_condition(model::Expression e) const;
+  void complain(const std::string& text);
 
+  std::string complaint_;
   rational now_ = 0;
   State state_;
   State pending_;

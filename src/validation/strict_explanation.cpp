@@ -20,7 +20,7 @@ class Explanation {
   void print(const StrictFault& fault) {
     os_ << "Why: " << fault.rule;
     if (fault.time) {
-      os_ << (fault.just_behind ? ", just behind time " : ", at time ") << *fault.time;
+      os_ << (fault.just_behind ? ", just behind time " : ", at time ") << exact_time(*fault.time);
     }
     os_ << ".\n";
     print_source("", fault.source);
@@ -31,12 +31,12 @@ class Explanation {
     if (fault.other) {
       print_source("Other ", *fault.other);
       if (fault.other_time && fault.other_time != fault.time) {
-        os_ << "  Other time: " << *fault.other_time << '\n';
+        os_ << "  Other time: " << exact_time(*fault.other_time) << '\n';
       }
     }
     for (const StrictRead& read : fault.reads) print_read(read);
     for (const auto& [step, duration] : fault.chosen_durations) {
-      os_ << "  If it lasts " << duration << ": " << step_name_(*step) << '\n';
+      os_ << "  If it lasts " << exact_time(duration) << ": " << step_name_(*step) << '\n';
     }
   }
 
@@ -67,8 +67,8 @@ class Explanation {
   }
 
   void print_window(const StrictWindow& window) {
-    os_ << "  Window: " << (window.from_closed ? "[" : "(") << window.from << ", " << window.to
-        << (window.to_closed ? "]" : ")") << '\n';
+    os_ << "  Window: " << (window.from_closed ? "[" : "(") << exact_time(window.from) << ", "
+        << exact_time(window.to) << (window.to_closed ? "]" : ")") << '\n';
   }
 
   void print_read(const StrictRead& read) {
@@ -79,7 +79,7 @@ class Explanation {
     }
     os_ << " is " << read.value;
     if (read.written_at) {
-      os_ << ", since time " << *read.written_at << " by ";
+      os_ << ", since time " << exact_time(*read.written_at) << " by ";
     } else {
       os_ << ", from the start by ";
     }
@@ -97,7 +97,7 @@ class Explanation {
 
 std::string step_text(const TimeTriggeredStep& step) {
   std::ostringstream text;
-  text << step.start_time() << ": ";
+  text << exact_time(step.start_time()) << ": ";
   print_step_action(text, step.object(), step.action(), step.actual_parameters());
   if (step.has_duration()) text << " [" << step.duration() << "]";
   return text.str();

@@ -25,8 +25,16 @@ TTValidator::TTValidator(Environment& env, model::ProblemInstance problem)
 }
 
 bool TTValidator::validate(std::shared_ptr<TimeTriggeredPlan> plan) const {
+  std::string unused;
+  return validate(std::move(plan), unused);
+}
+
+bool TTValidator::validate(std::shared_ptr<TimeTriggeredPlan> plan, std::string& complaint) const {
   plan = chain_.map_forward(std::move(plan));
-  if (plan == nullptr) return false;  // a step can never be executed
+  if (plan == nullptr) {
+    complaint = "A step can never be executed";
+    return false;
+  }
   EventCollector collector(environment());
   for (const auto& [time, steps] : plan->plan()) {
     for (const std::shared_ptr<TimeTriggeredStep>& step : steps) collector.add_step(*step);
@@ -34,7 +42,10 @@ bool TTValidator::validate(std::shared_ptr<TimeTriggeredPlan> plan) const {
   collector.add_problem(*chain_.problem());
   Simulation simulation(environment(), collector.initial_state());
   const bool is_valid = simulation.run(collector.sorted_events());
-  if (!is_valid) collector.warn_of_late_effects();
+  if (!is_valid) {
+    complaint = simulation.complaint();
+    collector.warn_of_late_effects();
+  }
   return is_valid;
 }
 

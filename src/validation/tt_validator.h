@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "model/model_fwd.h"
 #include "shell/env_object.h"
@@ -21,6 +22,8 @@ class TTValidator : public EnvObject {
   /// The reason why not stands in the log at `DEBUG`. Raises `InvalidParameterError` on what can't
   /// be brought to a constant.
   bool validate(std::shared_ptr<TimeTriggeredPlan> plan) const;
+  /// As `validate`; fills `complaint` with the reason why not.
+  bool validate(std::shared_ptr<TimeTriggeredPlan> plan, std::string& complaint) const;
 
  private:
   TransformerChain chain_;

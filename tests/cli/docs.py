@@ -5,6 +5,9 @@ A block fenced by ```anml or ```pddl is read and printed by `transform`. A word 
 `plan` for a plan of `solve -a ftp` that `validate` accepts, `plan: text` for one with a line that holds
 the text, `no-plan` for none, and `error: text` for a refusal whose message holds the text. A first line
 `// -t ...` or `; -t ...` gives options to the run. `file: name` only saves the block for those behind it.
+
+A block fenced by ```plan is a plan of the problem before it, which `validate --strict` calls `valid`, or
+`invalid: text` with an explanation that holds the text.
 """
 
 import argparse
@@ -15,7 +18,7 @@ import tempfile
 
 from run import CaseRunner, Run
 
-FENCE = re.compile(r"^```(anml|pddl)(?: ([^\n]*))?\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+FENCE = re.compile(r"^```(anml|pddl|plan)(?: ([^\n]*))?\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
 OPTIONS = re.compile(r"(?://|;) (-.*)\n")
@@ -44,6 +47,19 @@ def run_of(line, language, wish, problem):
     return run
 
 
+def judgement_of(line, wish, is_pddl):
+    """The run that a block with a plan asks for."""
+    source = "-P %s" if is_pddl else "%s"
+    run = Run(line, f"validate --strict --explain --plan %t/block.plan {source}")
+    if wish == "valid":
+        run.directives.append((line, "STDOUT-IS", "The plan is valid."))
+    elif wish.startswith("invalid: "):
+        run.directives += [(line, "EXIT", "1"), (line, "STDOUT", wish[len("invalid: "):])]
+    else:
+        sys.exit(f"line {line}: unknown word '{wish}'")
+    return run
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
@@ -64,9 +80,14 @@ def main():
             count += 1
             line = text.count("\n", 0, block.start()) + 1
             problem = folder / "block.anml"
-            problem.write_text(source)
             runner = CaseRunner(str(pathlib.Path(options.binary).resolve()), problem, folder)
-            runner.run(run_of(line, language, wish, source))
+            if language == "plan":
+                (folder / "block.plan").write_text(source)
+                runner.run(judgement_of(line, wish, is_pddl))
+            else:
+                is_pddl = language == "pddl"
+                problem.write_text(source)
+                runner.run(run_of(line, language, wish, source))
             faults += runner.faults
     if count == 0:
         faults.append(f"{options.document}: no block")

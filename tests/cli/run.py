@@ -4,7 +4,8 @@
     // RUN: solve -a ftp -t flattener %s     the arguments; what follows is about this run
     // EXIT: 0                               the exit status, 0 if not told
     // PLAN: valid                           standard output is a plan that `validate` accepts for
-    //                                       %s, or for the arguments behind "valid"
+    //                                       %s, or for the arguments behind "valid", with and
+    //                                       without `--strict`
     // PLAN: none                            standard output is "No solution exists."
     // STDOUT: text                          a line of the output holds the text (also STDERR:)
     // STDOUT-NOT: text                      no line does (also STDERR-NOT:)
@@ -37,6 +38,7 @@ DIRECTIVE = re.compile(
     r"^\s*(?://|;+|#)\s*(RUN|EXIT|PLAN|STDIN|WRITE|FILE|FILE-IS|NO-FILE|"
     r"(?:STDOUT|STDERR)(?:-NOT|-RE|-COUNT|-IS|-EMPTY)?):(?: (.*))?$")
 TIME_LIMIT = 600
+UNCONFIRMED = "No plan could be confirmed"
 
 
 class Run:
@@ -130,6 +132,9 @@ class CaseRunner:
         for stream, output in streams.items():
             if stream in exact and output != "\n".join(exact[stream]) + "\n":
                 self.fault(exact[stream + " line"], f"{stream} is not exactly as told")
+        # A planner that finds what is no plan has a fault, whatever else it prints.
+        if UNCONFIRMED in result.stderr and not any(UNCONFIRMED in d[2] for d in run.directives):
+            self.fault(run.line, "a plan was found that the judge refuses")
         if result.returncode != expected_status:
             self.fault(run.line, f"exit status {result.returncode} instead of {expected_status}")
 
@@ -170,9 +175,12 @@ class CaseRunner:
             return
         plan = self.folder / "plan_of_the_run"
         plan.write_text(result.stdout)
-        judged = self.call(f"validate -l 5 --plan {plan} {sources or '%s'}", subprocess.DEVNULL)
-        if judged.returncode != 0 or "The plan is valid!\n" not in judged.stdout:
-            self.fault(line, f"PLAN: not valid\n{judged.stdout}{judged.stderr}")
+        for mode, sentence in (("", "The plan is valid!\n"),
+                               ("--strict --explain", "The plan is valid.\n")):
+            judged = self.call(f"validate {mode} -l 5 --plan {plan} {sources or '%s'}",
+                               subprocess.DEVNULL)
+            if judged.returncode != 0 or sentence not in judged.stdout:
+                self.fault(line, f"PLAN: not valid {mode}\n{judged.stdout}{judged.stderr}")
 
     def check_file(self, line, name, text):
         path = self.folder / name
