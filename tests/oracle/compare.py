@@ -18,7 +18,7 @@ import tempfile
 import time
 
 from generator import generate
-from meaning import Invalid, Unclear, fault_of
+from meaning import Invalid, Unclear, fault_of, read_plan
 from problem import anml, pddl
 from shrink import shrink
 
@@ -51,6 +51,23 @@ class Answer:
 
     def __init__(self, kind, output, errors, seconds):
         self.kind, self.output, self.errors, self.seconds = kind, output, errors, seconds
+
+
+def overlaps_itself(plan):
+    """Whether an action runs twice at one time with the same arguments, or twice on end."""
+    steps = sorted(read_plan(plan))
+    return any(a[1:3] == b[1:3] and b[0] <= a[0] + a[3]
+               for i, a in enumerate(steps) for b in steps[i + 1:])
+
+
+def is_proof(engine, answer):
+    """Whether an engine that found no plan holds that there is none."""
+    if answer.kind != "none":
+        return False
+    for word in ("proven", "bounded", "undecided"):
+        if word in answer.errors:
+            return word == "proven"
+    return not engine.startswith("smt") and engine != "ftp -s"
 
 
 class Runner:
@@ -99,11 +116,11 @@ class Runner:
             kind = "error"
         return Answer(kind, done.stdout, done.stderr.strip(), seconds)
 
-    def strict(self, files, plan, *options):
+    def strict(self, files, plan):
         """Whether the program's own judge accepts the plan; None if it cannot tell."""
         name = self.folder / "plan.txt"
         name.write_text(plan)
-        done, _ = self.run(["validate", "--strict", "--plan", str(name), *options, *files])
+        done, _ = self.run(["validate", "--strict", "--plan", str(name), *files])
         if "is valid" in done.stdout:
             return True, ""
         if "NOT valid" in done.stdout:
@@ -165,25 +182,31 @@ class Comparison:
         return answers
 
     def compare_answers(self, generated, answers):
-        solved = {e: a for e, a in answers.items() if a.kind == "plan"}
-        quick = min((a.seconds for a in answers.values() if a.kind in ("plan", "none")), default=None)
-        quick_plan = min((a.seconds for a in solved.values()), default=None)
+        """An answer without a plan is wrong if a plan is known, unless the engine says itself that
+        it did not look everywhere. A limit counts when another engine answered in a tenth."""
+        solved = [e for e, a in answers.items() if a.kind == "plan"]
+        plans = [answers[e].output for e in solved] + [generated.witness] * bool(generated.witness)
+        is_reachable = not all(map(overlaps_itself, plans))
         for engine, answer in answers.items():
+            is_complete = is_proof(engine, answer)
+            if not is_reachable and engine != "smt" and "proven" not in answer.errors:
+                is_complete = False
             if answer.kind == "none" and (solved or generated.witness):
-                if "undecided" in answer.errors:
-                    self.counts[engine]["undecided"] += 1
-                elif "bounded" in answer.errors:
-                    self.counts[engine]["bounded"] += 1
-                elif solved:
-                    self.fault(generated, f"{engine}: no plan", f"but {next(iter(solved))} has one")
-                else:
+                self.counts[engine]["missed"] += 1
+                if is_complete and solved:
+                    self.fault(generated, f"{engine}: no plan", f"but {solved[0]} has one")
+                elif is_complete:
                     self.fault(generated, f"{engine}: no plan, but one is known")
             if answer.kind == "limit":
-                if quick is not None and quick * 10 < self.runner.seconds:
-                    best = "a plan" if quick_plan is not None and quick_plan * 10 < self.runner.seconds else "an answer"
-                    self.fault(generated, f"{engine}: limit, where another engine has {best}")
+                for other, quick in answers.items():
+                    if quick.seconds * 10 < self.runner.seconds and (
+                            quick.kind == "plan" or is_proof(other, quick)):
+                        said = "a plan" if quick.kind == "plan" else "the proof that there is none"
+                        self.fault(generated, f"{engine}: limit, where {other} has {said}")
+                        break
                 else:
-                    self.fault(generated, f"{engine}: limit")
+                    if generated.witness:
+                        self.counts[engine]["limit, plan known"] += 1
 
     def report(self):
         for engine, counts in self.counts.items():

@@ -407,8 +407,8 @@ class Generator:
             time = self.pick(moment(), moment(), Time("end", Fraction(-1, 2)), Time("end", Fraction(-1)))
             return Condition("point", time, time, False, False, body)
         left, right = sorted((moment(), moment()), key=lambda t: t.offset)
-        if shape == "to end":
-            right = END
+        if shape == "to end":  # the end is 1 at least: no plan makes this window empty
+            left, right = Time("absolute", self.pick(Fraction(0), Fraction(1, 2))), END
         elif shape == "from start":
             left = START
         elif shape == "near end":
@@ -440,6 +440,10 @@ class Generator:
             arguments = [self.pick(*OBJECTS) for _ in action.parameters]
             duration = self.choose_duration(action, start, steps, arguments)
             if duration is None:
+                continue
+            # Some engines never let a ground action overlap or touch itself.
+            if any(s[1:3] == (action.name, arguments) and start <= s[0] + s[3]
+                   and s[0] <= start + duration for s in steps) and self.chance(90):
                 continue
             extended = sorted([*steps, (start, action.name, arguments, duration)],
                               key=lambda s: s[0])
