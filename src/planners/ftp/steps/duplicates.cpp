@@ -19,7 +19,7 @@ std::uint64_t GuidedDuplicates::hash_of(const GuidedState& state) {
   std::sort(open_.begin(), open_.end());
   for (const auto& [list, position] : open_) mix((std::uint64_t{list} << 32) + position + 1);
   mix(state.problem_position);
-  if (kind_ == Duplicates::EXACT) mix(state.order_hash);
+  if (kind_ == Duplicates::EXACT) mix(times_.hash(state));
   return hash;
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "planners/ftp/steps/live_times.h"
 #include "planners/ftp/task/step_state.h"
 
 namespace kelvo::ftp {
@@ -16,14 +17,23 @@ enum class Duplicates {
   /// The same values, and the same actions at the same positions: the times may differ, so that a
   /// plan may get lost.
   BY_VALUES,
-  /// The same steps in the same partial order as well.
+  /// The times that the steps to come can see are the same as well: what is lost is found
+  /// otherwise.
   EXACT,
 };
 
 /// The states that a search has met, as hashes of 64 bits.
 class GuidedDuplicates {
  public:
-  explicit GuidedDuplicates(Duplicates kind) : kind_(kind) {}
+  /// The task and the schedule are borrowed.
+  GuidedDuplicates(Duplicates kind, const GuidedTask& task, const GuidedSchedule& schedule)
+      : kind_(kind), times_(task, schedule) {}
+
+  /// The state that the move has made of its parent, which comes next. False when the plans through
+  /// it are found by other orders of their steps.
+  bool enter(const GuidedState& parent, GuidedMove move, const GuidedState& state) {
+    return kind_ != Duplicates::EXACT || times_.enter(parent, move, state);
+  }
 
   /// Notes the state; false when it is known with a makespan that is no greater. With `any_time`
   /// the makespan does not matter.
@@ -46,6 +56,7 @@ class GuidedDuplicates {
   static constexpr float LEAST_GAIN = 1e-3F;
 
   Duplicates kind_;
+  LiveTimes times_;
   std::unordered_map<std::uint64_t, float> known_;
   std::vector<std::pair<std::uint32_t, std::uint32_t>> open_;  // scratch
 };

@@ -9,14 +9,6 @@ namespace {
 /// What sums of times may differ by and still be equal.
 constexpr double TOLERANCE = 1e-6;
 
-std::uint64_t mix(std::uint64_t x) {
-  x ^= x >> 33;
-  x *= 0xff51afd7ed558ccdULL;
-  x ^= x >> 33;
-  x *= 0xc4ceb9fe1a85ec53ULL;
-  return x ^ (x >> 33);
-}
-
 std::uint32_t node_of(const GuidedStep& step, std::uint32_t node) {
   return step.at_end_node ? node + 1 : node;
 }
@@ -33,7 +25,6 @@ void GuidedSchedule::start(GuidedState& state) const {
   state.heads.assign(1, NONE);
   state.node_lists.assign(1, GuidedTask::PROBLEM);
   state.slots.assign(task_.num_slots(), SlotUsers());
-  state.order_hash = 0;
 }
 
 void GuidedSchedule::cut_back(const Mark& mark) {
@@ -135,24 +126,11 @@ bool GuidedSchedule::order(GuidedState& state, std::uint32_t earlier_node,
 
 // --- the order of the steps ---
 
-// The same for the same instance of an action, in whatever order the plan was put together.
-std::uint64_t GuidedSchedule::key_of(const GuidedState& state, const GuidedStep& step,
-                                     std::uint32_t node) const {
-  const std::uint32_t list = state.node_lists[node];
-  std::uint64_t instance = 0;
-  for (std::uint32_t other = 1; other < node; ++other) {
-    if (state.node_lists[other] == list) ++instance;
-  }
-  return mix((std::uint64_t{task_.list(step.list).first_step + step.position} << 20) + instance +
-             1);
-}
-
 bool GuidedSchedule::order_behind_point(GuidedState& state, std::uint32_t point, const Point& made,
                                         const Gap& gap) {
   if (ordered_for_[point] == num_ordered_) return true;
   ordered_for_[point] = num_ordered_;
   const Point earlier = points_[point];
-  state.order_hash += mix(made.key * 3 + earlier.key * 7);
   return order(state, earlier.node, task_.step(earlier.step), made.node, task_.step(made.step),
                gap);
 }
@@ -214,9 +192,7 @@ bool GuidedSchedule::order_pending(GuidedState& state, const GuidedStep& step, s
 bool GuidedSchedule::add_step(GuidedState& state, const GuidedStep& step, std::uint32_t node) {
   const std::uint32_t number = static_cast<std::uint32_t>(points_.size());
   const std::uint32_t step_number = task_.list(step.list).first_step + step.position;
-  const std::uint64_t key = key_of(state, step, node);
-  points_.push_back({node, step_number, key});
-  state.order_hash += mix(key ^ 0x5555);
+  points_.push_back({node, step_number});
   return order_behind_users(state, step, number) && order_pending(state, step, node);
 }
 

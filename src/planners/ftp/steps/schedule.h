@@ -53,6 +53,28 @@ class GuidedSchedule {
   /// The time at which the last action ends.
   double makespan(const GuidedState& state) const;
 
+  /// The constraints that leave a node, but for those of the start of the plan, which are in the
+  /// times: calls `visit(to, weight)`.
+  template <typename Visit>
+  void for_each_edge(const GuidedState& state, std::uint32_t node, const Visit& visit) const {
+    for (std::uint32_t e = state.heads[node]; e != NONE; e = edges_[e].next) {
+      visit(edges_[e].to, edges_[e].weight);
+    }
+  }
+  /// Those who read the slot since it was written last, as numbers of applied steps.
+  template <typename Visit>
+  void for_each_reader(const SlotUsers& users, const Visit& visit) const {
+    for (std::uint32_t r = users.readers; r != NONE; r = readers_[r].next) visit(readers_[r].point);
+  }
+  /// Where an applied step is.
+  std::uint32_t node_of_point(std::uint32_t point) const {
+    const Point& at = points_[point];
+    return task_.step(at.step).at_end_node ? at.node + 1 : at.node;
+  }
+  double offset_of_point(std::uint32_t point) const {
+    return task_.step(points_[point].step).offset;
+  }
+
   /// A constraint as it was added, with exact numbers: time(to) >= time(from) + weight.
   struct ExactEdge {
     std::uint32_t from;
@@ -74,7 +96,6 @@ class GuidedSchedule {
   struct Point {
     std::uint32_t node;
     std::uint32_t step;
-    std::uint64_t key;
   };
   struct Reader {
     std::uint32_t next;
@@ -94,7 +115,6 @@ class GuidedSchedule {
                           const Gap& gap);
   bool order_behind_users(GuidedState& state, const GuidedStep& step, std::uint32_t number);
   bool order_pending(GuidedState& state, const GuidedStep& step, std::uint32_t node);
-  std::uint64_t key_of(const GuidedState& state, const GuidedStep& step, std::uint32_t node) const;
 
   const GuidedTask& task_;
   Gap write_gap_;

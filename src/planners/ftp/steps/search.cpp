@@ -22,7 +22,7 @@ GuidedSearch::GuidedSearch(const GuidedTask& task, HFF& heuristic, const GuidedL
       landmarks_(landmarks),
       options_(options),
       successors_(task, options.compression),
-      duplicates_(options.duplicates),
+      duplicates_(options.duplicates, task, successors_.schedule()),
       queues_(options.preferred_operators, options.landmarks && !landmarks.empty()),
       plan_makespan_(options.makespan_bound) {}
 
@@ -128,8 +128,9 @@ bool GuidedSearch::build(const GuidedState& parent, GuidedMove& move, GuidedStat
 }
 
 // While a shorter plan is looked for, a state that is reached again earlier is worth another look.
-bool GuidedSearch::is_new_state(double makespan) {
-  return duplicates_.insert(child_, makespan, /*any_time=*/!is_improving());
+bool GuidedSearch::is_new_state(std::uint32_t parent, GuidedMove move, double makespan) {
+  return duplicates_.enter(*states_[nodes_[parent].state], move, child_) &&
+         duplicates_.insert(child_, makespan, /*any_time=*/!is_improving());
 }
 
 bool GuidedSearch::enter(std::uint32_t number) {
@@ -140,7 +141,8 @@ bool GuidedSearch::enter(std::uint32_t number) {
   const GuidedState& parent = *states_[nodes_[nodes_[number].parent].state];
   if (!build(parent, nodes_[number].move, child_)) return false;
   if (phase == Node::Phase::DEFERRED) {
-    const bool is_new = is_new_state(successors_.schedule().makespan(child_));
+    const bool is_new = is_new_state(nodes_[number].parent, nodes_[number].move,
+                                     successors_.schedule().makespan(child_));
     if (!is_new) ++statistics_.num_duplicates;
     if (!is_new || !evaluate_deferred(number)) {
       successors_.schedule().cut_back(mark);
@@ -226,7 +228,7 @@ bool GuidedSearch::make_child(std::uint32_t parent, GuidedMove move) {
   if (!build(*states_[nodes_[parent].state], move, child_)) return false;
   const double makespan = successors_.schedule().makespan(child_);
   const auto judge = [&]() -> double {
-    if (!is_new_state(makespan)) {
+    if (!is_new_state(parent, move, makespan)) {
       ++statistics_.num_duplicates;
       return Heuristic::DEAD_END;
     }

@@ -65,6 +65,8 @@ class GuidedSearch {
   double plan_makespan() const { return plan_makespan_; }
   const GuidedStatistics& statistics() const { return statistics_; }
   double initial_estimate() const { return initial_estimate_; }
+  /// Whether times have cut something off.
+  bool has_met_bounds() const { return successors_.has_met_bounds(); }
 
  private:
   static constexpr std::uint32_t NO_NODE = 0xffffffff;
@@ -94,7 +96,7 @@ class GuidedSearch {
   void keep_state(std::uint32_t node);
   void drop_state(std::uint32_t node);
   bool is_improving() const;
-  bool is_new_state(double makespan);
+  bool is_new_state(std::uint32_t parent, GuidedMove move, double makespan);
   /// Makes the node's state whole. False when there is none, or it is known.
   bool enter(std::uint32_t node);
   bool build(const GuidedState& parent, GuidedMove& move, GuidedState& child);

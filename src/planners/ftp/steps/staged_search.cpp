@@ -71,7 +71,8 @@ bool GuidedPlanner::run(Stage& stage, std::size_t max_built) {
   GuidedSearch::Outcome outcome = search.run(max_built);
   if (is_new) LOG(LogLevel::INFO) << "Initial H=" << search.initial_estimate();
   while (outcome == GuidedSearch::Outcome::FOUND) {
-    if (take(search)) {
+    has_refused_plan_ = !take(search);
+    if (!has_refused_plan_) {
       stage_of_plan_ = stage.number;
       report(search);
       return false;
@@ -80,6 +81,7 @@ bool GuidedPlanner::run(Stage& stage, std::size_t max_built) {
   }
   if (outcome == GuidedSearch::Outcome::STOPPED) return true;
   report(search);
+  if (outcome == GuidedSearch::Outcome::EXHAUSTED) conclude(stage);
   if (outcome == GuidedSearch::Outcome::OUT_OF_MEMORY) {
     is_out_of_memory_ = true;
     LOG(LogLevel::INFO) << "Guided search: out of memory with " << stage.name;
@@ -87,6 +89,20 @@ bool GuidedPlanner::run(Stage& stage, std::size_t max_built) {
     LOG(LogLevel::INFO) << "Guided search: no plan with " << stage.name;
   }
   return false;
+}
+
+// The end of a search proves something if the search was complete: the second stage is, and where
+// the relaxation of the task has no plan already, times play no part.
+void GuidedPlanner::conclude(const Stage& stage) {
+  const bool is_unreachable = stage.search->initial_estimate() == Heuristic::DEAD_END;
+  if (!is_unreachable && (stage.number != COMPLETE_STAGE || has_refused_plan_)) return;
+  if (!task_.is_complete()) return;
+  has_refuted_ = true;
+  if (is_unreachable || !stage.search->has_met_bounds()) {
+    no_plan_ = {NoPlan::Certainty::PROVEN, ""};
+  } else {
+    no_plan_ = {NoPlan::Certainty::BOUNDED, BOUNDS};
+  }
 }
 
 // One eager search, whose children are all evaluated, cut off where they can't beat the best plan.

@@ -56,6 +56,8 @@ class GuidedPlanner {
   GuidedStatistics statistics() const;
 
  private:
+  static constexpr std::size_t COMPLETE_STAGE = 1;
+
   struct Stage {
     std::size_t number;
     std::string name;
@@ -66,6 +68,7 @@ class GuidedPlanner {
   void add_stage(const std::string& name, const GuidedOptions& options);
   /// Whether the stage is left.
   bool run(Stage& stage, std::size_t max_built);
+  void conclude(const Stage& stage);
   void improve();
   bool take(const GuidedSearch& search);
   void report(const GuidedSearch& search);
@@ -78,6 +81,7 @@ class GuidedPlanner {
   GuidedLandmarks landmarks_;
   std::vector<Stage> stages_;
   GuidedStatistics statistics_;  // of the searches that are over
+  bool has_refused_plan_ = false;
   bool has_refuted_ = false;
   NoPlan no_plan_;
   bool is_out_of_memory_ = false;

@@ -66,7 +66,11 @@ void GuidedSuccessors::collect_moves(const GuidedState& state, std::vector<Guide
   }
   for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < task_.lists().size(); ++id) {
     const GuidedList& list = task_.list(id);
-    if (is_open_[id] || !may_open(state, list)) continue;
+    if (is_open_[id]) {
+      has_met_bounds_ = has_met_bounds_ || may_open(state, list);
+      continue;
+    }
+    if (!may_open(state, list)) continue;
     const bool compressed = compresses(list);
     if (compressed) moves.push_back({id, GuidedMove::Kind::OPEN_ALL});
     if (!compressed || compression_ == Compression::SHORTCUT) {
@@ -126,9 +130,13 @@ bool GuidedSuccessors::apply_next_step(GuidedState& state, std::size_t index) {
 
 // The lists stand behind the step already.
 bool GuidedSuccessors::apply_step(GuidedState& state, const GuidedStep& step, std::uint32_t node) {
-  return all_hold(step.checks, state.values) && apply_effects(state, step) &&
-         all_hold(step.opened, state.values) && open_conditions_hold(state, step) &&
-         schedule_.add_step(state, step, node);
+  if (!all_hold(step.checks, state.values) || !apply_effects(state, step) ||
+      !all_hold(step.opened, state.values) || !open_conditions_hold(state, step)) {
+    return false;
+  }
+  const bool is_in_time = schedule_.add_step(state, step, node);
+  has_met_bounds_ |= !is_in_time;
+  return is_in_time;
 }
 
 bool GuidedSuccessors::apply_effects(GuidedState& state, const GuidedStep& step) {

@@ -44,6 +44,10 @@ class GuidedSuccessors {
   /// The step that a move applies first.
   std::uint32_t first_step(const GuidedState& state, GuidedMove move) const;
 
+  /// Whether a step or a plan was refused because of its times, or an opening because the action
+  /// was open already.
+  bool has_met_bounds() const { return has_met_bounds_; }
+
   GuidedSchedule& schedule() { return schedule_; }
   const GuidedSchedule& schedule() const { return schedule_; }
   const GuidedTask& task() const { return task_; }
@@ -65,6 +69,7 @@ class GuidedSuccessors {
   Machine machine_;
   GuidedSchedule schedule_;
   std::vector<bool> is_open_;
+  bool has_met_bounds_ = false;
   std::vector<std::uint64_t> bits_before_;
   std::vector<ValueId> ids_before_;
 };

@@ -126,6 +126,24 @@ void GuidedStepMaker::append(std::uint32_t number, Draft& draft) {
   }
 }
 
+// Whether the steps of a free duration may come in another order than in a nominal execution.
+bool GuidedStepMaker::may_change_order(const GuidedList& list, const Draft& draft) {
+  if (list.has_fixed_duration) return false;
+  bool is_past_the_end = false;
+  rational latest_behind_start = 0;
+  for (const auto& [instant, step] : draft.steps) {
+    is_past_the_end |= step.at_end_node;
+    if (step.at_end_node) {
+      // The earliest place of the step is behind all that are tied to the start and before it.
+      if (list.exact_lower + step.exact_offset < latest_behind_start) return true;
+    } else {
+      if (is_past_the_end) return true;
+      latest_behind_start = step.exact_offset;
+    }
+  }
+  return false;
+}
+
 void GuidedStepMaker::add_action(std::uint32_t template_id) {
   const EventTemplate& events = task_.task().template_of(template_id);
   GuidedList& list = task_.lists_[template_id];
@@ -144,18 +162,26 @@ void GuidedStepMaker::add_action(std::uint32_t template_id) {
   GuidedStep& opening = step_at(draft, Instant(0, false), nominal_duration(events));
   opening.checks.push_back(&events.start_condition);
   for (const TemplateEvent& event : events.events) add_event(event, events, draft);
+  const auto is_effect = [](const TemplateEvent& event) { return event.is_effect(); };
+  const bool has_effects = std::any_of(events.events.begin(), events.events.end(), is_effect);
+  bool is_treated = events.is_useful || !has_effects;
   // The opening has to come first: an action with an event before its start is left to the plain
   // search.
-  if (draft.steps.begin()->first != Instant(0, false)) list.is_useful = false;
+  if (draft.steps.begin()->first != Instant(0, false)) is_treated = false;
   if (list.has_fixed_duration) list.latest_offset = list.lower;
   for (const auto& [instant, step] : draft.steps) {
     // With a free duration nothing may stand behind the end.
     if (list.has_fixed_duration)
       list.latest_offset = std::max(list.latest_offset, step.offset);
     else if (step.offset > list.lower)
-      list.is_useful = false;
+      is_treated = false;
     if (writes_twice(step)) list.is_useful = false;
   }
+  if (!list.has_fixed_duration && list.has_upper && list.exact_upper < list.exact_lower) {
+    is_treated = false;
+  }
+  if (!is_treated) list.is_useful = false;
+  if (!is_treated || may_change_order(list, draft)) task_.leaves_out_actions_ = true;
   append(template_id, draft);
 }
 

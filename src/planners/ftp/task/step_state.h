@@ -40,9 +40,6 @@ struct GuidedState : State {
   std::vector<std::uint32_t> heads;
   std::vector<std::uint32_t> node_lists;
   std::vector<SlotUsers> slots;
-  /// Sums up the steps of the plan and the constraints between them, in whatever order they were
-  /// made.
-  std::uint64_t order_hash = 0;
 
   /// By landmark: has held once.
   std::vector<std::uint64_t> landmarks;

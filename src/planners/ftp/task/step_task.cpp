@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "planners/ftp/task/coincidence.h"
 #include "planners/ftp/task/reachability.h"
 #include "planners/ftp/task/step_maker.h"
 #include "shell/configuration.h"
@@ -42,6 +43,12 @@ GuidedTask::GuidedTask(CompiledTask& task) : task_(task), lists_(task.templates(
   collect_accesses();
   find_relevant_actions();
   find_compressible_actions();
+}
+
+// Without moving targets nothing ever meets.
+bool GuidedTask::is_complete() const {
+  if (!obstacle_.empty() || leaves_out_actions_) return false;
+  return read_gap_ > 0 || !may_need_coincidence(*this);
 }
 
 // --- what can be reached, and what changes ---

@@ -89,6 +89,10 @@ class GuidedTask {
   /// Why the task can't be treated: empty if it can.
   const std::string& obstacle() const { return obstacle_; }
 
+  /// Whether a search over steps misses no plan, but for those that need smaller gaps or two
+  /// executions of an action at a time.
+  bool is_complete() const;
+
   const std::vector<GuidedStep>& steps() const { return steps_; }
   const GuidedStep& step(std::uint32_t number) const { return steps_[number]; }
   const GuidedStep& step(std::uint32_t list, std::uint32_t position) const {
@@ -133,6 +137,7 @@ class GuidedTask {
   rational write_gap_;
   rational read_gap_;
   std::string obstacle_;
+  bool leaves_out_actions_ = false;
   std::vector<GuidedStep> steps_;
   std::vector<GuidedList> lists_;
   std::vector<const Condition*> goals_;
