@@ -13,6 +13,8 @@ namespace {
 constexpr double UNRELATED = -std::numeric_limits<double>::infinity();
 /// What sums of times may differ by and still be equal.
 constexpr double TOLERANCE = 1e-6;
+/// The goals are read so long behind the end of the last action.
+constexpr double GOAL_GAP = 1.0;
 /// Distances are told apart to so many parts of a time unit.
 constexpr double GRAIN = 1e5;
 
@@ -67,11 +69,25 @@ void LiveTimes::add_source(std::uint32_t number, std::uint32_t position, std::ui
   }
 }
 
+// Whether a goal may still depend on when the plan ends.
+bool LiveTimes::must_time_the_end(const GuidedState& state) const {
+  const std::uint32_t num_steps = task_.list(GuidedTask::PROBLEM).num_steps;
+  for (std::uint32_t position = num_steps; position > 0; --position) {
+    if (!task_.touches_goal(position - 1)) continue;
+    if (position > state.problem_position) return true;
+    const double offset = task_.step(GuidedTask::PROBLEM, position - 1).offset;
+    return !(schedule_.makespan(state) + GOAL_GAP > offset + TOLERANCE);
+  }
+  return false;
+}
+
 // In the order of the lists, which is that of no plan.
 void LiveTimes::collect_sources(const GuidedState& state) {
   sources_.clear();
   if (state.problem_position < task_.list(GuidedTask::PROBLEM).num_steps) {
     add_source(GuidedTask::PROBLEM, state.problem_position, 0);
+  } else if (must_time_the_end(state)) {
+    sources_.push_back({0, std::numeric_limits<double>::infinity(), false});
   }
   lists_.clear();
   for (std::uint32_t i = 0; i < state.open.size(); ++i) lists_.push_back(i);
@@ -105,14 +121,14 @@ bool LiveTimes::relax(std::uint32_t node, double distance) {
 }
 
 // The longest paths from the source. False when there is a cycle, so that no order by time exists.
-bool LiveTimes::find_distances(const GuidedState& state, std::size_t source) {
+bool LiveTimes::find_distances(const GuidedState& state, std::uint32_t source,
+                               std::vector<double>& at) {
   const std::size_t num_nodes = state.times.size();
-  std::vector<double>& at = distances_[source];
   at.assign(num_nodes, UNRELATED);
   at_ = &at;
   is_queued_.assign(num_nodes, 0);
   queue_.clear();
-  relax(sources_[source].node, 0);
+  relax(source, 0);
   const std::size_t max_visits = num_nodes * num_nodes + 1;
   for (std::size_t i = 0; i < queue_.size(); ++i) {
     if (i > max_visits) return false;
@@ -127,7 +143,7 @@ bool LiveTimes::find_distances(const GuidedState& state, std::size_t source) {
     if (node == 0) {  // its own constraints are the least times
       for (std::uint32_t to = 1; to < num_nodes; ++to) relax(to, distance + state.times[to]);
     }
-    if (at[sources_[source].node] > TOLERANCE) return false;
+    if (at[source] > TOLERANCE) return false;
   }
   return true;
 }
@@ -136,7 +152,7 @@ bool LiveTimes::enter(const GuidedState& parent, GuidedMove move, const GuidedSt
   collect_sources(state);
   if (distances_.size() < sources_.size()) distances_.resize(sources_.size());
   for (std::size_t i = 0; i < sources_.size(); ++i) {
-    if (!find_distances(state, i)) return false;
+    if (!find_distances(state, sources_[i].node, distances_[i])) return false;
   }
   std::uint32_t node = static_cast<std::uint32_t>(parent.times.size());
   double offset = 0;
@@ -160,8 +176,20 @@ bool LiveTimes::enter(const GuidedState& parent, GuidedMove move, const GuidedSt
 
 // --- the sum ---
 
-std::uint64_t LiveTimes::hash(const GuidedState& state) const {
+std::uint64_t LiveTimes::hash(const GuidedState& state) {
   Hash hash;
+  if (must_time_the_end(state)) {
+    // Any action may be the last: when each may begin, in whatever order they were added.
+    std::uint64_t sum = 0;
+    for (std::uint32_t node = 1; node < state.times.size(); ++node) {
+      Hash one;
+      one.mix(std::uint64_t{state.node_lists[node]});
+      one.mix(state.times[node]);
+      one.mix(find_distances(state, node, spare_) ? spare_[0] : UNRELATED);
+      sum += one.value();
+    }
+    hash.mix(sum);
+  }
   for (std::size_t i = 0; i < sources_.size(); ++i) {
     for (const Source& other : sources_) hash.mix(distances(i)[other.node]);
   }

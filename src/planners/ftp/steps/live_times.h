@@ -31,7 +31,7 @@ class LiveTimes {
   /// through it are found otherwise.
   bool enter(const GuidedState& parent, GuidedMove move, const GuidedState& state);
   /// Sums up the live times of the state that was entered.
-  std::uint64_t hash(const GuidedState& state) const;
+  std::uint64_t hash(const GuidedState& state);
 
  private:
   /// A node that bounds what follows, and how far behind it the next of its steps to come is.
@@ -48,8 +48,9 @@ class LiveTimes {
   };
 
   void collect_sources(const GuidedState& state);
+  bool must_time_the_end(const GuidedState& state) const;
   void add_source(std::uint32_t list, std::uint32_t position, std::uint32_t node);
-  bool find_distances(const GuidedState& state, std::size_t source);
+  bool find_distances(const GuidedState& state, std::uint32_t source, std::vector<double>& at);
   bool relax(std::uint32_t node, double distance);
   const std::vector<double>& distances(std::size_t source) const { return distances_[source]; }
 
@@ -59,7 +60,8 @@ class LiveTimes {
   std::vector<Source> sources_;
   std::vector<Order> orders_;
   std::vector<std::vector<double>> distances_;  // by source and node
-  std::vector<double>* at_ = nullptr;           // those of the source at hand
+  std::vector<double> spare_;
+  std::vector<double>* at_ = nullptr;  // those at hand
   std::vector<std::uint32_t> queue_;
   std::vector<char> is_queued_;
 };

@@ -197,19 +197,15 @@ bool GuidedSchedule::add_step(GuidedState& state, const GuidedStep& step, std::u
 }
 
 bool GuidedSchedule::put_off(GuidedState& state, std::uint32_t node, const rational& time) {
-  const GuidedList& list = task_.list(state.node_lists[node]);
-  const rational length = list.has_fixed_duration ? list.exact_lower : rational(0);
-  const rational earliest = time - 1 + task_.write_gap() - length;
+  const rational earliest = time - 1 - task_.list(state.node_lists[node]).exact_latest;
   const double weight = to_double(earliest);
   if (weight <= state.times[node] + TOLERANCE) return false;  // the end is late enough as it is
-  const std::size_t num_recorded = record_ == nullptr ? 0 : record_->size();
+  if (!add_edge(state, 0, node, weight)) return false;
   if (record_ != nullptr) record_->push_back({0, node, earliest});
-  if (add_edge(state, 0, node, weight)) return true;
-  if (record_ != nullptr) record_->resize(num_recorded);
-  return false;
+  return true;
 }
 
-// A step after the start that lies behind the end of a short action counts too.
+// An effect that lies behind the end of a short action counts too.
 double GuidedSchedule::makespan(const GuidedState& state) const {
   double result = 0;
   for (std::size_t node = 1; node < state.times.size(); ++node) {

@@ -46,8 +46,8 @@ class GuidedSchedule {
   /// that it interferes with, and the steps still to come behind it. False when that can't be.
   bool add_step(GuidedState& state, const GuidedStep& step, std::uint32_t node);
 
-  /// Puts off an action so that the end of the plan, one time unit behind it, comes after `time`.
-  /// False when it can't wait; then the times of the state have to be restored.
+  /// Puts off an action so that the end of the plan, one time unit behind it, is no earlier than
+  /// `time`. False when it can't wait; then the times of the state have to be restored.
   bool put_off(GuidedState& state, std::uint32_t node, const rational& time);
 
   /// The time at which the last action ends.
@@ -83,6 +83,10 @@ class GuidedSchedule {
   };
   /// Notes the constraints that are added from now on; null to stop.
   void record(std::vector<ExactEdge>* record) { record_ = record; }
+  std::size_t num_recorded() const { return record_ == nullptr ? 0 : record_->size(); }
+  void cut_back_record(std::size_t num_recorded) {
+    if (record_ != nullptr) record_->resize(num_recorded);
+  }
 
  private:
   static constexpr std::uint32_t NONE = SlotUsers::NONE;

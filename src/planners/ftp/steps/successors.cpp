@@ -8,6 +8,8 @@ namespace {
 
 /// The goal is read so long behind the end of the last action.
 constexpr double GOAL_GAP = 1.0;
+/// What sums of times may differ by and still be equal.
+constexpr double TOLERANCE = 1e-6;
 
 }  // namespace
 
@@ -165,37 +167,65 @@ bool GuidedSuccessors::open_conditions_hold(const GuidedState& state, const Guid
 
 // --- goals ---
 
-// The goal is read one time unit behind the last action: what the problem does later is not seen.
-bool GuidedSuccessors::is_seen_by_goal(const GuidedState& state, std::uint32_t position) const {
-  return task_.step(GuidedTask::PROBLEM, position).offset < schedule_.makespan(state) + GOAL_GAP;
-}
-
 bool GuidedSuccessors::is_goal(GuidedState& state) {
-  if (!state.open.empty() || state.problem_position < task_.last_condition()) return false;
-  if (!all_hold(task_.goals(), state.values) || !waits_for_problem(state)) return false;
-  const std::uint32_t num_steps = task_.list(GuidedTask::PROBLEM).num_steps;
-  for (std::uint32_t position = state.problem_position; position < num_steps; ++position) {
-    if (task_.touches_goal(position) && is_seen_by_goal(state, position)) return false;
-  }
-  return true;
+  if (!state.open.empty() || !all_hold(task_.goals(), state.values)) return false;
+  const bool is_in_time = ends_in_time(state);
+  has_met_bounds_ |= !is_in_time;
+  return is_in_time;
 }
 
-// The latest action is put off where that is possible, else the one before it, and so on.
-bool GuidedSuccessors::waits_for_problem(GuidedState& state) {
-  std::uint32_t position = state.problem_position;
-  while (position > 0 && !task_.touches_goal(position - 1)) --position;
-  if (position == 0 || is_seen_by_goal(state, position - 1)) return true;
-  const GuidedStep& last = task_.step(GuidedTask::PROBLEM, position - 1);
+// The goals are read at the end of the plan, one time unit behind what its actions do: behind the
+// steps of the problem that have been applied, and not behind the next, as far as those touch a
+// goal. All times are least, so that an end can be put off, but not brought forward. The latest
+// action is put off where that is possible, else the one before it, and so on.
+bool GuidedSuccessors::ends_in_time(GuidedState& state) {
+  const GuidedStep* seen = nullptr;
+  const GuidedStep* unseen = nullptr;
+  for (std::uint32_t i = 0; i < task_.list(GuidedTask::PROBLEM).num_steps; ++i) {
+    if (!task_.touches_goal(i)) continue;
+    (i < state.problem_position ? seen : unseen) = &task_.step(GuidedTask::PROBLEM, i);
+    if (unseen != nullptr) break;
+  }
+  const auto is_early = [&] {
+    return unseen == nullptr || schedule_.makespan(state) + GOAL_GAP <= unseen->offset + TOLERANCE;
+  };
+  if (!is_early()) return false;
+  if (seen == nullptr || schedule_.makespan(state) + GOAL_GAP > seen->offset + TOLERANCE) {
+    return rest_of_problem_applies(state);
+  }
+  rational end = seen->exact_offset + task_.write_gap();
+  if (unseen != nullptr && unseen->exact_offset < end) {
+    end = (seen->exact_offset + unseen->exact_offset) / 2;
+  }
   std::vector<std::uint32_t> nodes;
   for (std::uint32_t node = 1; node < state.times.size(); ++node) nodes.push_back(node);
   const std::vector<double> times = state.times;
   std::stable_sort(nodes.begin(), nodes.end(),
                    [&](std::uint32_t a, std::uint32_t b) { return times[a] > times[b]; });
+  const std::size_t num_recorded = schedule_.num_recorded();
   return std::any_of(nodes.begin(), nodes.end(), [&](std::uint32_t node) {
-    if (schedule_.put_off(state, node, last.exact_offset)) return true;
+    if (schedule_.put_off(state, node, end) && is_early() && rest_of_problem_applies(state)) {
+      return true;
+    }
     state.times = times;
+    schedule_.cut_back_record(num_recorded);
     return false;
   });
+}
+
+// What the problem still asks behind the end of the plan. Nothing but its own steps is left.
+bool GuidedSuccessors::rest_of_problem_applies(const GuidedState& state) {
+  if (state.problem_position >= task_.last_condition()) return true;
+  const GuidedSchedule::Mark mark = schedule_.mark();
+  GuidedState rest = state;
+  rest.refresh_values();
+  bool applies = true;
+  while (applies && rest.problem_position < task_.last_condition()) {
+    const GuidedStep& step = task_.step(GuidedTask::PROBLEM, rest.problem_position++);
+    applies = apply_step(rest, step, 0);
+  }
+  schedule_.cut_back(mark);
+  return applies;
 }
 
 }  // namespace kelvo::ftp

@@ -59,8 +59,8 @@ class GuidedSuccessors {
   bool open_conditions_hold(const GuidedState& state, const GuidedStep& step);
   bool open_action(GuidedState& state, std::uint32_t list);
   bool apply_next_step(GuidedState& state, std::size_t open);
-  bool is_seen_by_goal(const GuidedState& state, std::uint32_t position) const;
-  bool waits_for_problem(GuidedState& state);
+  bool ends_in_time(GuidedState& state);
+  bool rest_of_problem_applies(const GuidedState& state);
   bool compresses(const GuidedList& list) const;
   bool may_open(const GuidedState& state, const GuidedList& list);
 

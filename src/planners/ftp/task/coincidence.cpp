@@ -28,6 +28,7 @@ class InstantOrder {
  private:
   void add_step(std::uint32_t number);
   void add_condition(const Condition& condition, std::uint32_t step);
+  std::optional<bool> value_asked(const Condition& condition, std::uint32_t slot) const;
   void add_reads(const Program& program, std::uint32_t step);
   void add_effect(const EffectProgram& effect, std::uint32_t step);
   void add_needs(std::uint32_t slot);
@@ -44,6 +45,16 @@ class InstantOrder {
   std::vector<std::uint32_t> num_earlier_;
   std::size_t num_needs_ = 0;
 };
+
+// Of a conjunction of literals: the value that it asks of a slot.
+std::optional<bool> InstantOrder::value_asked(const Condition& condition,
+                                              std::uint32_t slot) const {
+  const std::uint32_t position = space_.place(slot).position;
+  for (const WordTest& test : condition.tests) {
+    if (test.word == position / 64) return (test.expected >> (position % 64) & 1) != 0;
+  }
+  return {};
+}
 
 InstantOrder::InstantOrder(const GuidedTask& task)
     : task_(task),
@@ -66,7 +77,14 @@ void InstantOrder::add_step(std::uint32_t number) {
     for (std::uint32_t slot = 0; opened->program.reads_all && slot < openers_.size(); ++slot) {
       openers_[slot].push_back({number, {}});
     }
-    for (const std::uint32_t slot : opened->program.reads) openers_[slot].push_back({number, {}});
+    for (const std::uint32_t slot : opened->program.reads) {
+      // A literal that is tested as well: who changes it can't be at this instant.
+      const std::vector<Use>& readers = readers_[slot];
+      const bool is_tested = opened->is_mask && !readers.empty() && readers.back().step == number &&
+                             readers.back().value &&
+                             readers.back().value == value_asked(*opened, slot);
+      if (!is_tested) openers_[slot].push_back({number, {}});
+    }
   }
   for (const EffectProgram* effect : step.effects) add_effect(*effect, number);
 }
@@ -74,11 +92,7 @@ void InstantOrder::add_step(std::uint32_t number) {
 void InstantOrder::add_condition(const Condition& condition, std::uint32_t step) {
   if (!condition.is_mask) return add_reads(condition.program, step);
   for (const std::uint32_t slot : condition.program.reads) {
-    const std::uint32_t position = space_.place(slot).position;
-    for (const WordTest& test : condition.tests) {
-      if (test.word != position / 64) continue;
-      readers_[slot].push_back({step, (test.expected >> (position % 64) & 1) != 0});
-    }
+    readers_[slot].push_back({step, value_asked(condition, slot)});
   }
 }
 

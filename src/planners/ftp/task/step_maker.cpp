@@ -126,6 +126,11 @@ void GuidedStepMaker::append(std::uint32_t number, Draft& draft) {
   }
 }
 
+bool GuidedStepMaker::has_all_ends(const Draft& draft) {
+  return std::all_of(draft.durative.begin(), draft.durative.end(),
+                     [](const Draft::Durative& one) { return one.closes.has_value(); });
+}
+
 // Whether the steps of a free duration may come in another order than in a nominal execution.
 bool GuidedStepMaker::may_change_order(const GuidedList& list, const Draft& draft) {
   if (list.has_fixed_duration) return false;
@@ -148,7 +153,6 @@ void GuidedStepMaker::add_action(std::uint32_t template_id) {
   const EventTemplate& events = task_.task().template_of(template_id);
   GuidedList& list = task_.lists_[template_id];
   list.action = events.action;
-  list.is_useful = events.is_useful;
   list.has_fixed_duration = events.duration.is_point();
   list.has_upper = events.has_upper;
   list.exact_lower = events.duration.lower;
@@ -164,23 +168,26 @@ void GuidedStepMaker::add_action(std::uint32_t template_id) {
   for (const TemplateEvent& event : events.events) add_event(event, events, draft);
   const auto is_effect = [](const TemplateEvent& event) { return event.is_effect(); };
   const bool has_effects = std::any_of(events.events.begin(), events.events.end(), is_effect);
-  bool is_treated = events.is_useful || !has_effects;
+  // Without an effect an action may still put off the end of the plan.
+  bool is_treated = events.is_useful || (!has_effects && has_all_ends(draft));
   // The opening has to come first: an action with an event before its start is left to the plain
   // search.
   if (draft.steps.begin()->first != Instant(0, false)) is_treated = false;
-  if (list.has_fixed_duration) list.latest_offset = list.lower;
+  if (list.has_fixed_duration) list.exact_latest = list.exact_lower;
   for (const auto& [instant, step] : draft.steps) {
     // With a free duration nothing may stand behind the end.
-    if (list.has_fixed_duration)
-      list.latest_offset = std::max(list.latest_offset, step.offset);
-    else if (step.offset > list.lower)
-      is_treated = false;
+    if (!list.has_fixed_duration) {
+      if (step.offset > list.lower) is_treated = false;
+    } else if (!step.effects.empty()) {
+      list.exact_latest = std::max(list.exact_latest, step.exact_offset);
+    }
     if (writes_twice(step)) list.is_useful = false;
   }
   if (!list.has_fixed_duration && list.has_upper && list.exact_upper < list.exact_lower) {
     is_treated = false;
   }
-  if (!is_treated) list.is_useful = false;
+  list.latest_offset = to_double(list.exact_latest);
+  list.is_useful = list.is_useful && is_treated;
   if (!is_treated || may_change_order(list, draft)) task_.leaves_out_actions_ = true;
   append(template_id, draft);
 }

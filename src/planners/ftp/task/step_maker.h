@@ -39,6 +39,7 @@ class GuidedStepMaker {
   Instant instant_of(const TemplateEvent& event, const EventTemplate& events) const;
   GuidedStep& step_at(Draft& draft, const Instant& instant, const rational& nominal) const;
   void add_event(const TemplateEvent& event, const EventTemplate& events, Draft& draft) const;
+  static bool has_all_ends(const Draft& draft);
   static bool may_change_order(const GuidedList& list, const Draft& draft);
   void append(std::uint32_t list, Draft& draft);
   rational nominal_duration(const EventTemplate& events) const;

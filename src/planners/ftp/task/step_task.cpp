@@ -156,7 +156,13 @@ void GuidedTask::collect_accesses() {
 
 // --- what may help ---
 
+bool GuidedTask::has_steps_that_touch_goals() const {
+  return std::find(touches_goal_.begin(), touches_goal_.end(), true) != touches_goal_.end();
+}
+
+// Where a goal depends on when the plan ends, any action may help.
 void GuidedTask::find_relevant_actions() {
+  if (has_steps_that_touch_goals()) return;
   std::vector<std::vector<std::uint32_t>> writers(num_slots());
   for (const GuidedStep& step : steps_) {
     if (!lists_[step.list].is_useful) continue;

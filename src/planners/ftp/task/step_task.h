@@ -59,7 +59,8 @@ struct GuidedList {
   rational exact_upper;
   double lower = 0;
   double upper = 0;
-  /// With a fixed duration: how far behind the start the action is through.
+  /// With a fixed duration: how far behind the start its end and its effects are.
+  rational exact_latest;
   double latest_offset = 0;
 
   /// Can be reached, and may help towards a goal.
@@ -105,6 +106,7 @@ class GuidedTask {
   const std::vector<const Condition*>& goals() const { return goals_; }
   /// By step of the problem: writes what a goal reads.
   bool touches_goal(std::uint32_t position) const { return touches_goal_[position]; }
+  bool has_steps_that_touch_goals() const;
   /// The first position of the problem's list behind which no condition stands.
   std::uint32_t last_condition() const { return last_condition_; }
 

@@ -15,70 +15,12 @@
 #include "planners/ftp/task/step_task.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/numbers.h"
-#include "tests/unit/planners/planner_fixture.h"
-#include "validation/tt_validator.h"
+#include "tests/unit/planners/ftp/steps/guided_fixture.h"
 
 namespace kelvo::ftp {
 namespace {
 
 using Kind = GuidedMove::Kind;
-
-class GuidedSearchTest : public PlannerTest {
- protected:
-  /// A problem with its own chain of transformers.
-  struct Found {
-    bool has_plan = false;
-    bool is_valid = false;
-    rational makespan = 0;
-  };
-
-  void load(const std::string& text) {
-    original_ = parse(text);
-    OwnCompilation compilation;
-    compilation.splits_durations = true;
-    compiled_ = std::make_unique<CompiledTask>(compile(original_, compilation), rational(1, 100));
-    task_ = std::make_unique<GuidedTask>(*compiled_);
-  }
-
-  /// By the guided stages alone.
-  Found solve(const std::string& text, const GuidedOptions& options,
-              std::size_t num_improvements = 0) {
-    load(text);
-    GuidedPlanner planner(*compiled_, options, num_improvements);
-    std::shared_ptr<Plan> plan = planner.find_plan();
-    if (plan == nullptr) return {};
-    const auto timed = std::make_shared<TimeTriggeredPlan>(chain_->map_back(plan));
-    Found found{true, TTValidator(env_, original_).validate(timed)};
-    for (const auto& [time, steps] : timed->plan()) {
-      for (const auto& step : steps) {
-        found.makespan = std::max(found.makespan, rational(time + step->duration()));
-      }
-    }
-    return found;
-  }
-
-  std::uint32_t list_of(const std::string& name) const {
-    for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < task_->lists().size(); ++id) {
-      if (task_->list(id).action->name().starts_with(name)) return id;
-    }
-    ADD_FAILURE() << "no action " << name;
-    return CompiledTask::FIRST_ACTION;
-  }
-
-  /// The steps of an action as their distances from the start, in doubles.
-  std::vector<double> offsets_of(const std::string& name) const {
-    const GuidedList& list = task_->list(list_of(name));
-    std::vector<double> result;
-    for (std::uint32_t i = 0; i < list.num_steps; ++i) {
-      result.push_back(task_->step(list.first_step + i).offset);
-    }
-    return result;
-  }
-
-  model::ProblemInstance original_;
-  std::unique_ptr<CompiledTask> compiled_;
-  std::unique_ptr<GuidedTask> task_;
-};
 
 TEST_F(GuidedSearchTest, EventsOfOneInstantAreOneStep) {
   load(R"(
@@ -377,29 +319,6 @@ TEST_F(GuidedSearchTest, LandmarksAreCountedUntilTheyAreReachedForGood) {
   EXPECT_EQ(missing_after("second"), 2);  // b is reached, a is needed again
   EXPECT_EQ(missing_after("third"), 1);
   EXPECT_EQ(missing_after("first"), 0);
-}
-
-TEST_F(GuidedSearchTest, ExactDuplicatesAreTheSamePartialOrder) {
-  load(R"(
-    fluent boolean p; fluent boolean q; fluent boolean r;
-    action a() { duration := 1; [end] p := true; };
-    action b() { duration := 2; [end] q := true; };
-    action c() { duration := 1; [start] p; [end] r := true; };
-    [start] p := false; [start] q := false; [start] r := false; [end] p and q and r;
-  )");
-  GuidedSuccessors successors(*task_, Compression::NONE);
-  const auto state_after = [&](const std::vector<std::string>& actions) {
-    GuidedState state;
-    successors.make_initial_state(state);
-    for (const std::string& action : actions) {
-      EXPECT_TRUE(successors.apply(state, {list_of(action), Kind::OPEN_ALL})) << action;
-    }
-    return state;
-  };
-  EXPECT_EQ(state_after({"a", "b"}).order_hash, state_after({"b", "a"}).order_hash);
-  EXPECT_EQ(state_after({"a", "b", "c"}).order_hash, state_after({"a", "c", "b"}).order_hash);
-  // The same values, but a second writer of p, before or behind its reader.
-  EXPECT_NE(state_after({"a", "a", "c"}).order_hash, state_after({"a", "c", "a"}).order_hash);
 }
 
 TEST_F(GuidedSearchTest, EliminationKeepsWhatThePlanNeeds) {
