@@ -18,7 +18,7 @@ import tempfile
 import time
 
 from generator import generate
-from meaning import Invalid, Unclear, fault_of, read_plan
+from meaning import EPSILON, Invalid, Unclear, fault_of, read_plan
 from problem import anml, pddl
 from shrink import shrink
 
@@ -120,7 +120,8 @@ class Runner:
         """Whether the program's own judge accepts the plan; None if it cannot tell."""
         name = self.folder / "plan.txt"
         name.write_text(plan)
-        done, _ = self.run(["validate", "--strict", "--plan", str(name), *files])
+        epsilon = ["--epsilon", str(float(EPSILON))] if "-P" in files else []
+        done, _ = self.run(["validate", "--strict", *epsilon, "--plan", str(name), *files])
         if "is valid" in done.stdout:
             return True, ""
         if "NOT valid" in done.stdout:
@@ -259,7 +260,8 @@ def main():
     arguments = parser.parse_args()
     engines = [e.strip() for e in arguments.engines.split(",")]
     forms = {"anml": [False], "pddl": [True], "both": [False, True]}[arguments.form]
-    help_text = subprocess.run([arguments.binary, "-h"], capture_output=True, text=True).stdout
+    help_text = subprocess.run([arguments.binary, "-h"], stdout=subprocess.PIPE,
+                               stderr=subprocess.STDOUT, text=True).stdout
     with tempfile.TemporaryDirectory(dir="/dev/shm" if os.path.isdir("/dev/shm") else None) as folder:
         runner = Runner(arguments.binary, folder, arguments.seconds)
         comparison = Comparison(runner, engines, "--strict" in help_text)

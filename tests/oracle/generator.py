@@ -29,6 +29,10 @@ class Generated:
     features: set = field(default_factory=set)
 
 
+def things_of(action):
+    return [n for n, t in action.parameters if t == THING]
+
+
 def rational(n):
     return ("rat", Fraction(n))
 
@@ -41,6 +45,7 @@ class Generator:
         self.result = Generated(seed, self.problem, is_pddl=is_pddl)
         # A problem has some of the rare things, not all: so it stays small and its search ends.
         self.likes = {}
+        self.number_parameters = []  # of the action that is being made
 
     # ----- chance ---------------------------------------------------------------------------
 
@@ -123,7 +128,8 @@ class Generator:
 
     def index(self):
         return self.pick(fluent("i"), fluent("i"), ("+", fluent("i"), self.integer(1)),
-                         self.integer(self.random.randrange(3)))
+                         self.integer(self.random.randrange(3)),
+                         *(("param", n) for n in self.number_parameters))
 
     def application(self, symbol, parameters, may_read=True):
         arguments = []
@@ -141,6 +147,7 @@ class Generator:
         """An integer expression, or one of whatever kind for a float."""
         options = [self.integer(self.random.randrange(5))]
         options += [self.application(f, parameters) for f in self.fluents_of("integer")]
+        options += [("param", n) for n in self.number_parameters]
         if kind == "float":
             options += [rational(self.pick("0.5", "1.25", "2.0", "0.125"))]
             options += [self.application(f, parameters) for f in self.fluents_of("float")]
@@ -152,7 +159,8 @@ class Generator:
         if depth > 1 or self.chance(55):
             return base
         if self.chance(30):
-            return ("/", base, self.integer(2)) if self.chance(75) else ("/", base, rational("2.0"))
+            is_exact = kind == "float" and self.chance(25)
+            return ("/", base, rational("2.0") if is_exact else self.integer(2))
         return (self.pick("+", "-"), base, self.number(kind, parameters, depth + 1))
 
     def literal(self, parameters):
@@ -184,7 +192,7 @@ class Generator:
     def make_duration(self, action):
         """Gives its least value, for inner times."""
         say = action.duration.append
-        things = [("param", n) for n, t in action.parameters]
+        things = [("param", n) for n in things_of(action)]
         options = ["fixed"] * 3 + ["decimal"] * 2 + ["sevenths", "closed", "closed", "open"]
         if not self.is_pddl:
             options += ["least", "integer quotient"]
@@ -228,8 +236,7 @@ class Generator:
         elif kind == "fluent":
             least = Fraction(1)
             name = self.pick(*self.fluents_of("integer"))
-            say((self.pick(":=", ">="), ("+", self.application(name, [n for n, _ in
-                                                                     action.parameters]),
+            say((self.pick(":=", ">="), ("+", self.application(name, things_of(action)),
                                          self.integer(1))))
         elif kind == "zero":
             least = Fraction(0)
@@ -249,7 +256,7 @@ class Generator:
         return Time(anchor.anchor, offset if anchor is START else -offset)
 
     def make_condition(self, action, least):
-        parameters = [n for n, _ in action.parameters]
+        parameters = things_of(action)
         body = self.formula(parameters)
         if self.is_pddl:
             if self.chance(60):
@@ -298,7 +305,7 @@ class Generator:
         return self.pick(*options)
 
     def add_effect(self, action, least):
-        parameters = [n for n, _ in action.parameters]
+        parameters = things_of(action)
         symbol = self.pick(*self.problem.fluents.values())
         target = self.application(symbol, parameters)
         time = self.action_time(least)
@@ -319,12 +326,17 @@ class Generator:
         if self.chance(40):
             names = ["u"] if self.chance(80) else ["u", "v"]
             action.parameters = tuple((n, THING) for n in names)
+        self.number_parameters = []
+        if self.likes_to("number parameter", 15) and self.chance(60):
+            action.parameters += (("w", INDEX),)
+            self.number_parameters.append("w")
         least = self.make_duration(action)
         for _ in range(self.pick(0, 1, 1, 2, 3)):
             action.conditions.append(self.make_condition(action, least))
         for _ in range(self.pick(1, 1, 2, 2, 3)):
             self.add_effect(action, least)
         self.problem.actions[action.name] = action
+        self.number_parameters = []
 
     # ----- the problem's own statements -----------------------------------------------------
 
@@ -418,8 +430,8 @@ class Generator:
         elif self.chance(20):
             right = Time("absolute", right.offset + 30)
         is_contains = shape == "contains" or (shape == "to end" and self.chance(20))
-        if is_contains and left.anchor == right.anchor == "absolute":
-            right = Time("absolute", right.offset + 2)
+        if left == right or (is_contains and left.anchor == right.anchor):
+            right = Time(right.anchor, right.offset + (2 if right.anchor == "absolute" else 0))
         return Condition("contains" if is_contains else "window", left, right, self.chance(45),
                          self.chance(45), body)
 
@@ -437,7 +449,7 @@ class Generator:
             if steps and self.chance(25):
                 before = self.pick(*steps)
                 start = before[0] + self.pick(Fraction(0), before[3] / 2, before[3], Fraction(1, 100))
-            arguments = [self.pick(*OBJECTS) for _ in action.parameters]
+            arguments = [self.pick(*(OBJECTS if t == THING else "012")) for _, t in action.parameters]
             duration = self.choose_duration(action, start, steps, arguments)
             if duration is None:
                 continue
@@ -448,7 +460,7 @@ class Generator:
             extended = sorted([*steps, (start, action.name, arguments, duration)],
                               key=lambda s: s[0])
             try:
-                run = Run(self.problem, extended)
+                run = Run(self.problem, extended, self.is_pddl)
                 run.validate()
             except (Invalid, Unclear):
                 continue
@@ -460,7 +472,7 @@ class Generator:
     def choose_duration(self, action, start, steps, arguments):
         low, high, exact = Fraction(0), None, None
         try:
-            run = Run(self.problem, steps)
+            run = Run(self.problem, steps, self.is_pddl)
             names = {n: a for (n, _), a in zip(action.parameters, arguments)}
             for relation, bound in action.duration:
                 value = Fraction(run.world.value(bound, run.state_at(start), names))
@@ -482,7 +494,7 @@ class Generator:
 
     def make_goals(self):
         steps = self.find_plan()
-        run = Run(self.problem, steps)
+        run = Run(self.problem, steps, self.is_pddl)
         try:
             idle = Run(self.problem, [])
         except Invalid:
@@ -609,8 +621,10 @@ def features_of(generated):
             found.add("effect at an inner time")
         if any(e.time.anchor == "start" and e.time.offset >= 5 for e in action.effects):
             found.add("late effect")
-        if len(action.parameters) == 2:
+        if len(things_of(action)) == 2:
             found.add("two parameters")
+        if len(things_of(action)) < len(action.parameters):
+            found.add("number parameter")
     for c in problem.goals:
         found.add(f"goal: {c.kind}")
         if c.kind == "window":

@@ -169,11 +169,18 @@ OPERATORS = {
 # ----- the run of a plan ------------------------------------------------------------------------
 
 
+def changes_by_amount(effect):
+    """In PDDL such effects of one instant add up: they are what `increase` and `decrease` say."""
+    target = ("fluent", effect.fluent, effect.arguments)
+    return effect.value[0] in ("+", "-") and effect.value[1] == target
+
+
 class Run:
     """The states that a plan goes through. `validity()` says what is wrong with the plan."""
 
-    def __init__(self, problem, steps):
+    def __init__(self, problem, steps, is_pddl=False):
         self.world = World(problem)
+        self.is_pddl = is_pddl
         self.problem = problem
         self.steps = [self.checked_step(step) for step in steps]
         last = Fraction(0)
@@ -226,15 +233,18 @@ class Run:
         self.first = state
         for instant in sorted({h[0] for h in happenings}):
             before, state = state, dict(state)
-            written = set()
+            written = {}
             for _, effect, names in (h for h in happenings if h[0] == instant):
                 symbol = self.problem.fluents[effect.fluent]
                 arguments = tuple(self.world.value(a, before, names) for a in effect.arguments)
                 key = self.world.argument_key(symbol, arguments)
-                if key in written:
+                is_change = self.is_pddl and changes_by_amount(effect)
+                if key in written and not (written[key] and is_change):
                     raise Invalid(f"two effects on {key} at {instant}")
-                written.add(key)
                 value = stored(self.world.value(effect.value, before, names), symbol.type)
+                if key in written:  # amounts add up
+                    value += state[key] - before[key]
+                written[key] = is_change
                 if not fits(value, symbol.type, self.problem.objects):
                     raise Invalid(f"{key} leaves its bounds at {instant}")
                 state[key] = value
@@ -328,39 +338,49 @@ class Run:
 
 
 def touched(run, step):
-    """For start and end of a step: what is read and what is written there."""
+    """For start and end of a step: its time, what is read, written and changed by an amount."""
     start, end, action, names = step
 
     def reads(e):
         return {(x[1], *(run.world.value(a, {}, names) for a in x[2]))
                 for x in subexpressions(e) if x[0] == "fluent"}
 
-    result = {"start": (start, set(), set()), "end": (end, set(), set())}
+    result = {"start": (start, set(), set(), set()), "end": (end, set(), set(), set())}
     for _, bound in action.duration:
         result["start"][1].update(reads(bound))
     for c in action.conditions:
         if c.kind == "point":
             result[c.left.anchor][1].update(reads(c.body))
     for e in action.effects:
-        result[e.time.anchor][1].update(reads(e.value))
-        result[e.time.anchor][2].update(reads(("fluent", e.fluent, e.arguments)))
+        _, read, written, changed = result[e.time.anchor]
+        is_change = changes_by_amount(e)
+        (changed if is_change else written).update(reads(("fluent", e.fluent, e.arguments)))
+        read.update(reads(e.value[2] if is_change else e.value))
     return result.values()
+
+
+def meet(one, other):
+    """What one happening may not do as long as the other one reads, writes or changes it."""
+    _, read, written, changed = one
+    _, other_read, other_written, other_changed = other
+    return written & (other_read | other_written | other_changed) | (
+        changed & (other_read | other_written))
 
 
 def check_moving_targets(run, epsilon):
     for i, one in enumerate(run.steps):
         for other in run.steps[:i]:
-            for time, reads, writes in touched(run, one):
-                for other_time, other_reads, other_writes in touched(run, other):
-                    meet = writes & (other_reads | other_writes) or other_writes & (reads | writes)
-                    if meet and abs(time - other_time) < epsilon:
-                        raise Invalid(f"{meet} is a moving target at {time}")
+            for a in touched(run, one):
+                for b in touched(run, other):
+                    targets = meet(a, b) | meet(b, a)
+                    if targets and abs(a[0] - b[0]) < epsilon:
+                        raise Invalid(f"{targets} is a moving target at {a[0]}")
 
 
 def fault_of(problem, plan_text, is_pddl=False, epsilon=EPSILON):
     """What is wrong with the plan, "" if it is valid. May raise Unclear."""
     try:
-        run = Run(problem, read_plan(plan_text))
+        run = Run(problem, read_plan(plan_text), is_pddl)
         run.validate()
         if is_pddl:
             check_moving_targets(run, epsilon)

@@ -51,7 +51,8 @@ class Mutator:
     def random_step(self):
         pick = self.random.choice
         action = pick(list(self.problem.actions.values()))
-        arguments = [pick(self.problem.objects[t.name]) for _, t in action.parameters]
+        arguments = [pick(self.problem.objects[t.name] if t.kind == "object" else "012")
+                     for _, t in action.parameters]
         durations = [s[3] for s in self.steps if s[1] == action.name] or [Fraction(2)]
         return (pick(self.instants(self.steps)), action.name, arguments, pick(durations))
 
@@ -79,6 +80,7 @@ class Mutator:
         elif kind == "argument" and arguments:
             arguments = list(arguments)
             everything = [o for names in self.problem.objects.values() for o in names]
+            everything += ["0", "2", "3", "1/2"] if set(arguments) & set("012") else []
             arguments[self.random.randrange(len(arguments))] = pick(everything)
         elif kind in ("double", "add"):
             step = self.random_step() if kind == "add" else (

@@ -155,6 +155,20 @@ class OracleTest(unittest.TestCase):
             found = fault_of(world([MAKE_P, read]), plan, is_pddl=True)
             self.assertTrue(fault in found if fault else not found, (plan, found))
 
+    def test_amounts_add_up_in_pddl(self):
+        count = action("count", TWO, sets(X, ("+", X, ("int", 3)), END))
+        less = action("less", TWO, sets(X, ("-", X, ("int", 1)), END))
+        halve = action("halve", TWO, sets(X, ("/", X, TWO), END))
+        problem = world([count, less, halve], [point(END, ("==", X, ("int", 7)))])
+        for plan, is_pddl, fault in (
+                ("0: count() [2]\n0: less() [2]", True, ""),
+                ("0: count() [2]\n0.001: less() [2]", True, ""),
+                ("0: count() [2]\n0: less() [2]", False, "two effects"),
+                ("0: count() [2]\n0: halve() [2]", True, "two effects"),
+                ("0: count() [2]\n0.001: halve() [2]", True, "fails at")):
+            found = fault_of(problem, plan, is_pddl)
+            self.assertTrue(fault in found if fault else not found, (plan, found))
+
     def test_what_is_open_is_not_judged(self):
         empty = window("()", at(3), at(3), P, kind="contains")
         with self.assertRaises(Unclear):
@@ -178,6 +192,7 @@ SHARES = {
     "closed duration": (15, 20), "open duration": (8, 0), "no duration": (0.4, 0),
     "duration of three decimals": (8, 10), "duration in sevenths": (5, 8),
     "duration reads a constant": (5, 0), "duration reads a fluent": (0.2, 0),
+    "number parameter": (3, 0),
     "disjunction": (15, 10), "two parameters": (4, 4), "one action twice": (12, 12),
     "known plan with steps": (40, 40),
 }
