@@ -174,17 +174,15 @@ Value Evaluator::arithmetic(Op op, Value a, Value b) {
 
 Value Evaluator::comparison(Op op, Value a, Value b) const {
   if (!values_.is_number(a) || !values_.is_number(b)) return kNoValue;
-  const rational& left = values_.number_of(a);
-  const rational& right = values_.number_of(b);
   switch (op) {
     case Op::LT:
-      return truth(left < right);
+      return truth(values_.less(a, b));
     case Op::LE:
-      return truth(left <= right);
+      return truth(!values_.less(b, a));
     case Op::GT:
-      return truth(left > right);
+      return truth(values_.less(b, a));
     default:
-      return truth(left >= right);
+      return truth(!values_.less(a, b));
   }
 }
 

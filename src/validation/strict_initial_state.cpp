@@ -1,8 +1,9 @@
 #include "validation/strict_initial_state.h"
 
 #include <algorithm>
-#include <unordered_map>
 
+#include "model/expression_payloads.h"
+#include "model/fluent.h"
 #include "model/print_expression.h"
 #include "shell/errors.h"
 
@@ -16,34 +17,54 @@ constexpr Slot kUnknownSlot = static_cast<Slot>(-1);
 
 struct Initial {
   const Statement* statement;
-  std::uint32_t number;
   Progress progress = Progress::NEW;
   /// Unknown while arguments that read fluents are.
   Slot slot = kUnknownSlot;
 };
 
-[[noreturn]] void fail(const Statement& statement, const std::string& complaint) {
+[[noreturn]] void fail(model::Expression statement, const std::string& complaint) {
   throw InvalidParameterError() << "The initial value is wrong: " << complaint << ": "
-                                << model::print_expression(statement.source);
+                                << model::print_expression(statement);
+}
+
+[[noreturn]] void fail(const Statement& statement, const std::string& complaint) {
+  fail(statement.source, complaint);
+}
+
+std::string text_of(const Values& values, const Functions& functions, const GroundFluents& fluents,
+                    Slot slot) {
+  const std::span<const Value> arguments = fluents.arguments_of(slot);
+  return application_text(values, functions.fluent(fluents.fluent_of(slot)),
+                          {arguments.begin(), arguments.end()});
+}
+
+void give(InitialState& result, Slot slot, Value value, model::Expression source) {
+  Writer writer;
+  writer.statement = static_cast<std::uint32_t>(result.sources.size());
+  result.sources.push_back(source);
+  result.state.write(slot, value, writer);
 }
 
 class Resolver {
  public:
-  Resolver(Values& values, Functions& functions, GroundFluents& fluents, Evaluator& evaluator)
-      : values_(values), functions_(functions), fluents_(fluents), evaluator_(evaluator) {
+  Resolver(Values& values, Functions& functions, GroundFluents& fluents, Evaluator& evaluator,
+           InitialState& result)
+      : values_(values),
+        functions_(functions),
+        fluents_(fluents),
+        evaluator_(evaluator),
+        result_(result),
+        state_(result.state) {
     bindings_.start = values_.rational_number(0);
   }
 
-  void add(const Statement& statement, std::uint32_t number) {
-    initials_.push_back({&statement, number});
-  }
+  void add(const Statement& statement) { initials_.push_back({&statement}); }
 
-  State resolve() {
+  void resolve() {
     enter_known_slots();
     for (std::size_t i = 0; i < initials_.size(); ++i) {
       if (initials_[i].progress == Progress::NEW) resolve(i);
     }
-    return std::move(state_);
   }
 
  private:
@@ -80,13 +101,9 @@ class Resolver {
   void enter_slot(std::size_t i, Slot slot) {
     initials_[i].slot = slot;
     if (slot >= giver_.size()) giver_.resize(slot + 1, kNone);
-    if (giver_[slot] != kNone) {
-      const std::span<const Value> arguments = fluents_.arguments_of(slot);
+    if (giver_[slot] != kNone || state_.value(slot) != kNoValue) {
       fail(*initials_[i].statement,
-           "fluent " +
-               application_text(values_, functions_.fluent(fluents_.fluent_of(slot)),
-                                {arguments.begin(), arguments.end()}) +
-               " has another one");
+           "fluent " + text_of(values_, functions_, fluents_, slot) + " has another one");
     }
     giver_[slot] = i;
   }
@@ -123,9 +140,7 @@ class Resolver {
     const Value fitting =
         functions_.fluent(statement.target.fluent).type.fit(values_, value, complaint);
     if (fitting == kNoValue) fail(statement, complaint);
-    Writer writer;
-    writer.statement = initials_[i].number;
-    state_.write(initials_[i].slot, fitting, writer);
+    give(result_, initials_[i].slot, fitting, statement.source);
     initials_[i].progress = Progress::DONE;
     return true;
   }
@@ -140,9 +155,7 @@ class Resolver {
         if (initials_[i].statement->target.fluent == fluents_.fluent_of(slot)) givers.push_back(i);
       }
     }
-    const std::span<const Value> arguments = fluents_.arguments_of(slot);
-    const std::string name = application_text(values_, functions_.fluent(fluents_.fluent_of(slot)),
-                                              {arguments.begin(), arguments.end()});
+    const std::string name = text_of(values_, functions_, fluents_, slot);
     if (givers.empty()) {
       fail(*initials_[reader].statement, "it reads fluent " + name + ", which has no value");
     }
@@ -162,7 +175,8 @@ class Resolver {
   GroundFluents& fluents_;
   Evaluator& evaluator_;
   Bindings bindings_;
-  State state_;
+  InitialState& result_;
+  const State& state_;
   std::vector<Initial> initials_;
   std::vector<std::size_t> unknown_;
   std::vector<std::size_t> giver_;  // by slot
@@ -179,15 +193,73 @@ bool is_initial_value(const Statement& statement, Values& values, Evaluator& eva
   return values.is_number(time) && values.number_of(time) == 0;
 }
 
-State initial_state(const StatementList& problem, Values& values, Functions& functions,
-                    GroundFluents& fluents, Evaluator& evaluator) {
-  Resolver resolver(values, functions, fluents, evaluator);
-  for (std::size_t i = 0; i < problem.statements.size(); ++i) {
-    const Statement& statement = problem.statements[i];
-    if (!is_initial_value(statement, values, evaluator)) continue;
-    resolver.add(statement, static_cast<std::uint32_t>(i));
+void add_initial_values(const StatementList& problem, Values& values, Functions& functions,
+                        GroundFluents& fluents, Evaluator& evaluator, InitialState& result) {
+  Resolver resolver(values, functions, fluents, evaluator, result);
+  for (const Statement& statement : problem.statements) {
+    if (is_initial_value(statement, values, evaluator)) resolver.add(statement);
   }
-  return resolver.resolve();
+  resolver.resolve();
+}
+
+// Kept, for there are few references and literals beside many statements.
+Value InitialLiterals::value_of(model::Expression literal) {
+  const auto [found, is_new] = literals_.try_emplace(literal);
+  if (is_new) found->second = literal_value(values_, literal);
+  return found->second;
+}
+
+std::size_t InitialLiterals::fluent_of(model::Expression reference) {
+  const auto [found, is_new] = references_.try_emplace(reference);
+  if (is_new) {
+    const model::Fluent fluent = model::payload_of<model::FluentPayload>(reference).fluent();
+    found->second = functions_.fluent(fluent);
+  }
+  return found->second;
+}
+
+bool InitialLiterals::take(model::Expression statement) {
+  using Kind = model::ExpressionOperatorKind;
+  if (model::kind_of(statement) != Kind::TEMPORAL_EXPR) return false;
+  const model::Expression interval = statement->child(0);
+  const model::Expression assignment = statement->child(1);
+  if (model::kind_of(interval) != Kind::INTERVAL || interval->arity() != 1 ||
+      model::kind_of(interval->child(0)) != Kind::START ||
+      model::kind_of(assignment) != Kind::ASSIGN) {
+    return false;
+  }
+  const model::Expression left = assignment->child(0);
+  const bool is_applied = model::kind_of(left) == Kind::FLUENT_FUN_APPLY;
+  const model::Expression reference =
+      is_applied ? model::payload_of<model::FluentFunApplyPayload>(left).reference() : left;
+  if (model::kind_of(reference) != Kind::FLUENT_REF) return false;
+  const std::size_t index = fluent_of(reference);
+  const Function& function = functions_.fluent(index);
+  if (function.num_arguments() != left->arity()) return false;
+  arguments_.clear();
+  std::string complaint;
+  for (std::size_t i = 0; i < left->arity(); ++i) {
+    Value argument = value_of(left->child(i));
+    if (argument == kNoValue) return false;
+    // Of objects the reader has checked the type.
+    if (values_.kind(argument) != ValueKind::INSTANCE) {
+      argument = function.parameters[i].fit(values_, argument, complaint);
+      if (argument == kNoValue) fail(statement, complaint);
+    }
+    arguments_.push_back(argument);
+  }
+  Value value = value_of(assignment->child(1));
+  if (value == kNoValue) return false;
+  if (values_.kind(value) != ValueKind::BOOLEAN) {
+    value = function.type.fit(values_, value, complaint);
+    if (value == kNoValue) fail(statement, complaint);
+  }
+  const Slot slot = fluents_.slot(index, arguments_);
+  if (result_.state.value(slot) != kNoValue) {
+    fail(statement, "fluent " + text_of(values_, functions_, fluents_, slot) + " has another one");
+  }
+  give(result_, slot, value, statement);
+  return true;
 }
 
 }  // namespace kelvo::strict

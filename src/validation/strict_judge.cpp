@@ -25,9 +25,17 @@ strict::Task::Task(Environment& env, const model::ProblemInstance& problem_insta
       instance(problem_instance),
       options(std::move(judged_by)) {
   for (const auto& [name, object] : instance->instances()) values.instance(object);
+  const std::size_t num_statements = instance->expressions().size();
+  fluents.reserve(num_statements);
+  initial.state.reserve(num_statements);
+  InitialLiterals literals(values, functions, fluents, initial);
+  std::vector<model::Expression> others;
+  for (const model::Expression e : instance->expressions()) {
+    if (!literals.take(e)) others.push_back(e);
+  }
   ProgramCompiler compiler(values, functions);
-  problem = compile_problem(*instance, compiler);
-  initial = initial_state(problem, values, functions, fluents, evaluator);
+  problem = compile_problem(others, compiler);
+  add_initial_values(problem, values, functions, fluents, evaluator, initial);
   for (const Statement& statement : problem.statements) {
     is_initial.push_back(is_initial_value(statement, values, evaluator));
   }
@@ -108,8 +116,8 @@ std::string StrictJudge::Task::complaint_about(const TimeTriggeredStep& step,
                                                PlannedStep& planned) {
   const model::ActionImpl& action = *step.action();
   if (planned.list == nullptr) return "the problem has no action " + action.name();
-  if (step.start_time() < 0) return "the step starts before time 0";
-  if (step.duration() < 0) return "the duration of the step is negative";
+  if (step.start_time().sign() < 0) return "the step starts before time 0";
+  if (step.duration().sign() < 0) return "the duration of the step is negative";
   if (action.path().empty() != (step.object() == nullptr)) {
     return action.path().empty() ? "the action belongs to no object"
                                  : "the action belongs to an object, which the step does not name";
@@ -165,8 +173,8 @@ std::optional<StrictJudge::Task::Choice> StrictJudge::Task::choice_of(
   bindings.parameters = planned.parameters;
   bindings.object = planned.object;
   const auto& [low, high] = *planned.list->uncertain_duration;
-  const Value least = evaluator.evaluate(low, bindings, initial);
-  const Value greatest = evaluator.evaluate(high, bindings, initial);
+  const Value least = evaluator.evaluate(low, bindings, initial.state);
+  const Value greatest = evaluator.evaluate(high, bindings, initial.state);
   if (!values.is_number(least) || !values.is_number(greatest)) return std::nullopt;
   return Choice{step, values.number_of(least), values.number_of(greatest)};
 }

@@ -27,19 +27,27 @@ void Simulation::bind(std::uint32_t step) {
 
 // The end of the plan depends on the effects of its steps, so these are laid out first.
 bool Simulation::lay_out() {
-  rational last = 0;
+  Values& values = task_.values;
+  for (const PlannedStep& step : steps_) {
+    starts_.push_back(values.rational_number(step.start));
+    durations_.push_back(values.rational_number(step.duration));
+    ends_.push_back(values.sum(starts_.back(), durations_.back()));
+  }
+  Value last = zero_;
+  const auto count = [&](Value time) {
+    if (values.less(last, time)) last = time;
+  };
   for (std::uint32_t step = 0; step < steps_.size(); ++step) {
-    const rational end = steps_[step].start + steps_[step].duration;
-    starts_.push_back(task_.values.rational_number(steps_[step].start));
-    ends_.push_back(task_.values.rational_number(end));
-    durations_.push_back(task_.values.rational_number(steps_[step].duration));
-    last = std::max(last, end);
+    count(ends_[step]);
     if (!lay_out_list(step)) return false;
   }
   for (const Item& item : items_) {
-    if (item.phase == Phase::EFFECT) last = std::max(last, task_.values.number_of(item.moment));
+    if (item.phase == Phase::EFFECT && item.moment != ends_[item.step] &&
+        item.moment != starts_[item.step]) {
+      count(item.moment);
+    }
   }
-  horizon_ = task_.values.rational_number(last + 1);
+  horizon_ = values.rational_number(values.number_of(last) + 1);
   if (!lay_out_list(Writer::kProblem)) return false;
   number_times();
   return true;
@@ -58,62 +66,60 @@ bool Simulation::lay_out_statement(std::uint32_t step, std::uint32_t number) {
   const bool is_of_problem = step == Writer::kProblem;
   if (is_of_problem && task_.is_initial[number]) return true;
   const Statement& statement = statement_of(step, number);
-  rational from = is_of_problem ? task_.values.number_of(horizon_) : steps_[step].start;
+  Value from = is_of_problem ? horizon_ : starts_[step];
   if (statement.is_timed && statement.kind != Statement::Kind::DURATION) {
-    const std::optional<rational> left = time_of(statement.left, step, statement);
-    if (!left) return fail("its time has no value", step, number);
-    from = *left;
+    from = time_of(statement.left, statement);
+    if (from == kNoValue) return fail("its time has no value", step, number);
     if (!statement.is_point) {
-      const std::optional<rational> right = time_of(statement.right, step, statement);
-      if (!right) return fail("its time has no value", step, number);
-      return lay_out_window(step, number, from, *right);
+      const Value to = time_of(statement.right, statement);
+      if (to == kNoValue) return fail("its time has no value", step, number);
+      return lay_out_window(step, number, from, to);
     }
   }
   if (statement.kind == Statement::Kind::CONTAINS) {
     return lay_out_window(step, number, from, from);
   }
   const bool is_effect = statement.kind == Statement::Kind::EFFECT;
-  if (from < 0) {
+  if (task_.values.less(from, zero_)) {
     return fail(
         is_effect ? "the effect comes before time 0" : "the condition is about a time before 0",
         step, number);
   }
   if (is_effect) {
-    add_item(from, Phase::EFFECT, step, number, kNone, kNone);
+    items_.push_back({from, Phase::EFFECT, step, number, kNone, kNone});
     return true;
   }
   for (std::uint32_t i = 0; i < statement.conjuncts.size(); ++i) {
-    add_item(from, Phase::ASK, step, number, i, kNone);
+    items_.push_back({from, Phase::ASK, step, number, i, kNone});
   }
   return true;
 }
 
-bool Simulation::lay_out_window(std::uint32_t step, std::uint32_t number, const rational& from,
-                                const rational& to) {
+bool Simulation::lay_out_window(std::uint32_t step, std::uint32_t number, Value from, Value to) {
+  const Values& values = task_.values;
   const Statement& statement = statement_of(step, number);
   const bool is_contains = statement.kind == Statement::Kind::CONTAINS;
   const bool both_closed = statement.left_closed && statement.right_closed;
   bool from_closed = statement.left_closed;
-  rational begin = from;
-  bool is_empty = from > to || (from == to && !both_closed);
-  if (!is_empty && from < 0) {
+  bool is_empty = from == to ? !both_closed : values.less(to, from);
+  if (!is_empty && values.less(from, zero_)) {
     if (!is_contains) return fail("the condition is about times before 0", step, number);
-    begin = 0;  // there are no times before
+    from = zero_;  // there are no times before
     from_closed = true;
-    is_empty = to < 0 || (to == 0 && !statement.right_closed);
+    is_empty = values.less(to, zero_) || (to == zero_ && !statement.right_closed);
   }
   if (is_empty) {
     if (!is_contains) return true;
     return fail("its window is empty, so that the condition is met at no time of it", step, number);
   }
   for (std::uint32_t i = 0; i < statement.conjuncts.size(); ++i) {
-    if (begin == to && !is_contains) {
-      add_item(begin, Phase::ASK, step, number, i, kNone);
+    if (from == to && !is_contains) {
+      items_.push_back({from, Phase::ASK, step, number, i, kNone});
       continue;
     }
     const auto window = static_cast<std::uint32_t>(windows_.size());
-    windows_.push_back({task_.values.rational_number(begin),
-                        task_.values.rational_number(to),
+    windows_.push_back({from,
+                        to,
                         from_closed,
                         statement.right_closed,
                         step,
@@ -123,29 +129,27 @@ bool Simulation::lay_out_window(std::uint32_t step, std::uint32_t number, const 
                         false,
                         {},
                         is_contains ? std::make_unique<Recorder>() : nullptr});
-    add_item(begin, from_closed ? Phase::ASK : Phase::OPEN, step, number, kNone, window);
+    items_.push_back({from, from_closed ? Phase::ASK : Phase::OPEN, step, number, kNone, window});
     // A window of one moment closes behind it, any other before the effects at its end.
-    add_item(to, begin == to ? Phase::OPEN : Phase::CLOSE, step, number, kNone, window);
+    items_.push_back({to, from == to ? Phase::OPEN : Phase::CLOSE, step, number, kNone, window});
   }
   return true;
 }
 
-std::optional<rational> Simulation::time_of(const TimeBound& bound, std::uint32_t step,
-                                            const Statement& statement) {
+// Of a statement of the owner that is bound. Equal times are one value: all are rationals.
+Value Simulation::time_of(const TimeBound& bound, const Statement& statement) {
   if (!bound.label.empty()) {
     throw InvalidParameterError() << "A window that begins or ends with a label cannot be judged: "
                                   << model::print_expression(statement.source);
   }
-  bind(step);
+  if (bound.time.size() == 1) {  // nearly always
+    if (bound.time.front().op == Op::START) return bindings_.start;
+    if (bound.time.front().op == Op::END) return bindings_.end;
+  }
   task_.evaluator.forget();
   const Value time = task_.evaluator.evaluate(bound.time, bindings_, state_);
-  if (!task_.values.is_number(time)) return std::nullopt;
-  return task_.values.number_of(time);
-}
-
-void Simulation::add_item(const rational& time, Phase phase, std::uint32_t step,
-                          std::uint32_t statement, std::uint32_t conjunct, std::uint32_t window) {
-  items_.push_back({task_.values.rational_number(time), phase, step, statement, conjunct, window});
+  if (!task_.values.is_number(time)) return kNoValue;
+  return task_.values.as_element(time);
 }
 
 // Replaces times by their numbers in ascending order, and orders what happens.
@@ -154,9 +158,7 @@ void Simulation::number_times() {
   for (const Item& item : items_) moments.push_back(item.moment);
   std::ranges::sort(moments);
   moments.erase(std::unique(moments.begin(), moments.end()), moments.end());
-  std::ranges::sort(moments, [this](Value a, Value b) {
-    return task_.values.number_of(a) < task_.values.number_of(b);
-  });
+  std::ranges::sort(moments, [this](Value a, Value b) { return task_.values.less(a, b); });
   std::vector<std::uint32_t> numbers;
   for (const Value moment : moments) {
     if (moment >= numbers.size()) numbers.resize(moment + 1);

@@ -12,7 +12,10 @@
 namespace kelvo::strict {
 
 Simulation::Simulation(Task& task, const std::vector<PlannedStep>& steps)
-    : task_(task), steps_(steps), zero_(task.values.rational_number(0)), state_(task.initial) {}
+    : task_(task),
+      steps_(steps),
+      zero_(task.values.rational_number(0)),
+      state_(task.initial.state) {}
 
 std::optional<StrictFault> Simulation::run() {
   if (!lay_out()) return fault_;
@@ -284,8 +287,12 @@ std::vector<StrictRead> Simulation::read_values() const {
     StrictRead read{name_of(slot), task_.values.text(state_.value(slot)), {}, std::nullopt};
     if (!read.value.empty()) {
       const Writer& writer = state_.writer(slot);
-      read.writer = source_of(writer.step, writer.statement);
-      if (writer.time != Writer::kInitial) read.written_at = times_[writer.time];
+      if (writer.time == Writer::kInitial) {
+        read.writer.statement = task_.initial.sources[writer.statement];
+      } else {
+        read.writer = source_of(writer.step, writer.statement);
+        read.written_at = times_[writer.time];
+      }
     }
     result.push_back(std::move(read));
   }

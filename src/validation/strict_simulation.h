@@ -21,7 +21,7 @@ struct Task {
   StatementList problem;
   /// By the number of the statement: whether it gives an initial value.
   std::vector<bool> is_initial;
-  State initial;
+  InitialState initial;
   model::ProblemInstance instance;
   StrictOptions options;
 
@@ -85,12 +85,8 @@ class Simulation {
   bool lay_out();
   bool lay_out_list(std::uint32_t step);
   bool lay_out_statement(std::uint32_t step, std::uint32_t number);
-  bool lay_out_window(std::uint32_t step, std::uint32_t number, const rational& from,
-                      const rational& to);
-  std::optional<rational> time_of(const TimeBound& bound, std::uint32_t step,
-                                  const Statement& statement);
-  void add_item(const rational& time, Phase phase, std::uint32_t step, std::uint32_t statement,
-                std::uint32_t conjunct, std::uint32_t window);
+  bool lay_out_window(std::uint32_t step, std::uint32_t number, Value from, Value to);
+  Value time_of(const TimeBound& bound, const Statement& statement);
   void number_times();
 
   // Running it.

@@ -33,12 +33,20 @@ Slot GroundFluents::slot(std::size_t fluent, std::span<const Value> arguments) {
                    static_cast<std::uint32_t>(arguments_.size()),
                    static_cast<std::uint32_t>(arguments.size()), hash});
   arguments_.insert(arguments_.end(), arguments.begin(), arguments.end());
-  if (keys_.size() * 2 > table_.size()) grow();
+  if (keys_.size() * 2 > table_.size()) rehash(table_.size() * 2);
   return fresh;
 }
 
-void GroundFluents::grow() {
-  table_.assign(table_.size() * 2, kFree);
+void GroundFluents::reserve(std::size_t size) {
+  keys_.reserve(size);
+  arguments_.reserve(size * 2);
+  std::size_t table_size = table_.size();
+  while (table_size < size * 2) table_size *= 2;
+  rehash(table_size);
+}
+
+void GroundFluents::rehash(std::size_t table_size) {
+  table_.assign(table_size, kFree);
   const std::size_t mask = table_.size() - 1;
   for (std::size_t i = 0; i < keys_.size(); ++i) {
     std::size_t place = keys_[i].hash & mask;

@@ -17,6 +17,8 @@ class GroundFluents {
  public:
   GroundFluents() : table_(64, kFree) {}
 
+  /// Makes room for so many.
+  void reserve(std::size_t size);
   Slot slot(std::size_t fluent, std::span<const Value> arguments);
   std::size_t size() const { return keys_.size(); }
   std::size_t fluent_of(Slot slot) const { return keys_[slot].fluent; }
@@ -33,14 +35,15 @@ class GroundFluents {
     std::uint32_t hash;
   };
 
-  void grow();
+  void rehash(std::size_t table_size);
 
   std::vector<Key> keys_;
   std::vector<Value> arguments_;
   std::vector<Slot> table_;  // open addressing, a power of two, at most half full
 };
 
-/// What wrote a value: a statement of the problem or of a step, by their numbers in the judge.
+/// What wrote a value: a statement of the problem or of a step, by their numbers in the judge; an
+/// initial value by the number of its source.
 struct Writer {
   static constexpr std::uint32_t kProblem = static_cast<std::uint32_t>(-1);
   std::uint32_t step = kProblem;
@@ -54,6 +57,7 @@ struct Writer {
 class State {
  public:
   Value value(Slot slot) const { return slot < cells_.size() ? cells_[slot].value : kNoValue; }
+  void reserve(std::size_t size) { cells_.reserve(size); }
   const Writer& writer(Slot slot) const { return cells_[slot].writer; }
   void write(Slot slot, Value value, Writer writer) {
     if (slot >= cells_.size()) cells_.resize(slot + 1);

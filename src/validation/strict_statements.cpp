@@ -5,7 +5,6 @@
 #include "model/action.h"
 #include "model/expression_payloads.h"
 #include "model/print_expression.h"
-#include "model/problem_instance.h"
 #include "shell/errors.h"
 
 namespace kelvo::strict {
@@ -68,7 +67,9 @@ class Reader {
   Reader(ProgramCompiler& compiler, CompileScope scope, bool is_action)
       : compiler_(compiler), scope_(std::move(scope)), is_action_(is_action) {}
 
-  void read(const model::ExpressionSet& expressions, StatementList& list) {
+  template <typename Expressions>
+  void read(const Expressions& expressions, StatementList& list) {
+    list.statements.reserve(expressions.size());
     for (const Expression e : expressions) list.statements.push_back(read(e, list));
   }
 
@@ -187,11 +188,10 @@ class Reader {
 
 }  // namespace
 
-StatementList compile_problem(const model::ProblemInstanceImpl& problem,
+StatementList compile_problem(const std::vector<Expression>& statements,
                               ProgramCompiler& compiler) {
   StatementList list;
-  list.statements.reserve(problem.expressions().size());
-  Reader(compiler, {}, /*is_action=*/false).read(problem.expressions(), list);
+  Reader(compiler, {}, /*is_action=*/false).read(statements, list);
   return list;
 }
 

@@ -67,8 +67,9 @@ struct StatementList {
   std::optional<std::pair<Program, Program>> uncertain_duration;
 };
 
-/// Takes the statements of the problem apart; a plain number among its times counts from 0.
-StatementList compile_problem(const model::ProblemInstanceImpl& problem, ProgramCompiler& compiler);
+/// Takes statements of the problem apart; a plain number among their times counts from 0.
+StatementList compile_problem(const std::vector<model::Expression>& statements,
+                              ProgramCompiler& compiler);
 
 /// Takes the statements of an action apart; a plain number among its times counts from its start.
 StatementList compile_action(const model::ActionImpl& action, ProgramCompiler& compiler);

@@ -6,8 +6,18 @@ Touches::Cell::Cell() {
   for (Latest& two : latest) two.fill({kNoStep, 0, 0});
 }
 
+Touches::Touches(const rational& epsilon, const std::vector<rational>& times)
+    : epsilon_(epsilon), times_(times) {
+  rounded_times_.reserve(times.size());
+  for (const rational& time : times) rounded_times_.push_back(to_double(time));
+  const double last = times.empty() ? 0 : rounded_times_.back();
+  clear_distance_ = to_double(epsilon) * (1 + 1e-9) + last * 1e-12 + 1e-300;
+}
+
 bool Touches::is_close(const Toucher& a, const Toucher& b) const {
-  return a.time == b.time || times_[b.time] - times_[a.time] < epsilon_;
+  if (a.time == b.time) return true;
+  if (rounded_times_[b.time] - rounded_times_[a.time] > clear_distance_) return false;
+  return times_[b.time] - times_[a.time] < epsilon_;
 }
 
 std::optional<Touches::Toucher> Touches::enter(Slot slot, Touch touch, const Toucher& toucher) {

@@ -16,8 +16,7 @@ enum class Touch : std::uint8_t { READ, WRITE, INCREASE };
 /// one of them writes it. Increases alone may meet. Touches are entered in the order of time.
 class Touches {
  public:
-  Touches(const rational& epsilon, const std::vector<rational>& times)
-      : epsilon_(epsilon), times_(times) {}
+  Touches(const rational& epsilon, const std::vector<rational>& times);
 
   struct Toucher {
     std::uint32_t step;
@@ -42,6 +41,9 @@ class Touches {
 
   const rational& epsilon_;
   const std::vector<rational>& times_;
+  // Nearly all touches are far apart, which rounded times show.
+  std::vector<double> rounded_times_;
+  double clear_distance_;
   std::vector<Cell> cells_;
 };
 

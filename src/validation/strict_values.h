@@ -51,6 +51,8 @@ class Values {
   /// Ascending.
   const std::vector<Value>& elements_of(Value v) const { return sets_[entries_[v].place]; }
 
+  /// The order of two numbers.
+  bool less(Value a, Value b) const;
   /// Equality of values: numbers by their amount, whatever their kinds.
   bool equal(Value a, Value b) const;
   /// The element of a set that stands for `v`: numbers of one amount are one element.
@@ -82,6 +84,7 @@ class Values {
 
   std::vector<Entry> entries_;
   std::vector<rational> numbers_;
+  std::vector<double> approximations_;  // of the numbers
   std::vector<model::Instance> instances_;
   std::vector<std::vector<Value>> sets_;
   std::unordered_map<std::pair<rational, ValueKind>, Value, NumberHash> number_ids_;
