@@ -46,6 +46,15 @@ ENGINES = {
 }
 
 
+# What an engine may say instead of an answer: it names what it does not take.
+REFUSALS = [
+    "Unsupported contains on non-closed intervals",
+    "Durative conditions must have the form",
+    "Found two contradicting effects of the same action at the same time",
+    "The duration of an action must be constant once the problem is ground",
+]
+
+
 class Answer:
     """What one run said: plan, none, error, limit or crash."""
 
@@ -135,7 +144,7 @@ class Comparison:
         self.quiet = False
         self.counts = collections.defaultdict(collections.Counter)
         self.faults = collections.Counter()
-        self.messages = collections.Counter()
+        self.refusals = collections.Counter()
 
     def fault(self, generated, what, more=""):
         self.faults[what] += 1
@@ -176,11 +185,21 @@ class Comparison:
                 else:
                     self.judge_plan(generated, files, engine, rounded, " without -R")
             elif answer.kind == "error":
-                self.messages[f"{engine}: {answer.errors.splitlines()[-1][:90] if answer.errors else ''}"] += 1
+                self.note_error(generated, engine, answer)
             elif answer.kind == "crash":
                 self.fault(generated, f"{engine}: crash", answer.errors[-200:])
+            if "could be confirmed" in answer.errors:
+                self.fault(generated, f"{engine}: a plan is refused by the judge")
         self.compare_answers(generated, answers)
         return answers
+
+    def note_error(self, generated, engine, answer):
+        for refusal in REFUSALS:
+            if refusal in answer.errors:
+                self.refusals[f"{engine}: {refusal}"] += 1
+                return
+        said = answer.errors.splitlines()[-1] if answer.errors else "nothing"
+        self.fault(generated, f"{engine}: error", said)
 
     def compare_answers(self, generated, answers):
         """An answer without a plan is wrong if a plan is known, unless the engine says itself that
@@ -212,8 +231,8 @@ class Comparison:
     def report(self):
         for engine, counts in self.counts.items():
             print(f"{engine}: " + ", ".join(f"{n} {k}" for k, n in sorted(counts.items())))
-        for message, n in self.messages.most_common():
-            print(f"  refused {n}: {message}")
+        for what, n in sorted(self.refusals.items()):
+            print(f"  refused {n}: {what}")
         for what, n in sorted(self.faults.items()):
             print(f"  {n} x {what}")
 
