@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "app/no_plan_line.h"
 #include "app/not_built.h"
 #include "app/output.h"
 #include "app/plan_check.h"
@@ -92,8 +93,9 @@ void solve(Environment& env, const ProblemInstance& as_read, const TransformerCh
   std::shared_ptr<Plan> plan = planner->solve();
   if (plan != nullptr && plan != passed && !check.passes(plan)) plan = nullptr;
   if (plan == nullptr) {
-    std::cout << "No solution exists.\n";
-    check.report_refusals(std::cerr);
+    std::cout << "No solution exists.\n" << std::flush;
+    std::cerr << no_plan_line(planner->no_plan(), check.num_refused()) << '\n';
+    check.explain_first_refusal(std::cerr);
     return;
   }
   plan = converted_plan(configuration, check.confirmed());

@@ -79,11 +79,7 @@ bool PlanCheck::passes(const std::shared_ptr<Plan>& plan) {
   return true;
 }
 
-void PlanCheck::report_refusals(std::ostream& os) const {
-  if (num_refused_ == 0) return;
-  os << "No plan could be confirmed: " << num_refused_
-     << (num_refused_ == 1 ? " plan was" : " plans were")
-     << " found that the validator refuses. Please report this as a fault.\n";
+void PlanCheck::explain_first_refusal(std::ostream& os) const {
   if (first_fault_) print_explanation(os, environment(), *first_fault_, step_text);
 }
 

@@ -30,8 +30,10 @@ class PlanCheck : public EnvObject {
   /// Whether a plan of the problem as it was read is valid.
   bool is_valid(const TimeTriggeredPlan& plan);
 
-  /// If plans were found, and none of them passed, says so, and why the first did not.
-  void report_refusals(std::ostream& os) const;
+  /// How many plans did not pass.
+  std::size_t num_refused() const { return num_refused_; }
+  /// Says why the first that did not pass did not, if there is one.
+  void explain_first_refusal(std::ostream& os) const;
 
  private:
   StrictJudge& judge();
