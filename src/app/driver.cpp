@@ -1,5 +1,6 @@
 #include "app/driver.h"
 
+#include <ios>
 #include <iostream>
 #include <memory>
 #include <utility>
@@ -102,17 +103,27 @@ void solve(Environment& env, const ProblemInstance& as_read, const TransformerCh
   print_plan(env, *plan, check);
 }
 
+int run_with_files(Environment& env, const std::vector<std::string>& input_files) {
+  ConcatIfStream files(input_files);
+  files.stream().unsetf(std::ios_base::skipws);
+  return process_problem(env, files.stream());
+}
+
+int run_with_standard_input(Environment& env) {
+  std::cin.exceptions(std::ios_base::badbit);
+  try {
+    return process_problem(env, std::cin);
+  } catch (const std::ios_base::failure& error) {
+    throw InvalidParameterError() << "Standard input cannot be read: " << error.code().message();
+  }
+}
+
 }  // namespace
 
 int run_with_input_files(Environment& env, const std::vector<std::string>& input_files) {
-  int status = 0;
-  if (input_files.empty()) {
-    status = process_problem(env, std::cin);
-  } else {
-    ConcatIfStream files(input_files);
-    files.stream().unsetf(std::ios_base::skipws);
-    status = process_problem(env, files.stream());
-  }
+  check_outputs(env.configuration(), input_files);
+  const int status =
+      input_files.empty() ? run_with_standard_input(env) : run_with_files(env, input_files);
   LOG(LogLevel::DEBUG) << "KELVO Quitting!";
   return status;
 }

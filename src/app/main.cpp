@@ -6,6 +6,7 @@
 
 #include "app/driver.h"
 #include "app/option_values.h"
+#include "app/output.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
@@ -43,11 +44,8 @@ int run_reporting_errors(Environment& env, const std::vector<std::string>& input
   return 1;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  std::ios_base::sync_with_stdio(false);
-
+/// The whole run, but for what standard output still holds.
+int run(int argc, char** argv) {
   Environment env(kelvo::option_values());
   Log::set_reporting_level(LogLevel::ERR);
   Log::set_stream(std::cerr);
@@ -66,9 +64,19 @@ int main(int argc, char** argv) {
     return 1;
   }
 
+
   LOG(LogLevel::DEBUG) << "KELVO Started!";
   if (configuration.get_boolean_value("debug")) {
     return kelvo::run_with_input_files(env, input_files);
   }
   return run_reporting_errors(env, input_files);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::ios_base::sync_with_stdio(false);
+  kelvo::occupy_closed_standard_streams();
+  const int status = run(argc, argv);
+  return kelvo::finish_standard_output() ? status : 1;
 }

@@ -5,6 +5,8 @@
 #include <iostream>
 #include <memory>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "model/action.h"
 #include "model/problem_instance.h"
@@ -12,6 +14,7 @@
 #include "plans/plan_reader.h"
 #include "plans/time_triggered_plan.h"
 #include "plans/ttp_parser.h"
+#include "shell/concat_stream.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
@@ -72,8 +75,9 @@ class Validation {
   }
 
   int run_told() {
-    std::ifstream file = open();
-    std::shared_ptr<TimeTriggeredPlan> plan = TTPParser(env_, chain_.problem()).parse(file);
+    const std::unique_ptr<ConcatIfStream> file = open();
+    std::shared_ptr<TimeTriggeredPlan> plan =
+        TTPParser(env_, chain_.problem()).parse(file->stream());
     for (const auto& transformer : chain_.transformers()) plan = map_forward(*transformer, plan);
     std::string complaint;
     const bool is_valid = TTValidator(env_, chain_.problem()).validate(plan, complaint);
@@ -98,18 +102,17 @@ class Validation {
   }
 
  private:
-  std::ifstream open() const {
-    std::ifstream file(file_name_);
-    if (!file.is_open()) {
+  std::unique_ptr<ConcatIfStream> open() const {
+    if (!std::ifstream(file_name_).is_open()) {
       throw InvalidParameterError() << "Input plan file '" << file_name_ << "' does not exist!";
     }
-    return file;
+    return std::make_unique<ConcatIfStream>(std::vector<std::string>{file_name_});
   }
 
   // The plan file names the actions of the last problem; the judge asks about the first.
   StrictVerdict strict_verdict() {
-    std::ifstream file = open();
-    text_ = PlanReader(env_, chain_.problem()).read(file);
+    const std::unique_ptr<ConcatIfStream> file = open();
+    text_ = PlanReader(env_, chain_.problem()).read(file->stream());
     std::shared_ptr<TimeTriggeredPlan> plan = text_.plan;
     if (!chain_.transformers().empty()) {
       plan = std::make_shared<TimeTriggeredPlan>(chain_.map_back(plan));

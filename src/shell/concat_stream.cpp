@@ -1,8 +1,8 @@
 #include "shell/concat_stream.h"
 
 #include <algorithm>
-#include <exception>
 #include <filesystem>
+#include <ios>
 #include <system_error>
 #include <utility>
 
@@ -31,15 +31,14 @@ ConcatStreamBuf::int_type ConcatStreamBuf::underflow() {
   return traits_type::to_int_type(*gptr());
 }
 
-// A file buffer reports an error of the device by an exception; the rest of that input is dropped
-// and the next one read.
+// A file buffer reports an error of the device by an exception.
 std::size_t ConcatStreamBuf::read_some() {
   try {
     const std::streamsize count = buffers_[current_]->sgetn(buffer_.data(), std::ssize(buffer_));
     return static_cast<std::size_t>(count);
-  } catch (const std::exception& error) {
-    LOG(LogLevel::ERR) << "Reading " << current_name() << " failed: " << error.what();
-    return 0;
+  } catch (const std::ios_base::failure& error) {
+    throw InvalidParameterError() << current_name()
+                                  << " cannot be read: " << error.code().message();
   }
 }
 
@@ -75,14 +74,14 @@ ConcatIfStream::ConcatIfStream(const std::vector<std::string>& filenames) {
     }
     std::error_code ignored;
     if (std::filesystem::is_directory(name, ignored)) {
-      LOG(LogLevel::ERR) << "Input file '" << name << "' is a directory";
-      continue;
+      throw InvalidParameterError() << "Input file '" << name << "' is a directory";
     }
     streams.push_back(files_.back().get());
     names.push_back(name);
   }
   buffer_ = std::make_unique<ConcatStreamBuf>(streams, names);
   stream_ = std::make_unique<std::istream>(buffer_.get());
+  stream_->exceptions(std::ios_base::badbit);
 }
 
 }  // namespace kelvo

@@ -14,7 +14,9 @@ namespace kelvo {
 /// Reads several streams end to end as one text. The streams are borrowed.
 ///
 /// Nothing is put between two of them. When one does not end in a newline although another follows,
-/// the log says so at `WARN`, with the stream's name if there is one.
+/// the log says so at `WARN`, with the stream's name if there is one. An error of the device is an
+/// `InvalidParameterError`; a stream on this buffer lets it through if its `exceptions` hold
+/// `badbit`.
 class ConcatStreamBuf : public std::streambuf {
  public:
   explicit ConcatStreamBuf(const std::vector<std::istream*>& streams,
@@ -46,8 +48,8 @@ class ConcatStreamBuf : public std::streambuf {
   std::array<char, 1024> buffer_{};
 };
 
-/// The named files as one stream. A file that cannot be opened is an `InvalidParameterError`; a
-/// directory reads as empty, with a log line at `ERR`.
+/// The named files as one stream. A file that cannot be opened or read, and a directory, is an
+/// `InvalidParameterError`.
 class ConcatIfStream {
  public:
   explicit ConcatIfStream(const std::vector<std::string>& filenames);

@@ -13,7 +13,8 @@
     // STDOUT-COUNT: 2 text                  exactly so many lines hold it (also STDERR-COUNT:)
     // STDOUT-IS: line                       the output is exactly these lines (also STDERR-IS:)
     // STDOUT-EMPTY:                         nothing was written (also STDERR-EMPTY:)
-    // STDIN: %s                             the file that is read as standard input
+    // STDIN: %s                             what is opened as standard input, or - for none at all
+    // TO: /dev/full                         what is opened as standard output, or - for none at all
     // WRITE: name                           saves the output as %t/name for later runs
     // FILE: name: text                      a line of %t/name holds the text
     // FILE-IS: name: %S/other               %t/name is the same text as the other file
@@ -26,6 +27,7 @@ words. Several runs may stand in one file.
 """
 
 import argparse
+import os
 import pathlib
 import re
 import shlex
@@ -35,7 +37,7 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 DIRECTIVE = re.compile(
-    r"^\s*(?://|;+|#)\s*(RUN|EXIT|PLAN|STDIN|WRITE|FILE|FILE-IS|NO-FILE|"
+    r"^\s*(?://|;+|#)\s*(RUN|EXIT|PLAN|STDIN|TO|WRITE|FILE|FILE-IS|NO-FILE|"
     r"(?:STDOUT|STDERR)(?:-NOT|-RE|-COUNT|-IS|-EMPTY)?):(?: (.*))?$")
 TIME_LIMIT = 600
 UNCONFIRMED = "No plan could be confirmed"
@@ -79,22 +81,37 @@ class CaseRunner:
         words = {"%s": self.path, "%S": self.path.parent, "%R": ROOT, "%t": self.folder}
         return re.sub(r"%[sSRt](?![A-Za-z0-9])", lambda m: str(words[m.group(0)]), text)
 
-    def call(self, arguments, stdin):
+    def call(self, arguments, stdin="/dev/null", to=None):
+        """A stream named - is closed; without `to` standard output is captured."""
         command = [self.binary] + shlex.split(self.expand(arguments))
-        return subprocess.run(command, stdin=stdin, capture_output=True, cwd=self.folder,
-                              timeout=TIME_LIMIT, text=True, errors="replace")
+        opened = {0: os.open(stdin, os.O_RDONLY) if stdin != "-" else None,
+                  1: os.open(to, os.O_WRONLY) if to not in (None, "-") else None}
+        closed = [number for number, name in ((0, stdin), (1, to)) if name == "-"]
+
+        def close_streams():
+            for number in closed:
+                os.close(number)
+
+        try:
+            result = subprocess.run(
+                command, stdin=opened[0], stdout=subprocess.PIPE if to is None else opened[1],
+                stderr=subprocess.PIPE, cwd=self.folder, timeout=TIME_LIMIT, text=True,
+                errors="replace", preexec_fn=close_streams if closed else None)
+        finally:
+            for number in opened.values():
+                if number is not None:
+                    os.close(number)
+        result.stdout = result.stdout or ""
+        return result
 
     def fault(self, line, message):
         self.faults.append(f"{self.path}:{line}: {message}")
 
     def run(self, run):
         before = len(self.faults)
-        source = [text for _, name, text in run.directives if name == "STDIN"]
-        if source:
-            with open(self.expand(source[0]), encoding="utf-8") as stdin:
-                result = self.call(run.arguments, stdin)
-        else:
-            result = self.call(run.arguments, subprocess.DEVNULL)
+        streams = {name: self.expand(text) for _, name, text in run.directives
+                   if name in ("STDIN", "TO")}
+        result = self.call(run.arguments, streams.get("STDIN", "/dev/null"), streams.get("TO"))
         self.check(run, result)
         if len(self.faults) > before:
             shown = f"  command: kelvo {self.expand(run.arguments)}\n  status: {result.returncode}"
@@ -177,8 +194,7 @@ class CaseRunner:
         plan.write_text(result.stdout)
         for mode, sentence in (("", "The plan is valid!\n"),
                                ("--strict --explain", "The plan is valid.\n")):
-            judged = self.call(f"validate {mode} -l 5 --plan {plan} {sources or '%s'}",
-                               subprocess.DEVNULL)
+            judged = self.call(f"validate {mode} -l 5 --plan {plan} {sources or '%s'}")
             if judged.returncode != 0 or sentence not in judged.stdout:
                 self.fault(line, f"PLAN: not valid {mode}\n{judged.stdout}{judged.stderr}")
 
