@@ -7,6 +7,7 @@
 
 #include "app/no_plan_line.h"
 #include "app/not_built.h"
+#include "app/option_checks.h"
 #include "app/output.h"
 #include "app/plan_check.h"
 #include "app/planner_factory.h"
@@ -59,7 +60,6 @@ std::shared_ptr<Plan> converted_plan(const Configuration& configuration,
   if (configuration.get_boolean_value("time-triggered")) {
     plan = std::make_shared<TimeTriggeredPlan>(plan);
   }
-  if (configuration.get_boolean_value("mission")) not_built("mission plan");
   return plan;
 }
 
@@ -82,6 +82,7 @@ void print_plan(Environment& env, const Plan& plan, PlanCheck& check) {
 
 void solve(Environment& env, const ProblemInstance& as_read, const TransformerChain& chain) {
   const Configuration& configuration = env.configuration();
+  refuse_what_is_not_built(configuration);
   const std::unique_ptr<Planner> planner =
       make_planner(env, configuration.get_string_value("algorithm"), chain.problem());
   PlanCheck check(env, as_read, chain);

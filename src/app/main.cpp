@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/driver.h"
+#include "app/option_checks.h"
 #include "app/option_values.h"
 #include "app/output.h"
 #include "shell/configuration.h"
@@ -64,6 +65,8 @@ int run(int argc, char** argv) {
     return 1;
   }
 
+  if (!kelvo::check_option_numbers(configuration, std::cerr)) return 1;
+  kelvo::tell_options_without_effect(configuration, std::cerr);
 
   LOG(LogLevel::DEBUG) << "KELVO Started!";
   if (configuration.get_boolean_value("debug")) {

@@ -7,6 +7,7 @@
 #include <exception>
 #include <iostream>
 #include <map>
+#include <set>
 
 #include "shell/errors.h"
 
@@ -66,6 +67,7 @@ struct Configuration::Impl {
   std::map<std::string, std::string> string_opts_;
   std::map<std::string, std::vector<std::string>> vec_string_opts_;
   std::map<std::string, std::vector<std::string>> possible_values_;
+  std::set<std::string> given_;
 
   void add_group(const std::string& name, const std::string& caption) {
     opts_.emplace(name, make_description(caption));
@@ -121,6 +123,9 @@ po::variables_map Configuration::Impl::read(int argc, const char* const* argv,
 bool Configuration::Impl::copy_values(const po::variables_map& given,
                                       std::vector<std::string>& input_files) {
   bool valid = true;
+  for (const auto& [name, value] : given) {
+    if (!value.defaulted()) given_.insert(name);
+  }
   for (auto& [name, value] : bool_opts_) value = given.contains(name);
   for (auto& [name, value] : long_opts_) {
     if (given.contains(name)) value = given[name].as<long>();
@@ -255,6 +260,10 @@ const std::string& Configuration::get_string_value(const std::string& name) cons
 const std::vector<std::string>& Configuration::get_vector_string_value(
     const std::string& name) const {
   return find_option(impl_->vec_string_opts_, name);
+}
+
+bool Configuration::was_given(const std::string& name) const {
+  return impl_->given_.contains(name);
 }
 
 int Configuration::parse_from_command_line(int argc, const char* const* argv,

@@ -57,6 +57,9 @@ class Configuration {
   const std::string& get_string_value(const std::string& name) const;
   const std::vector<std::string>& get_vector_string_value(const std::string& name) const;
 
+  /// Whether the command line that was read holds the option.
+  bool was_given(const std::string& name) const;
+
   /// Reads the command line and appends the input files. Returns 0, or 1 after it has printed what
   /// is wrong (if anything; `--help` also ends here) and the usage text to standard error.
   int parse_from_command_line(int argc, const char* const* argv,
