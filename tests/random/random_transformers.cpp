@@ -53,7 +53,7 @@ namespace kelvo::random_tests {
 namespace {
 
 constexpr std::uint32_t NUM_SEEDS = 16;
-constexpr rlim_t MAX_SECONDS = 3;
+constexpr long MAX_MILLISECONDS = 400;
 constexpr long MAX_HORIZON = 10;  // of the SMT planner
 constexpr rlim_t MAX_MEMORY = 1UL << 30;
 
@@ -245,14 +245,14 @@ Outcome run_chain(std::size_t number, std::uint32_t seed, bool verbose) {
 Outcome run_chain_apart(std::size_t number, std::uint32_t seed) {
   const pid_t child = fork();
   if (child == 0) {
-    limit_process(MAX_SECONDS, MAX_MEMORY);
+    limit_process(MAX_MILLISECONDS, MAX_MEMORY);
     _exit(static_cast<int>(run_chain(number, seed, /*verbose=*/false)));
   }
   int status = 0;
   if (child < 0 || waitpid(child, &status, 0) != child) return Outcome::BAD;
   if (WIFEXITED(status)) return static_cast<Outcome>(WEXITSTATUS(status));
   const int signal = WTERMSIG(status);
-  if (signal == SIGXCPU || signal == SIGKILL) return Outcome::OUT_OF_BOUNDS;
+  if (signal == SIGPROF || signal == SIGKILL) return Outcome::OUT_OF_BOUNDS;
   std::cerr << "seed " << seed << ", chain " << number << ": ended by signal " << signal << "\n";
   return Outcome::BAD;
 }
