@@ -39,7 +39,7 @@ ENGINES = {
     "ftp empty conditions": ["-t", "empty-conditions-compiler", "-a", "ftp"],
     "ftp inner effects": ["-t", "action-grounder", "-t", "intermediate-effects-compiler", "-a",
                           "ftp"],
-    "ftp usertypes": ["-t", "usertype-fluents-compiler", "-a", "ftp"],
+    "ftp usertypes": ["-t", "full-grounder", "-t", "usertype-fluents-compiler", "-a", "ftp"],
     "ftp constants": ["-t", "constant-promoter", "-t", "full-grounder", "-a", "ftp"],
     "smt compiled": ["-a", "smt", "-H", "7"],
     "smt ground": ["-t", "full-grounder", "-a", "smt", "-H", "7"],
@@ -52,6 +52,9 @@ REFUSALS = [
     "Durative conditions must have the form",
     "Found two contradicting effects of the same action at the same time",
     "The duration of an action must be constant once the problem is ground",
+    "To ground a functional apply its parameters must be constant",
+    "UserTypeFluentsSubstituter works only with functional apply with constant parameters",
+    "bounds interval of an intermediate condition must be a constant",
 ]
 
 
