@@ -361,20 +361,24 @@ std::shared_ptr<Plan> FtpPlanner::solve_guided() {
   const long num_improvements = environment().configuration().get_integer_value("ftp-improve");
   GuidedOptions options;
   options.max_memory = MAX_MEMORY;
+  std::shared_ptr<Plan> passed;
+  const auto test = [&](const std::shared_ptr<TimeTriggeredPlan>& plan) {
+    const std::shared_ptr<Plan> mapped = map_back(plan);
+    const bool passes = passes_test(mapped);
+    if (passes) passed = mapped;
+    return passes;
+  };
   GuidedPlanner guided(*task_, options,
-                       num_improvements > 0 ? static_cast<std::size_t>(num_improvements) : 0,
-                       [this](const std::shared_ptr<TimeTriggeredPlan>& plan) {
-                         return passes_test(map_back(plan));
-                       });
+                       num_improvements > 0 ? static_cast<std::size_t>(num_improvements) : 0, test);
   std::unique_ptr<Search> standard;
   bool is_out_of_memory = false;
   for (std::size_t turn = FIRST_TURN; !guided.is_over() || !is_out_of_memory; turn *= 2) {
-    const std::shared_ptr<TimeTriggeredPlan> plan = guided.run(turn);
-    if (plan != nullptr || guided.has_refuted()) {
+    guided.run(turn);
+    if (passed != nullptr || guided.has_refuted()) {
       num_expanded_ = guided.statistics().num_expanded;
       num_generated_ = guided.statistics().num_generated;
       no_plan_ = guided.no_plan();
-      return plan == nullptr ? nullptr : map_back(plan);
+      return passed;
     }
     if (is_out_of_memory) continue;
     if (standard == nullptr) {

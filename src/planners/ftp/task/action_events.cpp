@@ -127,7 +127,8 @@ std::vector<PlacedEvent> place_action_events(ExpressionFactory& ef, const Action
 
 std::vector<PlacedEvent> place_problem_events(ExpressionFactory& ef,
                                               const std::vector<Expression>& literals,
-                                              const std::vector<Expression>& goals) {
+                                              const std::vector<Expression>& goals,
+                                              const rational& plan_epsilon) {
   std::vector<PlacedEvent> result;
   std::size_t index = 0;
   for (const Expression e : literals) {
@@ -136,15 +137,25 @@ std::vector<PlacedEvent> place_problem_events(ExpressionFactory& ef,
   }
   for (const Expression e : goals) {
     const TimedStatement statement = decompose_statement(e);
-    const bool from_initial_state = is_at_start(ef, statement.left);
-    const EventTime left = place(ef, statement.left, 0, 0);
+    const bool from_initial_state = statement.left_closed && is_at_start(ef, statement.left);
     if (statement.is_point()) {
-      if (!from_initial_state) result.push_back({EventRole::POINT, e, index++, left});
+      const EventTime at = place(ef, statement.left, 0, 0);
+      if (!from_initial_state) result.push_back({EventRole::POINT, e, index++, at});
       continue;
+    }
+    const EventTime right = place(ef, statement.right, 0, 0);
+    EventTime left = place(ef, statement.left, 0, 0);
+    if (!statement.left_closed) {
+      rational later = plan_epsilon;
+      const bool is_fixed = left.from_start == right.from_start;
+      if (is_fixed && left.key >= right.key) continue;  // an empty window asks nothing
+      // The opening must not come behind the end.
+      if (is_fixed) later = std::min(later, rational((right.key - left.key) / 2));
+      left = place(ef, statement.left, later, 0);
     }
     result.push_back({EventRole::OPENING, e, index++, left, !statement.left_closed,
                       /*at_once=*/from_initial_state});
-    result.push_back({EventRole::CLOSING, e, index++, place(ef, statement.right, 0, 0)});
+    result.push_back({EventRole::CLOSING, e, index++, right});
   }
   return result;
 }

@@ -71,10 +71,12 @@ std::vector<PlacedEvent> place_action_events(model::ExpressionFactory& ef,
                                              const rational& plan_epsilon);
 
 /// The events of the problem's timed literals and goals (timed expressions, one for each interval),
-/// with indices from 0. A goal at the start point makes no event.
+/// with indices from 0. A goal at the start point makes no event. One that is open on the left
+/// opens `plan_epsilon` later than it says.
 std::vector<PlacedEvent> place_problem_events(model::ExpressionFactory& ef,
                                               const std::vector<model::Expression>& literals,
-                                              const std::vector<model::Expression>& goals);
+                                              const std::vector<model::Expression>& goals,
+                                              const rational& plan_epsilon);
 
 /// Sorts by key, at one key conditions before effects, else in the order given.
 void sort_table(std::vector<PlacedEvent>& table);

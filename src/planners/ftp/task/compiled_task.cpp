@@ -112,10 +112,10 @@ void CompiledTask::make_problem_templates() {
   const auto goals = group_by_interval(ef, statements_.goals, ef.make_end_anchor());
   for (const Expression goal : goals) {
     const TimedStatement statement = decompose_statement(goal);
-    if (is_at_start(ef, statement.left))
+    if (statement.left_closed && is_at_start(ef, statement.left))
       initial_conditions_.push_back(add_condition(statement.body));
   }
-  std::vector<PlacedEvent> placed = place_problem_events(ef, literals, goals);
+  std::vector<PlacedEvent> placed = place_problem_events(ef, literals, goals, plan_epsilon_);
   sort_table(placed);
   templates_.resize(FIRST_ACTION);
   // The two events of a goal have neighbouring numbers, whatever lists they are in.
