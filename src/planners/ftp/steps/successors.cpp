@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "shell/errors.h"
+
 namespace kelvo::ftp {
 
 namespace {
@@ -148,10 +150,29 @@ bool GuidedSuccessors::apply_effects(GuidedState& state, const GuidedStep& step)
     ids_before_ = state.ids;
     before = {bits_before_.data(), ids_before_.data()};
   }
+  if (step.may_write_twice && writes_twice(step, before)) return false;
   for (const EffectProgram* effect : step.effects) {
     if (!machine_.apply(*effect, before, state.bits.data(), state.ids.data())) return false;
   }
   return true;
+}
+
+// An argument outside its bounds is left to the effect itself.
+bool GuidedSuccessors::writes_twice(const GuidedStep& step, const StateValues& before) {
+  written_.clear();
+  for (const EffectProgram* effect : step.effects) {
+    written_.insert(written_.end(), effect->writes.begin(), effect->writes.end());
+    for (const Assignment& assignment : effect->assignments) {
+      if (assignment.target == nullptr) continue;
+      try {
+        written_.push_back(machine_.target_slot(*assignment.target, before));
+      } catch (const OutOfBoundsValue&) {
+        return false;
+      }
+    }
+  }
+  std::sort(written_.begin(), written_.end());
+  return std::adjacent_find(written_.begin(), written_.end()) != written_.end();
 }
 
 bool GuidedSuccessors::open_conditions_hold(const GuidedState& state, const GuidedStep& step) {

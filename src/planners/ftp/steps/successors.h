@@ -56,6 +56,7 @@ class GuidedSuccessors {
   bool all_hold(const std::vector<const Condition*>& conditions, const StateValues& values);
   bool apply_step(GuidedState& state, const GuidedStep& step, std::uint32_t node);
   bool apply_effects(GuidedState& state, const GuidedStep& step);
+  bool writes_twice(const GuidedStep& step, const StateValues& before);
   bool open_conditions_hold(const GuidedState& state, const GuidedStep& step);
   bool open_action(GuidedState& state, std::uint32_t list);
   bool apply_next_step(GuidedState& state, std::size_t open);
@@ -72,6 +73,7 @@ class GuidedSuccessors {
   bool has_met_bounds_ = false;
   std::vector<std::uint64_t> bits_before_;
   std::vector<ValueId> ids_before_;
+  std::vector<std::size_t> written_;
 };
 
 }  // namespace kelvo::ftp

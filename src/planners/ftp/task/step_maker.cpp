@@ -27,6 +27,18 @@ bool writes_twice(const GuidedStep& step) {
   return std::adjacent_find(slots.begin(), slots.end()) != slots.end();
 }
 
+bool may_write_twice(const GuidedStep& step) {
+  std::size_t num_writes = 0;
+  std::size_t num_moving = 0;
+  for (const EffectProgram* effect : step.effects) {
+    num_writes += effect->writes.size();
+    for (const Assignment& assignment : effect->assignments) {
+      if (assignment.target != nullptr) ++num_moving;
+    }
+  }
+  return num_moving > 0 && num_moving + num_writes > 1;
+}
+
 }  // namespace
 
 rational GuidedStepMaker::nominal_duration(const EventTemplate& events) const {
@@ -102,6 +114,7 @@ void GuidedStepMaker::append(std::uint32_t number, Draft& draft) {
   for (auto& [instant, step] : draft.steps) {
     step.list = number;
     step.position = position;
+    step.may_write_twice = may_write_twice(step);
     for (const EffectProgram* effect : step.effects) {
       for (const Assignment& assignment : effect->assignments) {
         if (!assignment.is_constant || assignment.target != nullptr) {

@@ -28,6 +28,8 @@ struct GuidedStep {
   std::vector<const Condition*> opened;
   /// An effect computes a value, so that the state before it is needed.
   bool has_computed_effects = false;
+  /// Several effects, one of them on a fluent whose arguments depend on the state: two may meet.
+  bool may_write_twice = false;
 
   /// What orders the step among others: see `GuidedTask`. What `reads` asks is the value before the
   /// instant of the step; what `reads_behind` asks beside it, as conditions do that open here, is
