@@ -71,8 +71,9 @@ void print_plan(Environment& env, const Plan& plan, PlanCheck& check) {
       time_triggered->is_changed_by_rounding()) {
     const std::shared_ptr<TimeTriggeredPlan> rounded = time_triggered->rounded();
     if (rounded == nullptr || !check.is_valid(*rounded)) {
-      LOG(LogLevel::INFO) << "The times of the plan are printed exactly: it is not valid with "
-                             "rounded ones";
+      LOG(LogLevel::INFO)
+          << "The times of the plan are printed exactly: rounded, it would not be valid, "
+             "or not be read";
       time_triggered->print_exactly(std::cout);
       return;
     }

@@ -116,6 +116,7 @@ class Validation {
     std::shared_ptr<TimeTriggeredPlan> plan = text_.plan;
     if (!chain_.transformers().empty()) {
       plan = std::make_shared<TimeTriggeredPlan>(chain_.map_back(plan));
+      name_mapped_steps(*plan);
     }
     const Configuration& configuration = env_.configuration();
     StrictOptions options;
@@ -123,6 +124,17 @@ class Validation {
     options.epsilon = rational_from_string(configuration.get_string_value("epsilon"));
     if (options.epsilon < 0) throw InvalidParameterError("The option 'epsilon' is negative");
     return StrictJudge(env_, problem_, options).judge(*plan);
+  }
+
+  // Where as many steps start at a time as were read there, they are in the same order.
+  void name_mapped_steps(const TimeTriggeredPlan& mapped) {
+    for (const auto& [time, steps] : mapped.plan()) {
+      const auto read = text_.plan->plan().find(time);
+      if (read == text_.plan->plan().end() || read->second.size() != steps.size()) continue;
+      for (std::size_t i = 0; i < steps.size(); ++i) {
+        text_.lines[steps[i].get()] = text_.lines.at(read->second[i].get());
+      }
+    }
   }
 
   void explain(const StrictFault& fault) const {

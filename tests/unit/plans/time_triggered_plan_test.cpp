@@ -1,5 +1,7 @@
 #include "plans/time_triggered_plan.h"
 
+#include <tuple>
+
 #include "plans/pot_plan.h"
 #include "tests/unit/plans/plan_fixture.h"
 
@@ -61,6 +63,33 @@ TEST_F(TimeTriggeredPlanTest, RoundingOfTimesIsToldOnce) {
             "1/3: wait() [1/3]\n"
             "1234567: wait() [1]\n");
   EXPECT_EQ(log.text(), "");
+}
+
+// What is printed without loss, and what a reader of the rounded text sees: "" for nothing at all.
+TEST_F(TimeTriggeredPlanTest, TimesAreExactOrReadAsTheyAreRounded) {
+  const std::tuple<rational, const char*, const char*> cases[] = {
+      {0, "0: wait()\n", "0: wait()\n"},
+      {rational(5, 4), "1.25: wait()\n", "1.25: wait()\n"},
+      {rational(1, 3), "1/3: wait()\n", "0.33: wait()\n"},
+      {rational(1, 12), "1/12: wait()\n", "0.08: wait()\n"},
+      {rational(1, 200), "0.005: wait()\n", "0.01: wait()\n"},
+      {rational(7, 32), "0.21875: wait()\n", "0.22: wait()\n"},
+      {rational(1234564, 100), "12345.64: wait()\n", "12345.6: wait()\n"},
+      {rational(12345601, 10), "1234560.1: wait()\n", ""},
+      {rational(-1, 20), "-0.05: wait()\n", "-0.05: wait()\n"},
+  };
+  for (const auto& [time, exact, rounded] : cases) {
+    TimeTriggeredPlan plan(env);
+    add(plan, time, wait, {}, std::nullopt);
+    std::ostringstream printed;
+    plan.print_exactly(printed);
+    EXPECT_EQ(printed.str(), exact);
+    EXPECT_EQ(plan.is_changed_by_rounding(), std::string(exact) != rounded) << exact;
+    std::ostringstream read;
+    const std::shared_ptr<TimeTriggeredPlan> as_read = plan.rounded();
+    if (as_read != nullptr) as_read->print_exactly(read);
+    EXPECT_EQ(read.str(), rounded);
+  }
 }
 
 TEST_F(TimeTriggeredPlanTest, SharesTheStepsOfAnotherTimeTriggeredPlan) {
