@@ -54,7 +54,7 @@ TEST_F(PlanCheckTest, JudgesPlansOnTheProblemAsItWasRead) {
   check.confirmed()->print(confirmed);
   EXPECT_EQ(confirmed.str(), "0: l.move(hall, roof) [4]\n5: l.move(roof, hall) [4]\n");
   std::ostringstream report;
-  check.report_refusals(report);
+  check.explain_first_refusal(report);
   EXPECT_EQ(report.str(), "");
 }
 
@@ -72,8 +72,8 @@ TEST_F(PlanCheckTest, TellsThatAllPlansWereRefusedAndWhyTheFirst) {
   EXPECT_FALSE(check.passes(flat_plan("0: _Lift_move(l, hall, roof) [5]\n")));
   EXPECT_EQ(check.confirmed(), nullptr);
   std::ostringstream report;
-  check.report_refusals(report);
-  EXPECT_THAT(report.str(), HasSubstr("No plan could be confirmed: 2 plans were found"));
+  check.explain_first_refusal(report);
+  EXPECT_EQ(check.num_refused(), 2u);
   EXPECT_THAT(report.str(), HasSubstr("Why: the condition does not hold, at time 0.\n"
                                       "  Step: 0: l.move(roof, hall) [4]\n"));
   EXPECT_THAT(report.str(), HasSubstr("l.at is hall"));
