@@ -23,20 +23,35 @@ while [[ ${1:-} == --* ]]; do
 done
 
 folder=build/release
+if ! mkdir -p "$folder" 2>/dev/null || [[ ! -w $folder ]]; then
+  echo "build-release: Kelvo is not built for these sources, and $PWD/$folder cannot be written" >&2
+  exit 1
+fi
+
+# Two calls at once would disturb each other, in the folder and when they install packages.
+exec 9>"$folder/.lock"
+flock 9
+
+scripts/install-deps.sh "$packages" 9>&- || exit 1
+
+# CMake refuses a cache that was made for another folder: the checkout was moved or copied.
+cached() { sed -n "s|^$1:INTERNAL=||p" "$folder/CMakeCache.txt"; }
+if [[ -f $folder/CMakeCache.txt ]] &&
+  [[ ! $(cached CMAKE_HOME_DIRECTORY) -ef . || ! $(cached CMAKE_CACHEFILE_DIR) -ef $folder ]]; then
+  echo "The checkout has moved; $folder is made anew" >&2
+  find "$folder" -mindepth 1 ! -path "$folder/.lock" -delete
+fi
+
 # A build without tests needs fewer packages; one that has them keeps them.
 [[ ${#options[@]} -gt 0 || -f $folder/CMakeCache.txt ]] || options=(-DKELVO_BUILD_TESTS=OFF)
-
-scripts/install-deps.sh "$packages" || exit 1
-mkdir -p "$folder"
 command -v ccache >/dev/null && options+=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
 build() {
   cmake --preset release "${options[@]}" && cmake --build "$folder" --target "$@"
 }
 
-# Two calls at once would disturb each other in the same folder.
-exec 9>"$folder/.lock"
-flock 9
+# What changes while the build runs is newer than the stamp.
+touch "$folder/.building"
 if [[ $quiet == yes ]]; then
   echo "Building Kelvo in $folder (this is done once) ..." >&2
   if ! build "$@" >"$folder/build.log" 2>&1 </dev/null 9>&-; then
@@ -47,4 +62,4 @@ if [[ $quiet == yes ]]; then
 else
   build "$@" </dev/null 9>&- || exit 1
 fi
-touch "$folder/.built"
+mv "$folder/.building" "$folder/.built"

@@ -51,7 +51,7 @@ command -v apt-get >/dev/null || give_up "there is no apt-get"
 echo "install-deps: installing ${missing[*]}" >&2
 install() {
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y --no-install-recommends "${missing[@]}" </dev/null >&2
+    apt-get -o DPkg::Lock::Timeout=600 install -y --no-install-recommends "${missing[@]}" </dev/null >&2
 }
 # Package lists may be absent or old; then the first attempt fails and is repeated with fresh ones.
 install || { "${as_root[@]}" apt-get update </dev/null >&2 && install; }
