@@ -18,6 +18,7 @@ SMALL = Type("integer", 0, 4)
 INDEX = Type("integer", 0, 2)
 LEVEL = Type("float", Fraction(0), Fraction(6))
 OBJECTS = ("o0", "o1")
+LARGE = ("12345.678", "1234567.5", "12345678901234567890")
 
 
 @dataclass
@@ -64,6 +65,10 @@ class Generator:
     def integer(self, n):
         """PDDL knows no integers."""
         return rational(n) if self.is_pddl else ("int", n)
+
+    @staticmethod
+    def number_constant(n):
+        return ("int", int(n)) if n.denominator == 1 else rational(n)
 
     # ----- symbols --------------------------------------------------------------------------
 
@@ -202,6 +207,8 @@ class Generator:
                 options += ["fluent"]
             if self.likes_to("no duration", 7):
                 options += ["none", "zero"]
+        if self.likes_to("large times", 8):
+            options += ["large"] * 5
         kind = self.pick(*options)
         least = Fraction(1 + self.random.randrange(4))
         relation = self.pick(":=", "==") if not self.is_pddl else ":="
@@ -238,6 +245,9 @@ class Generator:
             name = self.pick(*self.fluents_of("integer"))
             say((self.pick(":=", ">="), ("+", self.application(name, things_of(action)),
                                          self.integer(1))))
+        elif kind == "large":
+            least = Fraction(self.pick(*LARGE))
+            say((relation, self.number_constant(least)))
         elif kind == "zero":
             least = Fraction(0)
             say((":=", self.integer(0)))
@@ -299,7 +309,10 @@ class Generator:
             options = [self.integer(self.random.randrange(5)), ("/", target, self.integer(2)),
                        ("-", self.integer(3), target)]
         if self.likes_to("effects read numbers", 40):
-            options.append(self.number(kind, parameters))
+            # Sums of literals that leave the bounds are errors before any search.
+            value = self.number(kind, parameters)
+            if symbol.type.low is None or any(x[0] == "fluent" for x in subexpressions(value)):
+                options.append(value)
         if kind == "float" and self.likes_to("effects read the duration", 20):
             options += [("duration",), ("+", target, ("duration",))]
         return self.pick(*options)
@@ -379,6 +392,8 @@ class Generator:
         options = [Fraction(1 + self.random.randrange(12)), Fraction(self.random.randrange(1, 20), 2)]
         if self.chance(25):
             options = [Fraction(self.pick("5.015", "3.333", "7.001", "40", "25.5"))]
+        if self.likes_to("large times", 8) and self.chance(40):
+            options = [Fraction(x) for x in LARGE]
         return Time("absolute", self.pick(*options))
 
     def make_timed(self):
@@ -599,6 +614,8 @@ def features_of(generated):
             kinds = {x[0] for x in subexpressions(bound)}
             if bound[0] == "rat" and (bound[1] * 100).denominator != 1:
                 found.add("duration of three decimals")
+            if bound[0] in ("int", "rat") and bound[1] > 10000:
+                found.add("large time")
             if bound[0] == "/":
                 found.add("duration by a quotient")
                 if bound[1][0] == "rat":

@@ -277,8 +277,20 @@ class Run:
         return result
 
     def good_pieces(self, c, start, end, names):
-        return [p for p in self.pieces(c, start, end)
-                if self.world.holds(c.body, p[4], names)]
+        """Where the condition of a `contains` holds. Whether it may be without a value elsewhere in
+        its window is open."""
+        good, fault = [], None
+        for piece in self.pieces(c, start, end):
+            try:
+                if self.world.holds(c.body, piece[4], names):
+                    good.append(piece)
+            except Invalid as found:
+                fault = found
+        if fault is not None and good:
+            raise Unclear(str(fault))
+        if fault is not None:
+            raise fault
+        return good
 
     def check(self, c, start, end, names, owner):
         if c.kind == "point":
