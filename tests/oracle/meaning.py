@@ -336,6 +336,17 @@ class Run:
                     raise Invalid(f"no time for the label {label} in its order")
                 earliest[label] = min(times)
 
+    def instants(self):
+        """Times at which something happens or is asked."""
+        found = {Fraction(0)} | {i for i, _ in self.changes}
+        for start, end, action, _ in self.steps:
+            found |= {start, end}
+            for c in action.conditions:
+                found |= {self.at(c.left, start, end), self.at(c.right, start, end)}
+        for c in self.problem.goals:
+            found |= {self.at(c.left, Fraction(0), self.end), self.at(c.right, Fraction(0), self.end)}
+        return sorted(t for t in found if t >= 0)
+
     def validate(self):
         for start, end, action, names in self.steps:
             self.check_duration(start, end, action, names)

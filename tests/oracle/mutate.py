@@ -33,20 +33,10 @@ class Mutator:
 
     def instants(self, steps):
         """Times at which something happens: there the rules are decided."""
-        found = {Fraction(0)} | {e.time.offset for e in self.problem.timed
-                                 if e.time.anchor == "absolute"}
         try:
-            run = Run(self.problem, steps)
+            return Run(self.problem, steps).instants()
         except Invalid:
-            return sorted(found)
-        for start, end, action, _ in run.steps:
-            found |= {start, end}
-            found |= {run.at(e.time, start, end) for e in action.effects}
-            for c in action.conditions:
-                found |= {run.at(c.left, start, end), run.at(c.right, start, end)}
-        for c in self.problem.goals:
-            found |= {run.at(c.left, Fraction(0), run.end), run.at(c.right, Fraction(0), run.end)}
-        return sorted(t for t in found if t >= 0)
+            return [Fraction(0)]
 
     def random_step(self):
         pick = self.random.choice
