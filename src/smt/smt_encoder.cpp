@@ -76,6 +76,8 @@ SmtEncoder::SmtEncoder(Environment& env, const model::ProblemInstance& problem)
       problem_(problem),
       domains_(*problem),
       factory_(env),
+      quotients_(factory_, side_constraints_),
+      statement_times_(problem),
       dependency_walker_(std::make_unique<DependencyWalker>(env)) {
   model::ExpressionFactory& ef = env.expression_factory();
   const auto add_effect = [&](Expression e, const model::Action& action) {
@@ -91,6 +93,10 @@ SmtEncoder::SmtEncoder(Environment& env, const model::ProblemInstance& problem)
     const Formula number = factory_.make_rational_constant(rational(instances_.size()));
     instance_numbers_.emplace(instance.get(), number);
     instances_.emplace(number, instance);
+  }
+  for (const auto& [first, second] : problem_->labels_orderings()) {
+    chosen_.insert(first);
+    chosen_.insert(second);
   }
 }
 
@@ -160,6 +166,26 @@ Formula SmtEncoder::time_variable(std::uint32_t k) {
   return times_[k];
 }
 
+Formula SmtEncoder::end_time() {
+  if (!statement_times_.asks_exact_end) return time_variable(horizon_ - 1);
+  if (end_ == nullptr) end_ = named_variable("t_end", factory_.real_type());
+  return end_;
+}
+
+Formula SmtEncoder::time_point(const EncodingContext& context, Expression time) {
+  const Formula point = to_formula(context, time);
+  if (point == nullptr) {
+    throw InternalError() << "Found an expression that has no value: " << print_expression(time);
+  }
+  if (context.action == nullptr || is_anchored(time)) return point;
+  return factory_.make_plus(time_variable(context.action_step), point);
+}
+
+bool SmtEncoder::lands_at_first_step(const model::ActionImpl* action, Expression time) {
+  return action == nullptr && statement_times_.asks_first_instant &&
+         is_at_start(environment().expression_factory(), time);
+}
+
 Formula SmtEncoder::action_variable(const model::ActionImpl& action, std::uint32_t k) {
   Formula& variable = variables_[{&action, nullptr, k}];
   if (variable == nullptr) {
@@ -169,7 +195,7 @@ Formula SmtEncoder::action_variable(const model::ActionImpl& action, std::uint32
   return variable;
 }
 
-Formula SmtEncoder::duration_term(const model::ActionImpl& action, std::uint32_t k) {
+const rational* SmtEncoder::fixed_duration(const model::ActionImpl& action) {
   const auto [entry, is_new] = fixed_durations_.try_emplace(&action, nullptr);
   if (is_new) {
     model::ExpressionFactory& ef = environment().expression_factory();
@@ -178,7 +204,11 @@ Formula SmtEncoder::duration_term(const model::ActionImpl& action, std::uint32_t
       entry->second = factory_.make_rational_constant(ef.get_number(fixed));
     }
   }
-  if (entry->second != nullptr) return entry->second;
+  return entry->second == nullptr ? nullptr : &factory_.get_rational_constant(entry->second);
+}
+
+Formula SmtEncoder::duration_term(const model::ActionImpl& action, std::uint32_t k) {
+  if (fixed_duration(action) != nullptr) return fixed_durations_.at(&action);
   Formula& variable = variables_[{&action, this, k}];
   if (variable == nullptr) {
     variable =
@@ -220,6 +250,16 @@ Formula SmtEncoder::fluent_variable(Expression fluent, std::uint32_t k) {
     const SmtType* variable_type = smt_type(type);
     variable = named_variable(name.str(), variable_type);
     add_domain_constraint(variable, type);
+  }
+  return variable;
+}
+
+Formula SmtEncoder::chosen_time(Expression labelled) {
+  Formula& variable = variables_[{labelled, nullptr, 0}];
+  if (variable == nullptr) {
+    const model::ExpressionFactory& ef = environment().expression_factory();
+    const std::string& label = ef.get_label_from_contains(labelled->child(0));
+    variable = named_variable("t_" + label, factory_.real_type());
   }
   return variable;
 }
@@ -313,6 +353,7 @@ void SmtEncoder::encode(std::size_t h, SmtSolver& solver) {
   encode_time_order(solver);
   encode_problem_expressions(solver);
   encode_actions(solver);
+  encode_end(solver);
   encode_frame_axioms(solver);
   for (std::size_t i = 0; i < side_constraints_.size(); ++i) {
     assert_formula(solver, side_constraints_[i]);
@@ -328,13 +369,34 @@ void SmtEncoder::encode_time_order(SmtSolver& solver) {
   for (std::uint32_t k = 0; k + 1 < horizon_; ++k) {
     const Formula earlier = time_variable(k);
     const Formula later = time_variable(k + 1);
+    // Of two steps the later is the end of the plan, which lies behind 0.
+    if (k == 0 && horizon_ > 2 && statement_times_.asks_first_instant) {
+      assert_formula(solver, factory_.make_le(earlier, later));
+      continue;
+    }
     assert_formula(solver, factory_.make_lt(earlier, later));
   }
 }
 
 void SmtEncoder::encode_problem_expressions(SmtSolver& solver) {
+  model::ExpressionFactory& ef = environment().expression_factory();
   for (const Expression e : problem_->expressions()) {
-    if (const Formula f = to_formula({}, e)) assert_formula(solver, f);
+    Expression statement = e;
+    if (!ef.is_temporal_expression(e) && !ef.is_assign(e) && !ef.is_boolean_constant(e)) {
+      // A goal without a time is one at the end.
+      const Expression end = ef.make_point_interval(ef.make_end_anchor());
+      statement = ef.make_temporal_expression(end, e);
+    }
+    if (const Formula f = to_formula({}, statement)) assert_formula(solver, f);
+  }
+  encode_label_orderings(solver);
+}
+
+void SmtEncoder::encode_label_orderings(SmtSolver& solver) {
+  for (const auto& [first, second] : problem_->labels_orderings()) {
+    const Formula earlier = chosen_time(first);
+    const Formula later = chosen_time(second);
+    assert_formula(solver, factory_.make_lt(earlier, later));
   }
 }
 
@@ -343,12 +405,64 @@ void SmtEncoder::encode_actions(SmtSolver& solver) {
     for (std::uint32_t i = 1; i < horizon_; ++i) {
       std::vector<Formula> parts;
       for (const Expression e : action->expressions()) {
-        if (const Formula f = to_formula({action.get(), i, i, i}, e)) parts.push_back(f);
+        if (const Formula f = action_statement(*action, i, e)) parts.push_back(f);
+      }
+      const rational* duration = fixed_duration(*action);
+      if (duration != nullptr && *duration < 0) {
+        parts.push_back(factory_.make_boolean_constant(false));
       }
       const Formula started = action_variable(*action, i);
       assert_formula(solver, factory_.make_implies(started, conjunction(parts)));
     }
   }
+}
+
+Formula SmtEncoder::action_statement(const model::ActionImpl& action, std::uint32_t i,
+                                     Expression e) {
+  const model::ExpressionFactory& ef = environment().expression_factory();
+  if (ef.is_temporal_expression(e)) return to_formula({&action, i, i, i}, e);
+  // Without a time it is asked what holds when the action starts, before its effects.
+  const EncodingContext before{&action, i - 1, i, i - 1};
+  if (!ef.is_assign(e)) {
+    return to_formula(before, e);
+  }
+  return to_formula({&action, i, i, i}, e);
+}
+
+// The end lies one time unit behind the last end of a step and the last effect of one.
+void SmtEncoder::encode_end(SmtSolver& solver) {
+  if (!statement_times_.asks_exact_end) return;
+  const Formula end = end_time();
+  const Formula unit = factory_.make_rational_constant(1);
+  std::vector<Formula> none_started;
+  std::vector<Formula> lasts;
+  for (const auto& [name, action] : problem_->actions()) {
+    std::vector<Expression> times{environment().expression_factory().make_end_anchor()};
+    for (const auto& [fluent, effects] : effects_by_fluent_) {
+      for (const Effect& effect : effects) {
+        const bool may_be_later = model::kind_of(effect.timing()) != ExpressionKind::START &&
+                                  model::kind_of(effect.timing()) != ExpressionKind::END;
+        if (effect.action() == action && may_be_later) times.push_back(effect.timing());
+      }
+    }
+    for (std::uint32_t i = 1; i < horizon_; ++i) {
+      const Formula started = action_variable(*action, i);
+      none_started.push_back(factory_.make_not(started));
+      for (const Expression time : times) {
+        const Formula point = time_point({action.get(), i, i, i}, time);
+        const Formula behind = factory_.make_plus(point, unit);
+        const Formula is_later = factory_.make_ge(end, behind);
+        assert_formula(solver, factory_.make_implies(started, is_later));
+        const Formula is_last = factory_.make_equals(end, behind);
+        lasts.push_back(factory_.make_and(started, is_last));
+      }
+    }
+  }
+  const Formula is_unit = factory_.make_equals(end, unit);
+  none_started.push_back(is_unit);
+  lasts.push_back(conjunction(none_started));
+  assert_formula(solver, disjunction(lasts));
+  assert_formula(solver, factory_.make_ge(time_variable(horizon_ - 1), end));
 }
 
 void SmtEncoder::encode_frame_axioms(SmtSolver& solver) {
@@ -380,7 +494,7 @@ void SmtEncoder::encode_frame_axiom(SmtSolver& solver, Expression fluent, std::u
   const Formula unchanged = factory_.make_equals(before, after);
   // The end of the plan is the time of the last step, whose effects no statement would see: a plan
   // could undo its goal there.
-  if (i + 1 == horizon_) assert_formula(solver, unchanged);
+  if (i + 1 == horizon_ && !statement_times_.asks_exact_end) assert_formula(solver, unchanged);
   std::vector<Formula> alternatives;
   for (const Effect& effect : effects) add_alternatives(alternatives, effect, i, tuple);
   if (alternatives.empty()) {
@@ -406,6 +520,7 @@ void SmtEncoder::add_alternatives(std::vector<Formula>& alternatives, const Effe
   // An effect at the start of an action lands on the step of that very start.
   const bool at_start =
       action != nullptr && model::kind_of(effect.timing()) == ExpressionKind::START;
+  if (lands_at_first_step(action, effect.timing())) return;
   const std::uint32_t first = action == nullptr ? 0 : at_start ? i : 1;
   const std::uint32_t last = action == nullptr ? 0 : i;
   for (std::uint32_t a = first; a <= last; ++a) {
@@ -418,7 +533,7 @@ void SmtEncoder::add_alternatives(std::vector<Formula>& alternatives, const Effe
     std::vector<Formula> parts = std::move(match.needed);
     // At the start of the action that starts here, t_i == t_i holds by itself.
     if (!at_start) {
-      const Formula point = to_formula({action, i, a, i}, effect.timing());
+      const Formula point = time_point({action, i, a, i}, effect.timing());
       parts.push_back(factory_.make_equals(time_variable(i), point));
     }
     if (action != nullptr) parts.push_back(action_variable(*action, a));

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -13,7 +14,9 @@
 #include "model/model_fwd.h"
 #include "model/timed_effect.h"
 #include "shell/env_object.h"
+#include "smt/quotients.h"
 #include "smt/smt_factory.h"
+#include "smt/statement_times.h"
 
 namespace kelvo::smt {
 
@@ -57,7 +60,22 @@ class SmtEncoder : public EnvObject {
   std::uint32_t horizon() const { return horizon_; }
   const model::Domains& domains() const { return domains_; }
 
+  Quotients& quotients() { return quotients_; }
+
   Formula time_variable(std::uint32_t k);
+  /// The end of the plan: the time of the last step where that may be any behind the last change,
+  /// else a variable.
+  Formula end_time();
+  /// A time as a formula; a plain number counts from the start of the context's action.
+  Formula time_point(const EncodingContext& context, model::Expression time);
+  /// Whether an effect at `time` is one of the initial state, and only there.
+  bool lands_at_first_step(const model::ActionImpl* action, model::Expression time);
+  /// The fixed duration of an action, or null.
+  const rational* fixed_duration(const model::ActionImpl& action);
+
+  /// Whether an ordering asks for the moment that a labelled containment chooses.
+  bool is_chosen(model::Expression labelled) const { return chosen_.contains(labelled); }
+  Formula chosen_time(model::Expression labelled);
   Formula action_variable(const model::ActionImpl& action, std::uint32_t k);
   /// A constant when the action fixes its duration, else a variable that is not negative.
   Formula duration_term(const model::ActionImpl& action, std::uint32_t k);
@@ -84,6 +102,7 @@ class SmtEncoder : public EnvObject {
     std::vector<Formula> needed;
   };
   Equalities equalities(const std::vector<Formula>& left, const std::vector<Formula>& right);
+  void assert_formula(SmtSolver& solver, Formula f);
   /// The conjunction; a list of one element is that element.
   Formula conjunction(const std::vector<Formula>& list);
   Formula disjunction(const std::vector<Formula>& list);
@@ -123,10 +142,13 @@ class SmtEncoder : public EnvObject {
   /// depend on is left out, so that equal readings are one entry.
   std::pair<Memo*, MemoKey> memo_place(const EncodingContext& context, model::Expression e);
 
-  void assert_formula(SmtSolver& solver, Formula f);
   void encode_time_order(SmtSolver& solver);
   void encode_problem_expressions(SmtSolver& solver);
+  void encode_label_orderings(SmtSolver& solver);
   void encode_actions(SmtSolver& solver);
+  /// The formula of a statement of an action that starts at step i; null for none.
+  Formula action_statement(const model::ActionImpl& action, std::uint32_t i, model::Expression e);
+  void encode_end(SmtSolver& solver);
   void encode_frame_axioms(SmtSolver& solver);
   void encode_frame_axiom(SmtSolver& solver, model::Expression fluent, std::uint32_t i,
                           const std::vector<Effect>& effects, const std::vector<Formula>& tuple);
@@ -148,6 +170,10 @@ class SmtEncoder : public EnvObject {
   std::unordered_map<Formula, model::Instance> instances_;
   std::unordered_map<const model::FluentImpl*, std::vector<Effect>> effects_by_fluent_;
   std::vector<Formula> side_constraints_;
+  Quotients quotients_;
+  StatementTimes statement_times_;
+  Formula end_ = nullptr;
+  std::unordered_set<model::Expression> chosen_;
   std::unique_ptr<DependencyWalker> dependency_walker_;
   Memo memo_;
   Memo horizon_memo_;

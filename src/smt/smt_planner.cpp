@@ -1,6 +1,7 @@
 #include "smt/smt_planner.h"
 
 #include <chrono>
+#include <sstream>
 
 #include "model/action.h"
 #include "model/expression_factory.h"
@@ -22,13 +23,6 @@ SmtPlanner::SmtPlanner(Environment& env, const model::ProblemInstance& problem)
   OwnCompilation compilation;
   compilation.grounds_actions = false;
   compile(compilation);
-  for (const model::Expression e : chain_.problem()->expressions()) {
-    const model::ExpressionFactory& ef = env.expression_factory();
-    if (ef.is_temporal_expression(e) || ef.is_assign(e) || ef.is_boolean_constant(e)) continue;
-    LOG(LogLevel::WARN) << "[SMTPlanner] a condition without an interval must hold in the initial "
-                           "state (write [end] for a goal): "
-                        << e;
-  }
   encoder_ = std::make_unique<SmtEncoder>(env, chain_.problem());
 }
 
@@ -37,6 +31,9 @@ SmtPlanner::~SmtPlanner() = default;
 std::shared_ptr<Plan> SmtPlanner::solve() {
   const Configuration& options = environment().configuration();
   const long max_horizon = options.get_integer_value("smt-max-horizon");
+  std::ostringstream limit;
+  limit << "with fewer than " << max_horizon << " steps";
+  no_plan_ = {NoPlan::Certainty::BOUNDED, limit.str()};
   if (max_horizon < 3) return nullptr;
   for (std::size_t h = 2; h < static_cast<std::size_t>(max_horizon); ++h) {
     const std::unique_ptr<SmtSolver> solver = solve_horizon(h);
@@ -45,10 +42,14 @@ std::shared_ptr<Plan> SmtPlanner::solve() {
       throw InternalError("Optimization has not been implemented yet");
     }
     const std::shared_ptr<Plan> plan = map_back(plan_from_model(h, *solver));
+    if (!passes_test(plan)) {
+      LOG(LogLevel::WARN) << "[SMTPlanner] the plan of " << h << " steps could not be confirmed";
+      continue;
+    }
     warn_of_unset_fluents(problem());
     return plan;
   }
-  LOG(LogLevel::WARN) << "[SMTPlanner] no plan with fewer than " << max_horizon << " steps";
+  LOG(LogLevel::WARN) << "[SMTPlanner] no plan " << limit.str();
   warn_of_unset_fluents(problem());
   return nullptr;
 }
@@ -90,6 +91,12 @@ std::unique_ptr<SmtSolver> SmtPlanner::solve_horizon(std::size_t h) {
   if (result == SolverResult::UNKNOWN) {
     LOG(LogLevel::WARN) << "[SMTPlanner] h: " << h
                         << ", no answer of the solver: " << solver->unknown_reason();
+    if (no_plan_.certainty == NoPlan::Certainty::BOUNDED) {
+      std::ostringstream reason;
+      reason << "the solver gave up at " << h << " steps";
+      if (!solver->unknown_reason().empty()) reason << ": " << solver->unknown_reason();
+      no_plan_ = {NoPlan::Certainty::UNDECIDED, reason.str()};
+    }
   }
   return nullptr;
 }

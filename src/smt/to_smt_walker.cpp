@@ -11,6 +11,7 @@
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/log.h"
+#include "smt/statement_times.h"
 
 namespace kelvo::smt {
 
@@ -135,7 +136,9 @@ Formula ToSmtWalker::walk_ge(Expression e) const {
 }
 
 Formula ToSmtWalker::walk_div(Expression e) const {
-  return binary(e, &SmtFactory::make_div);
+  const Formula dividend = child_value(e, 0);
+  const Formula divisor = child_value(e, 1);
+  return encoder_.quotients().quotient(environment(), e, dividend, divisor);
 }
 
 Formula ToSmtWalker::walk_minus(Expression e) const {
@@ -208,7 +211,7 @@ Formula ToSmtWalker::walk_start(Expression) const {
 }
 
 Formula ToSmtWalker::walk_end(Expression) const {
-  if (context_.action == nullptr) return last_time();
+  if (context_.action == nullptr) return encoder_.end_time();
   const Formula start = encoder_.time_variable(context_.action_step);
   const Formula duration = encoder_.duration_term(*context_.action, context_.action_step);
   return factory_.make_plus(start, duration);
@@ -365,9 +368,9 @@ Formula ToSmtWalker::walk_temporal_expression(Expression e) const {
   const Expression body = e->child(1);
   if (is_effect(environment().expression_factory(), body)) return timed_effect(interval, body);
   if (environment().expression_factory().is_contains(interval)) {
-    return contained_condition(interval, body);
+    return contained_condition(e);
   }
-  return timed_condition(interval, body);
+  return timed_condition(e);
 }
 
 Formula ToSmtWalker::last_time() const {
@@ -382,21 +385,42 @@ Formula ToSmtWalker::timed_effect(Expression interval, Expression body) const {
   if (!environment().expression_factory().is_point_interval(interval)) {
     throw InternalError("Effects on non-point intervals are not supported");
   }
-  const Formula point = encoder_.to_formula(context_, interval->child(0));
+  const Formula point = encoder_.time_point(context_, interval->child(0));
+  const std::uint32_t end =
+      encoder_.lands_at_first_step(context_.action, interval->child(0)) ? 1 : encoder_.horizon();
   Formulas landings;
-  for (std::uint32_t k = context_.action_step; k < encoder_.horizon(); ++k) {
-    const Formula here = factory_.make_equals(encoder_.time_variable(k), point);
-    const Formula change = at_step(body, k);
-    landings.push_back(factory_.make_and(here, change));
+  for (std::uint32_t k = context_.action_step; k < end; ++k) {
+    Formulas parts;
+    parts.push_back(factory_.make_equals(encoder_.time_variable(k), point));
+    parts.push_back(at_step(body, k));
+    landings.push_back(factory_.make_and(parts));
   }
   return encoder_.disjunction(landings);
 }
 
 ToSmtWalker::Span ToSmtWalker::span_of(Expression interval) const {
-  const Formula lower = at_step(interval->child(0), context_.action_step);
+  const EncodingContext context{context_.action, context_.action_step, context_.action_step,
+                                context_.action_step};
+  const Formula lower = encoder_.time_point(context, interval->child(0));
   const Formula upper =
-      interval->arity() == 1 ? nullptr : at_step(interval->child(1), context_.action_step);
+      interval->arity() == 1 ? nullptr : encoder_.time_point(context, interval->child(1));
   return {lower, upper};
+}
+
+Formula ToSmtWalker::not_empty(const TimedStatement& statement, const Span& span) const {
+  const bool is_closed = statement.left_closed && statement.right_closed;
+  switch (
+      extent_of(environment(), statement, context_.action,
+                context_.action == nullptr ? nullptr : encoder_.fixed_duration(*context_.action))) {
+    case Extent::NEVER_EMPTY:
+      return nullptr;
+    case Extent::ALWAYS_EMPTY:
+      return factory_.make_boolean_constant(false);
+    case Extent::PERHAPS_EMPTY:
+      break;
+  }
+  return is_closed ? factory_.make_le(span.lower, span.upper)
+                   : factory_.make_lt(span.lower, span.upper);
 }
 
 Formula ToSmtWalker::in_force_at_lower(const Span& span, bool left_open, std::uint32_t k) const {
@@ -417,14 +441,18 @@ Formula ToSmtWalker::begins_inside(const Span& span, bool left_open, std::uint32
   return factory_.make_and(before_end, behind_start);
 }
 
-Formula ToSmtWalker::timed_condition(Expression interval, Expression body) const {
+Formula ToSmtWalker::timed_condition(Expression e) const {
   const model::ExpressionFactory& ef = environment().expression_factory();
+  const Expression interval = e->child(0);
+  const Expression body = e->child(1);
   if (!ef.is_interval(interval)) {
     throw InternalError("Unreachable code: unexpected type of interval found");
   }
   const Span span = span_of(interval);
   const bool left_open = ef.is_open_interval(interval) || ef.is_left_open_interval(interval);
   const bool is_point = span.upper == nullptr;
+  const Formula guard = not_empty(decompose_statement(e), span);
+  if (guard != nullptr && factory_.is_boolean_constant(guard)) return factory_.make_not(guard);
   Formulas parts;
   parts.push_back(factory_.make_ge(last_time(), is_point ? span.lower : span.upper));
   for (std::uint32_t k = first_step_with_predecessor(); k < encoder_.horizon(); ++k) {
@@ -444,11 +472,18 @@ Formula ToSmtWalker::timed_condition(Expression interval, Expression body) const
     const Formula holds = at_step(body, 0);
     parts.push_back(factory_.make_implies(at_beginning, holds));
   }
-  return factory_.make_and(parts);
+  // There is no state before the plan.
+  if (!is_never_negative(environment(), interval->child(0))) {
+    parts.push_back(factory_.make_ge(span.lower, encoder_.time_variable(0)));
+  }
+  const Formula asked = factory_.make_and(parts);
+  return guard == nullptr ? asked : factory_.make_implies(guard, asked);
 }
 
-Formula ToSmtWalker::contained_condition(Expression contains, Expression body) const {
+Formula ToSmtWalker::contained_condition(Expression e) const {
   const model::ExpressionFactory& ef = environment().expression_factory();
+  const Expression contains = e->child(0);
+  const Expression body = e->child(1);
   if (contains->arity() == 2) throw InternalError("Unsupported contains with duration");
   const Expression interval = contains->child(0);
   if (ef.is_point_interval(interval)) {
@@ -459,6 +494,9 @@ Formula ToSmtWalker::contained_condition(Expression contains, Expression body) c
     throw InternalError("Unsupported contains on non-closed intervals");
   }
   const Span span = span_of(interval);
+  if (context_.action == nullptr && encoder_.is_chosen(e)) {
+    return chosen_moment(span, body, encoder_.chosen_time(e));
+  }
   const Formula reach = factory_.make_ge(last_time(), span.upper);
   Formulas at_lower;
   for (std::uint32_t k = first_step_with_predecessor(); k < encoder_.horizon(); ++k) {
@@ -478,7 +516,27 @@ Formula ToSmtWalker::contained_condition(Expression contains, Expression body) c
   const Formula begun = factory_.make_and(reach, some_inside);
   const Formula at_beginning = factory_.make_equals(span.lower, encoder_.time_variable(0));
   const Formula initially = factory_.make_and(at_beginning, at_step(body, 0));
-  return factory_.make_or(in_force, begun, initially);
+  const Formula met = factory_.make_or(in_force, begun, initially);
+  const Formula guard = not_empty(decompose_statement(e), span);
+  return guard == nullptr ? met : factory_.make_and(guard, met);
+}
+
+Formula ToSmtWalker::chosen_moment(const Span& span, Expression body, Formula moment) const {
+  const Formula start = encoder_.time_variable(0);
+  Formulas parts;
+  parts.push_back(factory_.make_ge(moment, span.lower));
+  parts.push_back(factory_.make_le(moment, span.upper));
+  parts.push_back(factory_.make_ge(moment, start));
+  parts.push_back(factory_.make_ge(last_time(), moment));
+  for (std::uint32_t k = 1; k < encoder_.horizon(); ++k) {
+    const Formula in_force = in_force_at_lower({moment, nullptr}, /*left_open=*/false, k);
+    const Formula holds = at_step(body, k - 1);
+    parts.push_back(factory_.make_implies(in_force, holds));
+  }
+  const Formula at_beginning = factory_.make_equals(moment, start);
+  const Formula holds = at_step(body, 0);
+  parts.push_back(factory_.make_implies(at_beginning, holds));
+  return factory_.make_and(parts);
 }
 
 }  // namespace kelvo::smt

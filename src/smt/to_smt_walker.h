@@ -91,9 +91,14 @@ class ToSmtWalker : public model::ExpressionWalker<Formula> {
                                const Formulas& arguments) const;
 
   Formula timed_effect(model::Expression interval, model::Expression body) const;
-  Formula timed_condition(model::Expression interval, model::Expression body) const;
-  Formula contained_condition(model::Expression interval, model::Expression body) const;
+  Formula timed_condition(model::Expression e) const;
+  Formula contained_condition(model::Expression e) const;
+  /// `body` holds at the moment that a labelled containment has chosen.
+  Formula chosen_moment(const Span& span, model::Expression body, Formula moment) const;
   Span span_of(model::Expression interval) const;
+  /// That the interval of a statement holds any moment; null when it always does, a constant when
+  /// it never does.
+  Formula not_empty(const TimedStatement& statement, const Span& span) const;
   /// For each k from `max(action_step, 1)`: the state before step k is in force at the lower bound,
   /// (t_(k-1) < lower and t_k >= lower), for a left-open span with the equalities exchanged.
   Formula in_force_at_lower(const Span& span, bool left_open, std::uint32_t k) const;

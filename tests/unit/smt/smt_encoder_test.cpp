@@ -78,11 +78,11 @@ class SmtEncoderTest : public testing::Test {
 TEST_F(SmtEncoderTest, StatementsAreReadAtTheStepsThatTheirTimesSelect) {
   const Recording r = encode(
       "fluent boolean p; fluent boolean q;"
-      "[start] p := false; [end] p; (start, end] q;",
+      "[start] p := false; [start] q := false; [end] p; (start, end] q;",
       2);
   for (const char* expected : {
            "(0 < t_1)",
-           "(((0 == 0) & (fluent_p_0 == false)) | ((t_1 == 0) & (fluent_p_1 == false)))",
+           "((0 == 0) & (fluent_p_0 == false))",
            "((t_1 >= t_1) & (((0 < t_1) & (t_1 >= t_1)) -> fluent_p_0) & "
            "((t_1 == 0) -> fluent_p_0))",
            "((t_1 >= t_1) & (((0 <= 0) & (t_1 > 0)) -> fluent_q_0) & "

@@ -88,10 +88,10 @@ TEST_F(SmtPlannerTest, TheHorizonStaysBelowItsLimit) {
 }
 
 TEST_F(SmtPlannerTest, TwoEffectsOnOneFluentExcludeEachOther) {
-  EXPECT_EQ(solve("fluent boolean p; [start] p := false; [end] p;"
+  EXPECT_EQ(solve("fluent boolean p; [start] p := false; [8] p;"
                   "[start + 5] p := true; [start + (2 + 3)] p := true;"),
             nullptr);
-  EXPECT_NE(solve("fluent boolean p; [start] p := false; [end] p;"
+  EXPECT_NE(solve("fluent boolean p; [start] p := false; [8] p;"
                   "[start + 5] p := true; [start + (2 + 4)] p := true;"),
             nullptr);
 }
