@@ -13,6 +13,7 @@
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/hashing.h"
+#include "smt/definedness.h"
 #include "smt/to_smt_walker.h"
 
 namespace kelvo::smt {
@@ -98,6 +99,7 @@ SmtEncoder::SmtEncoder(Environment& env, const model::ProblemInstance& problem)
     chosen_.insert(first);
     chosen_.insert(second);
   }
+  definedness_ = std::make_unique<Definedness>(*this);
 }
 
 SmtEncoder::~SmtEncoder() = default;
@@ -250,6 +252,16 @@ Formula SmtEncoder::fluent_variable(Expression fluent, std::uint32_t k) {
     const SmtType* variable_type = smt_type(type);
     variable = named_variable(name.str(), variable_type);
     add_domain_constraint(variable, type);
+  }
+  return variable;
+}
+
+Formula SmtEncoder::is_set_variable(Expression fluent, std::uint32_t k) {
+  Formula& variable = variables_[{fluent, definedness_.get(), k}];
+  if (variable == nullptr) {
+    std::ostringstream name;
+    name << "is_set_" << print_expression(fluent) << '_' << k;
+    variable = named_variable(name.str(), factory_.boolean_type());
   }
   return variable;
 }
@@ -424,9 +436,11 @@ Formula SmtEncoder::action_statement(const model::ActionImpl& action, std::uint3
   // Without a time it is asked what holds when the action starts, before its effects.
   const EncodingContext before{&action, i - 1, i, i - 1};
   if (!ef.is_assign(e)) {
-    return to_formula(before, e);
+    return definedness_->can_fail(e) ? definedness_->holds(before, e) : to_formula(before, e);
   }
-  return to_formula({&action, i, i, i}, e);
+  const Formula assigned = to_formula({&action, i, i, i}, e);
+  const Formula has_value = definedness_->has_value(before, e->child(1));
+  return has_value == nullptr ? assigned : factory_.make_and(assigned, has_value);
 }
 
 // The end lies one time unit behind the last end of a step and the last effect of one.
@@ -497,6 +511,7 @@ void SmtEncoder::encode_frame_axiom(SmtSolver& solver, Expression fluent, std::u
   if (i + 1 == horizon_ && !statement_times_.asks_exact_end) assert_formula(solver, unchanged);
   std::vector<Formula> alternatives;
   for (const Effect& effect : effects) add_alternatives(alternatives, effect, i, tuple);
+  definedness_->explain(solver, fluent, i, alternatives);
   if (alternatives.empty()) {
     // not (not (before == after))
     assert_formula(solver, factory_.make_not(factory_.make_not(unchanged)));

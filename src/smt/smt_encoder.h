@@ -20,6 +20,8 @@
 
 namespace kelvo::smt {
 
+class Definedness;
+
 /// Where a subexpression is read: the action whose parameters, duration and anchors it means (null
 /// for the problem's own), and three steps.
 struct EncodingContext {
@@ -60,6 +62,7 @@ class SmtEncoder : public EnvObject {
   std::uint32_t horizon() const { return horizon_; }
   const model::Domains& domains() const { return domains_; }
 
+  Definedness& definedness() { return *definedness_; }
   Quotients& quotients() { return quotients_; }
 
   Formula time_variable(std::uint32_t k);
@@ -70,6 +73,8 @@ class SmtEncoder : public EnvObject {
   Formula time_point(const EncodingContext& context, model::Expression time);
   /// Whether an effect at `time` is one of the initial state, and only there.
   bool lands_at_first_step(const model::ActionImpl* action, model::Expression time);
+  /// That a ground fluent has a value behind step k. `Definedness` says when.
+  Formula is_set_variable(model::Expression fluent, std::uint32_t k);
   /// The fixed duration of an action, or null.
   const rational* fixed_duration(const model::ActionImpl& action);
 
@@ -174,6 +179,7 @@ class SmtEncoder : public EnvObject {
   StatementTimes statement_times_;
   Formula end_ = nullptr;
   std::unordered_set<model::Expression> chosen_;
+  std::unique_ptr<Definedness> definedness_;
   std::unique_ptr<DependencyWalker> dependency_walker_;
   Memo memo_;
   Memo horizon_memo_;

@@ -11,6 +11,7 @@
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/log.h"
+#include "smt/definedness.h"
 #include "smt/statement_times.h"
 
 namespace kelvo::smt {
@@ -393,9 +394,20 @@ Formula ToSmtWalker::timed_effect(Expression interval, Expression body) const {
     Formulas parts;
     parts.push_back(factory_.make_equals(encoder_.time_variable(k), point));
     parts.push_back(at_step(body, k));
+    const std::uint32_t before = k == 0 ? 0 : k - 1;
+    const EncodingContext read{context_.action, before, context_.action_step, before};
+    if (const Formula can_assign = encoder_.definedness().can_assign(read, body)) {
+      parts.push_back(can_assign);
+    }
     landings.push_back(factory_.make_and(parts));
   }
   return encoder_.disjunction(landings);
+}
+
+Formula ToSmtWalker::holds_at(Expression condition, std::uint32_t step) const {
+  if (!encoder_.definedness().can_fail(condition)) return at_step(condition, step);
+  return encoder_.definedness().holds({context_.action, step, context_.action_step, step},
+                                      condition);
 }
 
 ToSmtWalker::Span ToSmtWalker::span_of(Expression interval) const {
@@ -457,19 +469,19 @@ Formula ToSmtWalker::timed_condition(Expression e) const {
   parts.push_back(factory_.make_ge(last_time(), is_point ? span.lower : span.upper));
   for (std::uint32_t k = first_step_with_predecessor(); k < encoder_.horizon(); ++k) {
     const Formula in_force = in_force_at_lower(span, left_open, k);
-    const Formula holds = at_step(body, k - 1);
+    const Formula holds = holds_at(body, k - 1);
     parts.push_back(factory_.make_implies(in_force, holds));
   }
   if (!is_point) {
     for (std::uint32_t k = context_.action_step; k < encoder_.horizon(); ++k) {
       const Formula inside = begins_inside(span, left_open, k);
-      const Formula holds = at_step(body, k);
+      const Formula holds = holds_at(body, k);
       parts.push_back(factory_.make_implies(inside, holds));
     }
   }
   if (!left_open) {
     const Formula at_beginning = factory_.make_equals(span.lower, encoder_.time_variable(0));
-    const Formula holds = at_step(body, 0);
+    const Formula holds = holds_at(body, 0);
     parts.push_back(factory_.make_implies(at_beginning, holds));
   }
   // There is no state before the plan.
@@ -501,13 +513,13 @@ Formula ToSmtWalker::contained_condition(Expression e) const {
   Formulas at_lower;
   for (std::uint32_t k = first_step_with_predecessor(); k < encoder_.horizon(); ++k) {
     const Formula in_force = in_force_at_lower(span, /*left_open=*/false, k);
-    const Formula holds = at_step(body, k - 1);
+    const Formula holds = holds_at(body, k - 1);
     at_lower.push_back(factory_.make_and(in_force, holds));
   }
   Formulas inside;
   for (std::uint32_t k = context_.action_step; k < encoder_.horizon(); ++k) {
     const Formula begins = begins_inside(span, /*left_open=*/false, k);
-    const Formula holds = at_step(body, k);
+    const Formula holds = holds_at(body, k);
     inside.push_back(factory_.make_and(begins, holds));
   }
   const Formula some_at_lower = encoder_.disjunction(at_lower);
@@ -515,7 +527,7 @@ Formula ToSmtWalker::contained_condition(Expression e) const {
   const Formula in_force = factory_.make_and(reach, some_at_lower);
   const Formula begun = factory_.make_and(reach, some_inside);
   const Formula at_beginning = factory_.make_equals(span.lower, encoder_.time_variable(0));
-  const Formula initially = factory_.make_and(at_beginning, at_step(body, 0));
+  const Formula initially = factory_.make_and(at_beginning, holds_at(body, 0));
   const Formula met = factory_.make_or(in_force, begun, initially);
   const Formula guard = not_empty(decompose_statement(e), span);
   return guard == nullptr ? met : factory_.make_and(guard, met);
@@ -530,11 +542,11 @@ Formula ToSmtWalker::chosen_moment(const Span& span, Expression body, Formula mo
   parts.push_back(factory_.make_ge(last_time(), moment));
   for (std::uint32_t k = 1; k < encoder_.horizon(); ++k) {
     const Formula in_force = in_force_at_lower({moment, nullptr}, /*left_open=*/false, k);
-    const Formula holds = at_step(body, k - 1);
+    const Formula holds = holds_at(body, k - 1);
     parts.push_back(factory_.make_implies(in_force, holds));
   }
   const Formula at_beginning = factory_.make_equals(moment, start);
-  const Formula holds = at_step(body, 0);
+  const Formula holds = holds_at(body, 0);
   parts.push_back(factory_.make_implies(at_beginning, holds));
   return factory_.make_and(parts);
 }

@@ -99,6 +99,8 @@ class ToSmtWalker : public model::ExpressionWalker<Formula> {
   /// That the interval of a statement holds any moment; null when it always does, a constant when
   /// it never does.
   Formula not_empty(const TimedStatement& statement, const Span& span) const;
+  /// `condition` has a value in the state of a step, and holds.
+  Formula holds_at(model::Expression condition, std::uint32_t step) const;
   /// For each k from `max(action_step, 1)`: the state before step k is in force at the lower bound,
   /// (t_(k-1) < lower and t_k >= lower), for a left-open span with the equalities exchanged.
   Formula in_force_at_lower(const Span& span, bool left_open, std::uint32_t k) const;

@@ -173,10 +173,13 @@ TEST_F(PlanMeaningTest, IntegersAreDividedByCuttingOff) {
       {"fluent float n; action a() { duration := 1; [end] n := n / 2; };"
        "[start] n := 5; [end] n == 2.5;",
        true},
-      // Divisors of a few values.
+      // Divisors of a few values; zero divides nothing.
       {"fluent integer [0, 3] d; fluent integer n; action a() { duration := 1;"
        "[start] n := 7 / d; }; [start] n := 0; [start] d := 2; [end] n == 3;",
        true},
+      {"fluent integer [0, 3] d; fluent integer n; action a() { duration := 1;"
+       "[start] n := 7 / d; }; [start] n := 5; [start] d := 0; [end] not (n == 5);",
+       false},
       {"constant integer c(boolean b); c(true) := 3; c(false) := 0; fluent integer n;"
        "action a(boolean b) { duration := 1; [start] n := 7 / c(b); }; [start] n := 0;"
        "[end] n == 2;",
@@ -187,6 +190,56 @@ TEST_F(PlanMeaningTest, IntegersAreDividedByCuttingOff) {
                     "[start] n := 7 / d; }; [start] n := 0; [start] d := 2; [end] n == 3;"),
             "InternalError: Non-linear division found, the divisor has no small set of values: "
             "(7 / d)");
+}
+
+TEST_F(PlanMeaningTest, NothingIsReadBeforeItHasAValue) {
+  const Case cases[] = {
+      // Nothing gives q a value; an action does; a goal's other half decides.
+      {"fluent boolean p; fluent boolean q; action a() { duration := 1; [start] q;"
+       "[end] p := true; }; [start] p := false; [end] p;",
+       false},
+      {"fluent boolean p; fluent boolean q; action a() { duration := 1; [start] not q;"
+       "[end] p := true; }; [start] p := false; [end] p;",
+       false},
+      {"fluent boolean p; fluent boolean q; action a() { duration := 1; [start] q;"
+       "[end] p := true; }; action s() { duration := 1; [end] q := true; };"
+       "[start] p := false; [end] p;",
+       true},
+      {"fluent boolean p; fluent boolean q; action s() { duration := 1; [end] q := false; };"
+       "[start] p := true; [end] p or q;",
+       true},
+      {"fluent boolean p; fluent integer n; action s() { duration := 1; [start] n := n + 1; };"
+       "[start] p := true; [end] n > 0;",
+       false},
+      // Arguments that depend on the state.
+      {"type P; instance P a, b; fluent P at; fluent boolean ok(P x); fluent boolean done;"
+       "action go() { duration := 1; [start] at := b; };"
+       "action work() { duration := 1; [start] ok(at); [end] done := true; };"
+       "action mend() { duration := 1; [start] at == b; [end] ok(at) := true; };"
+       "[start] at := a; [start] done := false; [end] done;",
+       true},
+      // Entries of a constant.
+      {"type P; instance P dock, hall; constant integer dist(P a, P b); dist(dock, hall) := 3;"
+       "fluent P at; fluent boolean polished;"
+       "action go(P a, P b) { duration := dist(a, b); [start] at == a; [start] at := b;"
+       "[end] polished := true; }; [start] at := dock; [start] polished := false;"
+       "[end] polished; [end] at == dock;",
+       false},
+      {"constant integer c(integer [0, 2] i); c(1) := 3; fluent integer n;"
+       "action a(integer [0, 2] i) { duration := c(i); [end] n := i; }; [start] n := 0;"
+       "[end] n == 1;",
+       true},
+      {"constant integer c(integer [0, 2] i); c(1) := 3; fluent integer n;"
+       "action a(integer [0, 2] i) { duration := c(i); [end] n := i; }; [start] n := 0;"
+       "[end] n == 2;",
+       false},
+      // Arguments outside of their types.
+      {"fluent boolean f(integer [0, 2] i); fluent integer n; action up() { duration := 1;"
+       "[start] n := n + 1; [end] f(n + 1) := true; }; [start] n := 1; [start] f(0) := false;"
+       "[start] f(1) := false; [start] f(2) := false; [end] n == 3;",
+       false},
+  };
+  expect_all_judged(cases);
 }
 
 TEST_F(PlanMeaningTest, OneEffectAtATimeOnWhatArgumentsMean) {
