@@ -10,10 +10,12 @@
 #include "model/print_expression.h"
 #include "model/problem_instance.h"
 #include "model/user_type.h"
+#include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/hashing.h"
 #include "smt/definedness.h"
+#include "smt/moving_targets.h"
 #include "smt/to_smt_walker.h"
 
 namespace kelvo::smt {
@@ -100,6 +102,9 @@ SmtEncoder::SmtEncoder(Environment& env, const model::ProblemInstance& problem)
     chosen_.insert(second);
   }
   definedness_ = std::make_unique<Definedness>(*this);
+  if (env.configuration().get_boolean_value("pddl")) {
+    moving_targets_ = std::make_unique<MovingTargets>(*this);
+  }
 }
 
 SmtEncoder::~SmtEncoder() = default;
@@ -367,6 +372,7 @@ void SmtEncoder::encode(std::size_t h, SmtSolver& solver) {
   encode_actions(solver);
   encode_end(solver);
   encode_frame_axioms(solver);
+  if (moving_targets_ != nullptr) moving_targets_->keep_apart(solver);
   for (std::size_t i = 0; i < side_constraints_.size(); ++i) {
     assert_formula(solver, side_constraints_[i]);
   }

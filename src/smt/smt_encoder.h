@@ -21,6 +21,7 @@
 namespace kelvo::smt {
 
 class Definedness;
+class MovingTargets;
 
 /// Where a subexpression is read: the action whose parameters, duration and anchors it means (null
 /// for the problem's own), and three steps.
@@ -180,6 +181,7 @@ class SmtEncoder : public EnvObject {
   Formula end_ = nullptr;
   std::unordered_set<model::Expression> chosen_;
   std::unique_ptr<Definedness> definedness_;
+  std::unique_ptr<MovingTargets> moving_targets_;
   std::unique_ptr<DependencyWalker> dependency_walker_;
   Memo memo_;
   Memo horizon_memo_;

@@ -281,5 +281,29 @@ TEST_F(PlanMeaningTest, RefusedPlansAreLeftForLongerOnes) {
   EXPECT_EQ(planner.num_refused_plans(), 2u);
 }
 
+class MovingTargetsTest : public PlanMeaningTest {
+ protected:
+  void SetUp() override {
+    PlanMeaningTest::SetUp();
+    env_.configuration().set_value("pddl", true);
+  }
+};
+
+TEST_F(MovingTargetsTest, StepsKeepApartWhatOneOfThemWrites) {
+  const std::string world =
+      "fluent boolean p; fluent boolean q; fluent boolean r; [start] p := false; [start] q := "
+      "false;"
+      "[start] r := true; action a() { duration := 3; [end] p := true; };";
+  // The second action ends when the first one does, or it starts in the very window left.
+  const std::string touching = world +
+                               "action b() { duration := 3; [end] not p; [end] q := true; };"
+                               "[3, 10] r; [3.001] p; [3.005] q;";
+  const std::string apart = world +
+                            "action b() { duration := 3; [end] r; [end] q := true; };"
+                            "[3.001] p; [3.005] q;";
+  const Case cases[] = {{touching.c_str(), false}, {apart.c_str(), true}};
+  expect_all_judged(cases);
+}
+
 }  // namespace
 }  // namespace kelvo::smt
