@@ -19,7 +19,7 @@ import time
 
 from generator import generate
 from meaning import EPSILON, Invalid, Run, Unclear, fault_of, read_plan
-from problem import anml, pddl
+from problem import Members, anml, pddl
 from shrink import shrink
 
 MEMORY = 1 << 30
@@ -133,7 +133,7 @@ class Runner:
                 name.write_text(part)
             return ["-P", *map(str, names)]
         name = self.folder / "problem.anml"
-        name.write_text(anml(generated.problem))
+        name.write_text(anml(generated.problem, generated.is_structured))
         return [str(name)]
 
     def solve(self, files, options):
@@ -153,9 +153,11 @@ class Runner:
             kind = "error"
         return Answer(kind, done.stdout, done.stderr.strip(), seconds)
 
-    def strict(self, files, plan):
+    def strict(self, generated, files, plan):
         """Whether the program's own judge accepts the plan; None if it cannot tell."""
         name = self.folder / "plan.txt"
+        if generated.is_structured:
+            plan = Members(generated.problem).spoken(plan)
         name.write_text(plan)
         epsilon = ["--epsilon", str(float(EPSILON))] if "-P" in files else []
         done, _ = self.run(["validate", "--strict", *epsilon, "--plan", str(name), *files])
@@ -193,7 +195,7 @@ class Comparison:
             return
         if fault:
             self.fault(generated, f"{engine}{how}: plan is not valid", fault)
-        verdict, said = self.runner.strict(files, answer.output)
+        verdict, said = self.runner.strict(generated, files, answer.output)
         if verdict != (not fault):
             self.fault(generated, f"strict judge says {verdict} to a plan of {engine}{how}",
                        said.replace("\n", " ")[:200])
@@ -280,7 +282,7 @@ class Comparison:
 
 
 def show(comparison, generated):
-    print(anml(generated.problem))
+    print(anml(generated.problem, generated.is_structured))
     if generated.is_pddl:
         print(*pddl(generated.problem), sep="\n")
     print("known plan:", generated.witness or "none", sep="\n")

@@ -10,8 +10,8 @@ from dataclasses import dataclass, field
 from fractions import Fraction
 
 from meaning import Invalid, Run, Unclear, write_plan
-from problem import (BOOLEAN, END, FLOAT, INTEGER, START, Action, Condition, Effect, Problem, Symbol,
-                     Time, Type, fluent, subexpressions)
+from problem import (BOOLEAN, END, FLOAT, INTEGER, START, Action, Condition, Effect, Members, Problem,
+                     Symbol, Time, Type, fluent, subexpressions)
 
 THING = Type("object", name="T")
 SMALL = Type("integer", 0, 4)
@@ -27,6 +27,7 @@ class Generated:
     problem: Problem
     witness: str = ""  # a plan that is valid, if one was found
     is_pddl: bool = False
+    is_structured: bool = False  # its text tells members of a type
     features: set = field(default_factory=set)
 
 
@@ -577,6 +578,8 @@ class Generator:
         except (Invalid, Unclear):
             # The world alone does something that may not be: worth a look, without a plan.
             self.problem.goals = [self.random_goal(5)]
+        self.result.is_structured = (not self.is_pddl and self.result.seed % 3 == 0
+                                     and Members.can_tell(self.problem))
         self.result.features = features_of(self.result)
         return self.result
 
@@ -685,6 +688,8 @@ def features_of(generated):
         found.add("bounded fluent")
     if problem.orderings:
         found.add("label ordering")
+    if generated.is_structured:
+        found.add("structured type")
     if generated.witness:
         found.add("known plan")
         names = [line.split(": ")[1].split("(")[0] for line in generated.witness.splitlines()]

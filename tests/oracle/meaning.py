@@ -23,7 +23,7 @@ class Unclear(Exception):
 
 # ----- plans ------------------------------------------------------------------------------------
 
-STEP = re.compile(r"^\s*([0-9./]+)\s*:\s*(\w+)\s*\(([^)]*)\)\s*(?:\[\s*([0-9./]+)\s*\])?\s*$")
+STEP = re.compile(r"^\s*([0-9./]+)\s*:\s*(?:(\w+)\.)?(\w+)\s*\(([^)]*)\)\s*(?:\[\s*([0-9./]+)\s*\])?\s*$")
 
 
 def read_plan(plan_text):
@@ -35,8 +35,9 @@ def read_plan(plan_text):
         match = STEP.match(line)
         if not match:
             raise Invalid(f"cannot read the line '{line}'")
-        start, name, arguments, duration = match.groups()
-        names = [a.strip() for a in arguments.split(",")] if arguments.strip() else []
+        start, owner, name, arguments, duration = match.groups()
+        names = [owner] if owner else []  # whose action it is
+        names += [a.strip() for a in arguments.split(",")] if arguments.strip() else []
         steps.append((Fraction(start), name, names, Fraction(duration or 0)))
     return steps
 

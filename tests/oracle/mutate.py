@@ -111,7 +111,7 @@ class JudgeTest:
         generated.problem.objects["Z"] = ["z0"]  # an argument of a wrong type
         files = self.runner.write(generated)
         if self.is_loud:
-            print(anml(generated.problem), *(pddl(generated.problem) if generated.is_pddl else ()))
+            print(anml(generated.problem, generated.is_structured), *(pddl(generated.problem) if generated.is_pddl else ()))
         for plan in Mutator(generated).plans():
             try:
                 fault = fault_of(generated.problem, plan, generated.is_pddl)
@@ -119,7 +119,9 @@ class JudgeTest:
                 self.counts["unclear"] += 1
                 continue
             self.counts["invalid" if fault else "valid"] += 1
-            verdict, said = self.runner.strict(files, plan)
+            verdict, said = self.runner.strict(generated, files, plan)
+            if verdict is None and "ParserError: Object not found" in said:
+                verdict = False  # a number as the acting object
             if self.is_loud:
                 print(f"--- oracle: {fault or 'valid'}; judge: {verdict} {said}\n{plan}")
             if verdict != (not fault):

@@ -128,22 +128,56 @@ def type_text(type_):
     return f"{type_.kind}[{write(type_.low)}, {write(type_.high)}]"
 
 
-def text(e):
-    kind = e[0]
-    if kind in ("int", "obj", "param"):
-        return str(e[1])
-    if kind == "rat":
-        return decimal(e[1])
-    if kind == "bool":
-        return "true" if e[1] else "false"
-    if kind == "duration":
-        return "duration"
-    if kind in ("fluent", "constant"):
-        return e[1] + (f"({', '.join(map(text, e[2]))})" if e[2] else "")
-    if kind == "not":
-        return f"(not {text(e[1])})"
-    assert kind in BINARY, e
-    return f"({text(e[1])} {kind} {text(e[2])})"
+class Members:
+    """The same problem told with a structured type: fluents of one object are members of its type,
+    and so are actions whose first parameter says no more than whose members they use."""
+
+    def __init__(self, problem):
+        kinds = [name for name in problem.objects][:1]
+        self.type_name = kinds[0] if kinds else ""
+        self.fluents = [f.name for f in problem.fluents.values()
+                        if [t.name for t in f.parameters] == [self.type_name]]
+        self.actions = [a.name for a in problem.actions.values() if self.is_member(a)]
+
+    def is_member(self, action):
+        if not action.parameters or action.parameters[0][1].name != self.type_name:
+            return False
+        own = ("param", action.parameters[0][0])
+        used = [b for _, b in action.duration] + [c.body for c in action.conditions]
+        used += [x for e in action.effects
+                 for x in (e.value, ("fluent", e.fluent, e.arguments))]
+        everything = [x for e in used for x in subexpressions(e)]
+        in_members = [x for x in everything if x[0] == "fluent" and x[1] in self.fluents
+                      and x[2] == (own,)]
+        return len(in_members) == everything.count(own)
+
+    @staticmethod
+    def can_tell(problem):
+        """Whose member is meant has to be a name, and at least one action is a member."""
+        members = Members(problem)
+        texts = [e for a in problem.actions.values() for x in a.effects
+                 for e in (x.value, ("fluent", x.fluent, x.arguments))]
+        texts += [c.body for a in problem.actions.values() for c in a.conditions]
+        texts += [c.body for c in problem.goals]
+        texts += [e for x in problem.timed for e in (x.value, ("fluent", x.fluent, x.arguments))]
+        return bool(members.actions) and not any(
+            x[0] == "fluent" and x[1] in members.fluents and x[2][0][0] == "fluent"
+            for e in texts for x in subexpressions(e))
+
+    def spoken(self, plan):
+        """Steps as `o1.drive(...)`."""
+        lines = []
+        for line in plan.splitlines(keepends=True):
+            if "(" not in line:
+                continue
+            start, rest = line.split(": ", 1)
+            name, rest = rest.split("(", 1)
+            if name in self.actions:
+                owner, _, others = rest.partition(")")[0].partition(",")
+                lines.append(f"{start}: {owner}.{name}({others.strip()}){rest.partition(')')[2]}")
+            else:
+                lines.append(line)
+        return "".join(lines)
 
 
 def time_text(time):
@@ -154,47 +188,100 @@ def time_text(time):
     return f"{time.anchor} {'+' if time.offset > 0 else '-'} {number_text(abs(time.offset))}"
 
 
-def condition_text(c):
-    if c.kind == "point":
-        return f"[{time_text(c.left)}] {text(c.body)};"
-    window = ("(" if c.left_open else "[") + f"{time_text(c.left)}, {time_text(c.right)}" + (
-        ")" if c.right_open else "]")
-    if c.kind == "contains":
-        window += " contains" + (f" {c.label}:" if c.label else "")
-    return f"{window} {text(c.body)};"
+class AnmlWriter:
+    def __init__(self, problem, members=None):
+        self.problem = problem
+        self.members = members  # if it tells the problem with a structured type
+        self.acting = None  # the parameter that is the acting object
 
+    def text(self, e):
+        kind = e[0]
+        if kind == "fluent" and self.members and e[1] in self.members.fluents:
+            owner = e[2][0]
+            return e[1] if owner == self.acting else f"{self.text(owner)}.{e[1]}"
+        if kind in ("int", "obj", "param"):
+            return str(e[1])
+        if kind == "rat":
+            return decimal(e[1])
+        if kind == "bool":
+            return "true" if e[1] else "false"
+        if kind == "duration":
+            return "duration"
+        if kind in ("fluent", "constant"):
+            return e[1] + (f"({', '.join(map(self.text, e[2]))})" if e[2] else "")
+        if kind == "not":
+            return f"(not {self.text(e[1])})"
+        assert kind in BINARY, e
+        return f"({self.text(e[1])} {kind} {self.text(e[2])})"
 
-def effect_text(e):
-    return f"[{time_text(e.time)}] {text(('fluent', e.fluent, e.arguments))} := {text(e.value)};"
+    def condition(self, c):
+        if c.kind == "point":
+            return f"[{time_text(c.left)}] {self.text(c.body)};"
+        window = ("(" if c.left_open else "[") + f"{time_text(c.left)}, {time_text(c.right)}" + (
+            ")" if c.right_open else "]")
+        if c.kind == "contains":
+            window += " contains" + (f" {c.label}:" if c.label else "")
+        return f"{window} {self.text(c.body)};"
 
+    def effect(self, e):
+        target = ("fluent", e.fluent, e.arguments)
+        return f"[{time_text(e.time)}] {self.text(target)} := {self.text(e.value)};"
 
-def anml(problem):
-    lines = []
-    for type_name, objects in problem.objects.items():
-        lines += [f"type {type_name};", f"instance {type_name} {', '.join(objects)};"]
-    for word, symbols in (("fluent", problem.fluents), ("constant", problem.constants)):
-        for symbol in symbols.values():
+    @staticmethod
+    def declarations(word, symbols):
+        for symbol in symbols:
             parameters = ", ".join(f"{type_text(t)} a{i}" for i, t in enumerate(symbol.parameters))
-            lines.append(f"{word} {type_text(symbol.type)} {symbol.name}"
-                         + (f"({parameters});" if parameters else ";"))
-    for name, arguments, value in problem.entries:
-        shown = [text(a) for a in arguments]
-        if len(arguments) < len(problem.constants[name].parameters):
-            shown.append("*")
-        lines.append(name + (f"({', '.join(shown)})" if shown else "") + f" := {text(value)};")
-    for action in problem.actions.values():
-        parameters = ", ".join(f"{type_text(t)} {n}" for n, t in action.parameters)
-        lines.append(f"action {action.name}({parameters}) {{")
-        lines += [f"  duration {relation} {text(e)};" for relation, e in action.duration]
-        lines += ["  " + condition_text(c) for c in action.conditions]
-        lines += ["  " + effect_text(e) for e in action.effects]
-        lines.append("};")
-    for name, arguments, value in problem.initial:
-        lines.append(f"[start] {text(('fluent', name, arguments))} := {text(value)};")
-    lines += [effect_text(e) for e in problem.timed]
-    lines += ["goal " + condition_text(c) for c in problem.goals]
-    lines += [f"start({a}) < start({b});" for a, b in problem.orderings]
-    return "\n".join(lines) + "\n"
+            yield (f"{word} {type_text(symbol.type)} {symbol.name}"
+                   + (f"({parameters});" if parameters else ";"))
+
+    def action(self, action, parameters):
+        shown = ", ".join(f"{type_text(t)} {n}" for n, t in parameters)
+        return [f"action {action.name}({shown}) {{",
+                *(f"  duration {relation} {self.text(e)};" for relation, e in action.duration),
+                *("  " + self.condition(c) for c in action.conditions),
+                *("  " + self.effect(e) for e in action.effects), "};"]
+
+    def types(self):
+        for type_name, objects in self.problem.objects.items():
+            if self.members and type_name == self.members.type_name:
+                yield f"type {type_name} with {{"
+                for name in self.members.fluents:
+                    yield f"fluent {type_text(self.problem.fluents[name].type)} {name};"
+                for name in self.members.actions:
+                    action = self.problem.actions[name]
+                    self.acting = ("param", action.parameters[0][0])
+                    yield from self.action(action, action.parameters[1:])
+                    self.acting = None
+                yield "};"
+            else:
+                yield f"type {type_name};"
+            yield f"instance {type_name} {', '.join(objects)};"
+
+    def write(self):
+        problem, members = self.problem, self.members
+        lines = list(self.types())
+        lines += self.declarations("fluent", [f for f in problem.fluents.values()
+                                              if not (members and f.name in members.fluents)])
+        lines += self.declarations("constant", problem.constants.values())
+        for name, arguments, value in problem.entries:
+            shown = [self.text(a) for a in arguments]
+            if len(arguments) < len(problem.constants[name].parameters):
+                shown.append("*")
+            shown = f"({', '.join(shown)})" if shown else ""
+            lines.append(f"{name}{shown} := {self.text(value)};")
+        for action in problem.actions.values():
+            if not (members and action.name in members.actions):
+                lines += self.action(action, action.parameters)
+        for name, arguments, value in problem.initial:
+            lines.append(f"[start] {self.text(('fluent', name, arguments))} := {self.text(value)};")
+        lines += [self.effect(e) for e in problem.timed]
+        lines += ["goal " + self.condition(c) for c in problem.goals]
+        lines += [f"start({a}) < start({b});" for a, b in problem.orderings]
+        return "\n".join(lines) + "\n"
+
+
+def anml(problem, structured=False):
+    return AnmlWriter(problem, Members(problem) if structured else None).write()
 
 
 # ----- PDDL -------------------------------------------------------------------------------------
