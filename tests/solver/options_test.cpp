@@ -26,7 +26,7 @@ TEST(Options, EachDefaultIsAcceptedAndGivesTheDefaultConfiguration) {
     EXPECT_TRUE(names.insert(row.name).second) << row.name;
     all.emplace_back(row.name, ordax::OptionParser::value_text(row, defaults));
   }
-  EXPECT_EQ(names.size(), 140U);
+  EXPECT_EQ(names.size(), 141U);
   Session session(all);
   EXPECT_EQ(session.error(), "");
   EXPECT_EQ(session.solve(), 1);

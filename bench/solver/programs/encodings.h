@@ -57,7 +57,11 @@ class Instance {
     const ordax_term equal = count(ordax_make_equal(env_, a, b));
     return ORDAX_FAILED(equal) ? count(ordax_make_iff(env_, a, b)) : equal;
   }
-  void add(ordax_term formula) const { ordax_assert_formula(env_, formula); }
+  void add(ordax_term formula) const {
+    asserted_.push_back(formula);
+    ordax_assert_formula(env_, formula);
+  }
+  const std::vector<ordax_term>& asserted() const { return asserted_; }
 
  private:
   ordax_term count(ordax_term made) const {
@@ -66,6 +70,7 @@ class Instance {
   }
 
   mutable std::size_t num_calls_ = 0;
+  mutable std::vector<ordax_term> asserted_;
   ordax_env env_;
 };
 

@@ -88,6 +88,7 @@ constexpr OptionRow ROWS[] = {
     ENUM_OPTION(DPLL, dpll.interpolation_mode, 2, "mode of interpolation"),
     BOOL_OPTION(DPLL, dpll.proof_simplification, "simplify proofs"),
     BOOL_OPTION(DPLL, dpll.allsat_allow_duplicates, "All-SAT may report a model twice"),
+    INT_OPTION(DPLL, dpll.forget_interval, 0, INT_MAX, "conflicts between two forgettings, 0 for a value by the number of clauses"),
     BOOL_OPTION(THEORY, theory.eq_propagation, "propagate equalities between theories"),
     ENUM_OPTION(THEORY, theory.interface_eq_policy, 3, "0 lazy, 1 eager, 2 heuristic, 3 none"),
     BOOL_OPTION(THEORY, theory.pairwise_interface_eq, "drop pairs that never meet in an argument position"),
@@ -176,7 +177,7 @@ constexpr OptionRow ROWS[] = {
     BOOL_OPTION(THEORY, theory.na.nta_eager, "refine early"),
 };
 // clang-format on
-static_assert(sizeof(ROWS) / sizeof(ROWS[0]) == 140);
+static_assert(sizeof(ROWS) / sizeof(ROWS[0]) == 141);
 
 }  // namespace
 

@@ -74,6 +74,7 @@ struct DpllConfiguration : EngineConfiguration {
   int interpolation_mode = 0;
   bool proof_simplification = false;
   bool allsat_allow_duplicates = false;
+  int forget_interval = 0;  // conflicts between two forgettings; 0: by the number of clauses
 
   // Constants without an option of their own.
   double var_decay_factor = 1 / 0.95;

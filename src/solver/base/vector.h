@@ -1,12 +1,13 @@
 #pragma once
 
-#include <cassert>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <type_traits>
 #include <utility>
+
+#include "solver/base/check.h"
 
 namespace ordax {
 
@@ -58,11 +59,11 @@ class Vector {
   const_iterator end() const { return data_ + size_; }
 
   T& operator[](std::size_t i) {
-    assert(i < size_);
+    ORDAX_CHECK(i < size_);
     return data_[i];
   }
   const T& operator[](std::size_t i) const {
-    assert(i < size_);
+    ORDAX_CHECK(i < size_);
     return data_[i];
   }
   T& back() { return (*this)[size_ - 1]; }
@@ -76,14 +77,14 @@ class Vector {
     data_[size_++] = copy;
   }
   void pop_back() {
-    assert(size_ > 0);
+    ORDAX_CHECK(size_ > 0);
     --size_;
   }
   void clear() { size_ = 0; }
 
   /// Drops the elements from position `count` on.
   void shrink(std::size_t count) {
-    assert(count <= size_);
+    ORDAX_CHECK(count <= size_);
     size_ = count;
   }
   void resize(std::size_t count, const T& value = T()) {

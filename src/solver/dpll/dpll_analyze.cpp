@@ -1,7 +1,6 @@
 // Conflict analysis and learning.
 
 #include <algorithm>
-#include <cassert>
 
 #include "solver/dpll/dpll_solver.h"
 
@@ -31,6 +30,7 @@ bool DpllSolver::handle_conflict(Clause* conflict) {
   for (const Lit l : *conflict) level = std::max(level, level_of(var_of(l)));
   // The literals of a theory's clause stand by decreasing trail position; the clause may lie wholly
   // below the current level.
+  for ([[maybe_unused]] const Lit l : *conflict) ORDAX_CHECK(is_false(l));
   if (level < decision_level()) cancel_until(level);
   ++statistics_.conflicts;
   if (level == 0) {
@@ -47,7 +47,12 @@ bool DpllSolver::handle_conflict(Clause* conflict) {
     return true;
   }
   derive_clause(conflict, level);
+  statistics_.derived_literals += learnt_clause_.size();
+  ORDAX_CHECK(is_asserting(level));
+  const bool audits = analysis_audit_.due(trail_.size());
+  const LitVector derived = audits ? learnt_clause_ : LitVector();
   if (config_.learnt_minimization) minimize_learnt();
+  ORDAX_CHECK(!audits || removed_follow(derived));
   for (const Lit l : to_clear_) seen_[index(var_of(l))] = 0;
   to_clear_.clear();
   if (config_.glucose_learnt_minimization && !configuration_.proof_generation &&
@@ -101,7 +106,7 @@ void DpllSolver::derive_clause(Clause* conflict, int level) {
       return;
     }
     Clause* const reason = info_[index(v)].reason;
-    assert(reason != nullptr);
+    ORDAX_CHECK(reason != nullptr);
     if (reason == marker_) {
       const LitVector& clause = explanation_of(p);
       see_literals(clause.begin(), clause.end(), p, level, open_paths);
@@ -130,6 +135,7 @@ void DpllSolver::minimize_learnt() {
       learnt_clause_[kept++] = literal;
     }
   }
+  statistics_.minimized_literals += learnt_clause_.size() - kept;
   learnt_clause_.shrink(kept);
 }
 
@@ -143,6 +149,7 @@ bool DpllSolver::is_redundant(Lit literal, std::uint32_t level_mask) {
     const Lit top = redundant_stack_.back();
     redundant_stack_.pop_back();
     const Clause& reason = *info_[index(var_of(top))].reason;
+    ORDAX_CHECK(&reason != marker_ && is_false(top));
     for (const Lit q : reason) {
       const Var v = var_of(q);
       if (v == var_of(top) || seen_[index(v)] != 0 || info_[index(v)].level == 0) continue;
@@ -183,7 +190,9 @@ void DpllSolver::minimize_with_binaries() {
     mark = 0;
     if (keep) learnt_clause_[kept++] = learnt_clause_[i];
   }
-  if (removed) learnt_clause_.shrink(kept);
+  if (!removed) return;
+  statistics_.minimized_literals += learnt_clause_.size() - kept;
+  learnt_clause_.shrink(kept);
 }
 
 std::uint32_t DpllSolver::compute_lbd(const Lit* first, const Lit* last) {
@@ -226,6 +235,8 @@ void DpllSolver::learn() {
     }
   }
   cancel_until(backjump_level);
+  ORDAX_CHECK(is_undefined(learnt_clause_[0]));
+  ORDAX_CHECK(learnt_clause_.size() == 1 || is_false(learnt_clause_[1]));
   if (logs(4)) {
     log(4, "backtracking to level " + std::to_string(backjump_level));
     log(4, "learnt clause: " + to_text(learnt_clause_.begin(), learnt_clause_.end()));

@@ -69,6 +69,7 @@ void DpllSolver::clear_level_zero_reasons() {
 
 void DpllSolver::remove_marked(Vector<Clause*>& removed) {
   if (removed.empty()) return;
+  for ([[maybe_unused]] const Clause* clause : removed) ORDAX_CHECK(!is_reason(clause));
   if (removed.size() < 8) {
     for (const Clause* clause : removed) detach(clause);
   } else {
@@ -146,6 +147,7 @@ void DpllSolver::reduce_learnts() {
     }
   }
   learnts_.shrink(kept);
+  statistics_.forgotten_clauses += removed.size();
   if (logs(3)) {
     log(3, "reduced clause db (removed " + std::to_string(removed.size()) + " / " +
                std::to_string(total) + " learnt clauses)");

@@ -1,7 +1,6 @@
 // The hand-over between the engine and the theories.
 
 #include <algorithm>
-#include <cassert>
 
 #include "solver/dpll/dpll_solver.h"
 
@@ -46,8 +45,8 @@ Clause* DpllSolver::take_theory_conflict() {
   });
   std::size_t kept = 0;
   for (const Lit literal : lemma_) {
-    assert(is_false(literal) &&
-           "a theory explained its conflict by literals that are not assigned");
+    ORDAX_CHECK(
+        is_false(literal));  // else the theory explained its conflict by what is not assigned
     if (kept > 0 && lemma_[kept - 1] == literal) continue;
     if (level_of(var_of(literal)) == 0 && !config_.store_tlemmas) continue;
     lemma_[kept++] = literal;
@@ -59,12 +58,8 @@ Clause* DpllSolver::take_theory_conflict() {
 const LitVector& DpllSolver::explanation_of(Lit literal) {
   ++statistics_.explanations;
   hook_->explain(literal, explanation_);
-#ifndef NDEBUG
-  for (const Lit l : explanation_) {
-    assert(l == literal || (is_false(l) && info_[index(var_of(l))].position <
-                                               info_[index(var_of(literal))].position));
-  }
-#endif
+  ORDAX_CHECK(!explanation_.empty() && explanation_[0] == literal);
+  ORDAX_CHECK(implies(explanation_.begin() + 1, explanation_.end(), literal));
   return explanation_;
 }
 
@@ -85,7 +80,7 @@ bool DpllSolver::propagate_theory() {
       });
       std::size_t kept = 0;
       for (const Lit l : lemma_) {
-        assert(is_false(l));
+        ORDAX_CHECK(is_false(l));
         if (kept > 0 && lemma_[kept - 1] == l) continue;
         if (level_of(var_of(l)) == 0 && !config_.store_tlemmas) continue;
         lemma_[kept++] = l;

@@ -1,7 +1,6 @@
 // The search: propagation, decisions, restarts and the steps between them.
 
 #include <algorithm>
-#include <cassert>
 
 #include "solver/dpll/dpll_solver.h"
 #include "solver/terms/term_printer.h"
@@ -24,7 +23,11 @@ std::uint64_t DpllSolver::luby(std::uint64_t i) {
 
 void DpllSolver::set_forgetting_limits() {
   const std::uint64_t n = clauses_.size();
-  if (n < 3000) {
+  if (config_.forget_interval > 0) {
+    reduce_interval_ = static_cast<std::uint64_t>(config_.forget_interval);
+    reduce_increment_ = 0;
+    learnt_limit_ = 50000;
+  } else if (n < 3000) {
     reduce_interval_ = 3000;
     reduce_increment_ = 500;
     learnt_limit_ = 50000;
@@ -112,6 +115,7 @@ bool DpllSolver::solve(const LitVector& assumptions, bool keep_trail) {
     result = search();
   }
   if (result == SearchResult::SAT) {
+    ORDAX_CHECK(model_holds());
     save_model();
     if (!keep_trail) cancel_until(0);
     return true;
@@ -241,6 +245,11 @@ DpllSolver::SearchResult DpllSolver::search() {
       if (!handle_conflict(conflict)) return SearchResult::UNSAT;
       continue;
     }
+    if (search_audit_.due(audit_cost())) {
+      ORDAX_CHECK(watches_hold());
+      ORDAX_CHECK(reasons_hold());
+      ORDAX_CHECK(heap_holds());
+    }
     if (decision_level() < num_base_levels()) {
       bool assigned = false;
       if (!open_base_levels(assigned)) return SearchResult::UNSAT;
@@ -329,6 +338,7 @@ Clause* DpllSolver::propagate() {
   };
   const auto imply = [&](Lit l, Clause* reason) {
     const Var v = var_of(l);
+    ORDAX_CHECK(is_undefined(l));
     values[index(v)] = static_cast<Value>(l & 1);
     info[index(v)] = {reason, level, static_cast<std::int32_t>(size)};
     if (track_agility_) update_agility(v);

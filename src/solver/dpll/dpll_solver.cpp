@@ -246,7 +246,11 @@ std::vector<std::pair<std::string, std::uint64_t>> DpllSolver::statistics_table(
           {"dpll restarts", statistics_.restarts},
           {"dpll decisions", statistics_.decisions},
           {"dpll propagations", statistics_.propagations},
-          {"dpll conflicts", statistics_.conflicts}};
+          {"dpll conflicts", statistics_.conflicts},
+          {"dpll derived literals", statistics_.derived_literals},
+          {"dpll minimized literals", statistics_.minimized_literals},
+          {"dpll forgotten clauses", statistics_.forgotten_clauses},
+          {"dpll implied by theory", statistics_.implied_with_clause + statistics_.implied_lazily}};
 }
 
 std::vector<std::vector<Lit>> DpllSolver::problem_clauses() const {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "solver/base/check.h"
 #include "solver/base/configuration.h"
 #include "solver/base/logger.h"
 #include "solver/base/termination.h"
@@ -35,6 +36,9 @@ class DpllSolver {
     std::uint64_t implied_lazily = 0;
     std::uint64_t explanations = 0;
     std::uint64_t theory_lemmas = 0;
+    std::uint64_t derived_literals = 0;    // of the clauses that conflicts gave
+    std::uint64_t minimized_literals = 0;  // those of them that minimisation removed
+    std::uint64_t forgotten_clauses = 0;
   };
 
   /// The configuration and the logger outlive the engine.
@@ -123,6 +127,17 @@ class DpllSolver {
   /// The conflicts after which the current or next run restarts, under strategies 0 to 2.
   double restart_limit() const { return restart_limit_; }
 
+  // What holds between two steps of the search, looked through as a whole (dpll_checks.cpp).
+
+  /// Each clause stands in the lists of its first two literals, and nothing else does.
+  bool watches_hold() const;
+  /// Every assignment stands on the trail at its level, and its reason implied it there.
+  bool reasons_hold() const;
+  /// Every open decision variable can be picked, and no more active one stands below another.
+  bool heap_holds() const;
+  /// No problem clause lacks a true literal.
+  bool model_holds() const;
+
   /// Term `i` of the restart series 1, 1, 2, 1, 1, 2, 4, ..., counted from 1.
   static std::uint64_t luby(std::uint64_t i);
 
@@ -154,6 +169,7 @@ class DpllSolver {
   Clause* propagate();
   void assign(Lit literal, Clause* reason) {
     const Var v = var_of(literal);
+    ORDAX_CHECK(is_undefined(literal));
     values_[index(v)] = static_cast<Value>(literal & 1);
     info_[index(v)].level = decision_level();
     info_[index(v)].reason = reason;
@@ -191,6 +207,13 @@ class DpllSolver {
   void cover_by_label(LitVector& lemma) const;
   bool better_watch(Lit a, Lit b) const;
   void sort_for_watching(LitVector& literals) const;
+
+  // Checks (dpll_checks.cpp)
+  bool implies(const Lit* first, const Lit* last, Lit literal) const;
+  bool is_reason(const Clause* clause) const;
+  bool is_asserting(int conflict_level) const;
+  bool removed_follow(const LitVector& before) const;
+  std::size_t audit_cost() const { return 8 * (clauses_.size() + learnts_.size()) + trail_.size(); }
 
   // Conflicts (dpll_analyze.cpp)
   bool handle_conflict(Clause* conflict);
@@ -322,6 +345,8 @@ class DpllSolver {
   std::vector<Vector<const Clause*>> occurrences_;  // of theory atoms, for the ghost test
   std::uint32_t occurrences_version_ = 0;
   std::size_t occurrences_count_ = 0;
+  Audit search_audit_;
+  Audit analysis_audit_;
   Statistics statistics_;
 };
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <cassert>
 #include <cstddef>
 
+#include "solver/base/check.h"
 #include "solver/dpll/literal.h"
 
 namespace ordax {
@@ -16,11 +16,11 @@ class Trail {
   const Lit* begin() const { return store_.begin(); }
   const Lit* end() const { return store_.begin() + size_; }
   Lit operator[](std::size_t i) const {
-    assert(i < size_);
+    ORDAX_CHECK(i < size_);
     return store_[i];
   }
   Lit& operator[](std::size_t i) {
-    assert(i < size_);
+    ORDAX_CHECK(i < size_);
     return store_[i];
   }
 
@@ -29,7 +29,7 @@ class Trail {
   void push_back(Lit literal) { store_[size_++] = literal; }
   /// Drops or takes over what stands up to `size`.
   void set_size(std::size_t size) {
-    assert(size <= store_.size());
+    ORDAX_CHECK(size <= store_.size());
     size_ = size;
   }
 

@@ -98,6 +98,7 @@ bool BoundAtoms::is_useful(LaVar v, int side, const BoundValue& value) const {
 
 bool BoundAtoms::deduce(bool with_rows) {
   if (solver_.changed().empty()) return true;
+  ORDAX_CHECK(!audit_.due(num_atoms_ + lists_.size()) || cursors_hold());
   know_definitions();
   bool consistent = true;
   for (const LaVar v : solver_.changed()) {

@@ -45,6 +45,9 @@ class BoundAtoms {
   /// Appends the literals behind bounds, each once.
   void explain(const BoundIndex* first, const BoundIndex* last, LitVector& literals);
 
+  /// The atoms are sorted, and the cursors claim no more than the bounds imply (la_checks.cpp).
+  bool cursors_hold() const;
+
   std::uint64_t num_deduced() const { return num_deduced_; }
 
  private:
@@ -127,6 +130,7 @@ class BoundAtoms {
   std::uint64_t stamp_ = 0;
   Vector<BoundIndex> stack_;
   std::uint64_t num_deduced_ = 0;
+  Audit audit_;
 };
 
 }  // namespace ordax::la

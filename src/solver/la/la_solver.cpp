@@ -1,7 +1,6 @@
 #include "solver/la/la_solver.h"
 
 #include <algorithm>
-#include <cassert>
 
 namespace ordax::la {
 
@@ -236,6 +235,7 @@ std::int32_t Solver::pick_entering(LaVar leaving, bool raise, bool greedy) const
 }
 
 void Solver::explain_row(LaVar basic, bool raise, Vector<BoundIndex>& out) const {
+  ORDAX_CHECK(is_row_conflict(basic, raise));
   out.clear();
   out.push_back(vars_[index(basic)].asserted[raise ? kLower : kUpper]);
   for (const RowEntry& entry : tableau_.row(tableau_.row_of(basic))) {
@@ -282,8 +282,13 @@ void Solver::pivot_and_move(std::int32_t row, std::int32_t position, const Bound
 
 bool Solver::check() {
   ++num_checks_;
+  [[maybe_unused]] const bool audits = audit_due();
+  ORDAX_CHECK(!audits || (tableau_.well_formed() && state_holds()));
   apply_touched();
-  if (violated_vars_.empty()) return true;
+  if (violated_vars_.empty()) {
+    ORDAX_CHECK(!audits || bounds_hold());
+    return true;
+  }
   if (logger_.verbosity() >= 5) logger_.log(5, "LA", "LA - check");
   const std::size_t threshold = greedy_threshold_ > 0
                                     ? static_cast<std::size_t>(greedy_threshold_)
@@ -292,7 +297,10 @@ bool Solver::check() {
     if (termination_ != nullptr) termination_->check();
     const bool greedy = round < threshold;
     const LaVar leaving = pick_leaving(greedy);
-    if (leaving == 0) return true;
+    if (leaving == 0) {
+      ORDAX_CHECK(!audits || (bounds_hold() && state_holds() && tableau_.well_formed()));
+      return true;
+    }
     const Variable& x = vars_[index(leaving)];
     const bool raise = below_lower(x);
     const std::int32_t position = pick_entering(leaving, raise, greedy);
@@ -371,7 +379,7 @@ bool Solver::avoid_violated_disequality(std::size_t i) {
     if (feasible) return true;
     restore_values(saved);
     [[maybe_unused]] const bool still = check();
-    assert(still);
+    ORDAX_CHECK(still);
   }
   if (logger_.verbosity() >= 5) {
     std::string text =
@@ -382,6 +390,9 @@ bool Solver::avoid_violated_disequality(std::size_t i) {
   conflict_ = both;
   conflict_literals_.clear();
   conflict_literals_.push_back(d.literal);
+  for ([[maybe_unused]] const BoundIndex b : conflict_) {
+    ORDAX_CHECK(bounds_[index(b)].kind == Bound::LITERAL);
+  }
   return false;
 }
 
@@ -393,7 +404,7 @@ void Solver::repair_disequalities() {
     if (disequality_holds(disequalities_[i])) continue;
     const std::vector<BoundValue> here = save_values();
     [[maybe_unused]] const bool possible = avoid_violated_disequality(i);
-    assert(possible);
+    ORDAX_CHECK(possible);
     const std::vector<BoundValue> there = save_values();
     for (std::int64_t divisor = 2;; ++divisor) {
       const Number step(1, divisor);
@@ -416,7 +427,10 @@ bool Solver::check_disequalities() {
     if (!disequality_holds(disequalities_[i]) && !avoid_violated_disequality(i)) return false;
   }
   // A later move may have gone back onto an earlier plane.
-  if (!integral) repair_disequalities();
+  if (!integral) {
+    repair_disequalities();
+    ORDAX_CHECK(values_hold());
+  }
   return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "solver/base/check.h"
 #include "solver/base/logger.h"
 #include "solver/base/termination.h"
 #include "solver/base/vector.h"
@@ -133,6 +134,13 @@ class Solver {
   /// True if the rational values satisfy every told bound and disequality.
   bool model_holds() const;
 
+  // What holds between calls, looked through as a whole (la_checks.cpp).
+
+  /// Rows and definitions hold for the values, and violated bounds are noted.
+  bool state_holds() const;
+  /// True if every asserted bound holds for the current values.
+  bool bounds_hold() const;
+
   std::uint64_t num_checks() const { return num_checks_; }
 
  private:
@@ -178,6 +186,8 @@ class Solver {
   void explain_row(LaVar basic, bool raise, Vector<BoundIndex>& out) const;
   void choose_shortest_conflict(LaVar found);
   void pivot_and_move(std::int32_t row, std::int32_t position, const BoundValue& target);
+  bool is_row_conflict(LaVar basic, bool raise) const;
+  bool audit_due() { return audit_.due(tableau_.num_entries() + vars_.size()); }
   bool avoid_violated_disequality(std::size_t i);
   void repair_disequalities();
   bool disequality_holds(const Disequality& d) const {
@@ -205,6 +215,7 @@ class Solver {
   Vector<BoundIndex> scratch_;
   std::vector<Number> model_;
   std::uint64_t num_checks_ = 0;
+  Audit audit_;
 };
 
 }  // namespace ordax::la

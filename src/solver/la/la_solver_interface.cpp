@@ -204,6 +204,7 @@ bool LaSolverInterface::assume(Lit literal) {
   if (consistent) return true;
   conflict_.clear();
   atoms_.explain(solver_.conflict().begin(), solver_.conflict().end(), conflict_);
+  ORDAX_CHECK(is_contradiction(conflict_));
   return false;
 }
 
@@ -211,6 +212,7 @@ bool LaSolverInterface::check(bool approx) {
   conflict_.clear();
   if (!solver_.check()) {
     atoms_.explain(solver_.conflict().begin(), solver_.conflict().end(), conflict_);
+    ORDAX_CHECK(is_contradiction(conflict_));
     return false;
   }
   if (!config_.deduction_enabled) {
@@ -218,12 +220,14 @@ bool LaSolverInterface::check(bool approx) {
   } else if (!atoms_.deduce(/*with_rows=*/true)) {
     const BoundIndex both[] = {atoms_.crossing(0), atoms_.crossing(1)};
     atoms_.explain(both, both + 2, conflict_);
+    ORDAX_CHECK(has_integers_ || is_contradiction(conflict_));
     return false;
   }
   if (approx) return true;
   if (!solver_.check_disequalities()) {
     atoms_.explain(solver_.conflict().begin(), solver_.conflict().end(), conflict_);
     for (const Lit l : solver_.conflict_literals()) conflict_.push_back(l);
+    ORDAX_CHECK(has_integers_ || is_contradiction(conflict_));
     return false;
   }
   return !has_integers_ || check_integers();
@@ -241,6 +245,7 @@ bool LaSolverInterface::check_integers() {
   }
   switch (integers_.check()) {
     case laz::Solver::Result::MODEL:
+      ORDAX_CHECK(solver_.bounds_hold() && solver_.state_holds());
       split_violated_disequalities();
       return true;
     case laz::Solver::Result::LEMMA:
@@ -297,6 +302,7 @@ bool LaSolverInterface::accept_implied_literal(Lit literal, LitVector& reason) {
   }
   const std::size_t before = reason.size();
   atoms_.explain(&last_implied_, &last_implied_ + 1, reason);
+  ORDAX_CHECK(justifies(reason, before, literal));
   if (reason.size() - before <= index(config_.lazy_expl_threshold)) return true;
   reason.shrink(before);
   return false;
@@ -310,6 +316,7 @@ void LaSolverInterface::explain(Lit literal, LitVector& reason) {
   const BoundIndex bound = implied_by_[index(var_of(literal))];
   const std::size_t before = reason.size();
   atoms_.explain(&bound, &bound + 1, reason);
+  ORDAX_CHECK(justifies(reason, before, literal));
   if (logger_.verbosity() < 5) return;
   std::string text = "LA - try_range_implications, constraint " + std::to_string(var_of(literal)) +
                      " is implied by:";
@@ -343,7 +350,8 @@ std::vector<std::pair<std::string, std::uint64_t>> LaSolverInterface::statistics
     longest = std::max(longest, length);
   }
   const laz::Solver::Statistics& z = integers_.statistics();
-  return {{"num tableau rows", tableau.num_rows()},
+  return {{"num deduced bounds", atoms_.num_deduced()},
+          {"num tableau rows", tableau.num_rows()},
           {"num tableau variables", solver_.num_variables() - 1},
           {"avg tableau row length", tableau.num_rows() == 0 ? 0 : total / tableau.num_rows()},
           {"max tableau row length", longest},

@@ -86,6 +86,8 @@ class LaSolverInterface : public TheorySolver {
   bool lost_a_side(TermRef equality);
   bool check_integers();
   bool split_violated_disequalities();
+  bool is_contradiction(const LitVector& literals) const;
+  bool justifies(const LitVector& reason, std::size_t from, Lit implied) const;
 
   const LaConfiguration& config_;
   Logger& logger_;

@@ -1,7 +1,5 @@
 #include "solver/la/tableau.h"
 
-#include <cassert>
-
 namespace ordax::la {
 
 void Tableau::add_var() {
@@ -13,6 +11,7 @@ void Tableau::add_var() {
 void Tableau::append(std::int32_t row, LaVar var, Number coefficient) {
   Vector<ColumnEntry>& column = columns_[index(var)];
   Row& entries = rows_[index(row)];
+  ++num_entries_;
   entries.push_back({std::move(coefficient), var, static_cast<std::int32_t>(column.size())});
   column.push_back({row, static_cast<std::int32_t>(entries.size() - 1)});
 }
@@ -36,6 +35,7 @@ void Tableau::remove(std::int32_t row, std::size_t position) {
         static_cast<std::int32_t>(position);
   }
   entries.pop_back();
+  --num_entries_;
 }
 
 void Tableau::add_row(LaVar basic, const std::vector<Summand>& summands) {

@@ -48,6 +48,11 @@ class Tableau {
   /// Swaps the basic variable of the row with the variable at `position` of it.
   void pivot(std::int32_t row, std::int32_t position);
 
+  /// Rows and columns tell the same, and only nonbasic variables stand in rows.
+  bool well_formed() const;
+  /// The entries of all rows.
+  std::size_t num_entries() const { return num_entries_; }
+
   std::uint64_t num_pivots() const { return num_pivots_; }
 
  private:
@@ -62,6 +67,7 @@ class Tableau {
   Vector<std::int32_t> row_of_;  // by variable; -1 for a nonbasic one
   std::vector<Vector<ColumnEntry>> columns_;
   Vector<std::int32_t> position_of_;  // scratch, by variable; -1 outside of a merge
+  std::size_t num_entries_ = 0;
   std::uint64_t num_pivots_ = 0;
 };
 
