@@ -39,6 +39,7 @@
 #include "smt/smt_planner.h"
 #include "tests/random/problem_generator.h"
 #include "tests/random/process_limits.h"
+#include "validation/strict_judge.h"
 #include "validation/tt_validator.h"
 
 namespace kelvo::random_tests {
@@ -104,7 +105,8 @@ void set_options(const std::string& mode, std::uint32_t seed, Configuration& con
 
 bool is_valid(Environment& env, const model::ProblemInstance& problem,
               const std::shared_ptr<TimeTriggeredPlan>& plan) {
-  return TTValidator(env, problem).validate(plan);
+  return TTValidator(env, problem).validate(plan) &&
+         StrictJudge(env, problem).judge(*plan).is_valid();
 }
 
 std::shared_ptr<Plan> solve(Environment& env, const model::ProblemInstance& problem,

@@ -46,6 +46,7 @@
 #include "transformers/set_compiler.h"
 #include "transformers/temporal_uncertainty_compiler.h"
 #include "transformers/usertype_fluents_compiler.h"
+#include "validation/strict_judge.h"
 #include "validation/tt_validator.h"
 
 namespace kelvo::random_tests {
@@ -140,6 +141,12 @@ std::string output_text(const Chain& chain, const std::string& text) {
   return printed.str();
 }
 
+bool is_valid(Environment& env, const Problem& problem,
+              const std::shared_ptr<TimeTriggeredPlan>& plan) {
+  return TTValidator(env, problem).validate(plan) &&
+         StrictJudge(env, problem).judge(*plan).is_valid();
+}
+
 /// What there is to complain about, else whether there is a plan.
 struct Verdict {
   std::string complaint;
@@ -168,7 +175,7 @@ Verdict judge(const Chain& chain, const std::string& text) {
   std::ranges::for_each(applied.rbegin(), applied.rend(),
                         [&plan](const Transformer& t) { plan = t->map_back(plan); });
   const auto mapped = std::make_shared<TimeTriggeredPlan>(plan);
-  if (TTValidator(env, input).validate(mapped)) return {"", true};
+  if (is_valid(env, input, mapped)) return {"", true};
   std::ostringstream complaint;
   complaint << "the plan mapped back is not valid:\n" << *mapped;
   return {complaint.str()};
@@ -210,7 +217,7 @@ Verdict judge_uncertainty(std::uint32_t seed) {
             is_drive ? rational(duration) : step->duration()));
       }
     }
-    if (!TTValidator(env, free).validate(chosen)) {
+    if (!is_valid(env, free, chosen)) {
       std::ostringstream complaint;
       complaint << "not valid for these durations:\n" << *chosen;
       return {complaint.str()};
