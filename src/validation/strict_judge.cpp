@@ -43,8 +43,10 @@ strict::Task::Task(Environment& env, const model::ProblemInstance& problem_insta
 
 namespace {
 
-// More than this many combinations of extreme durations are not tried one by one.
+// With more steps than this, not all combinations of extreme durations are tried.
 constexpr std::size_t kMaxUncertainSteps = 6;
+// So many of them are tried on their own the other way.
+constexpr std::size_t kMaxSingleSteps = 31;
 
 }  // namespace
 
@@ -179,13 +181,14 @@ std::optional<StrictJudge::Task::Choice> StrictJudge::Task::choice_of(
   return Choice{step, values.number_of(least), values.number_of(greatest)};
 }
 
-// All combinations of the extremes where they are few; else all short, all long, and each step on
-// its own the other way. The plan has to be right for each of them.
+// All combinations of the extremes where they are few; else all short, all long, and some steps on
+// their own the other way. The plan has to be right for each of them.
 std::optional<StrictFault> StrictJudge::Task::judge_choices(std::vector<PlannedStep>& plan,
                                                             const std::vector<Choice>& choices) {
   const std::size_t size = choices.size();
   const bool all = size <= kMaxUncertainSteps;
-  const std::size_t num_runs = all ? std::size_t{1} << size : 2 * (size + 1);
+  const std::size_t num_runs =
+      all ? std::size_t{1} << size : 2 * (std::min(size, kMaxSingleSteps) + 1);
   for (std::size_t run = 0; run < num_runs; ++run) {
     for (std::size_t i = 0; i < size; ++i) {
       const bool is_long = all ? (run >> i & 1) != 0 : (run % 2 != 0) != (run / 2 == i + 1);
