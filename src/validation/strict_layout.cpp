@@ -66,6 +66,10 @@ bool Simulation::lay_out_statement(std::uint32_t step, std::uint32_t number) {
   const bool is_of_problem = step == Writer::kProblem;
   if (is_of_problem && task_.is_initial[number]) return true;
   const Statement& statement = statement_of(step, number);
+  if (is_of_problem && !(statement.left.label.empty() && statement.right.label.empty())) {
+    lay_out_about_label(number);
+    return true;
+  }
   Value from = is_of_problem ? horizon_ : starts_[step];
   if (statement.is_timed && statement.kind != Statement::Kind::DURATION) {
     from = time_of(statement.left, statement);
@@ -139,7 +143,7 @@ bool Simulation::lay_out_window(std::uint32_t step, std::uint32_t number, Value 
 // Of a statement of the owner that is bound. Equal times are one value: all are rationals.
 Value Simulation::time_of(const TimeBound& bound, const Statement& statement) {
   if (!bound.label.empty()) {
-    throw InvalidParameterError() << "A window that begins or ends with a label cannot be judged: "
+    throw InvalidParameterError() << "Labels belong to the problem, not to an action: "
                                   << model::print_expression(statement.source);
   }
   if (bound.time.size() == 1) {  // nearly always

@@ -32,6 +32,22 @@ std::vector<Stretch> Recorder::starts_of(const rational& lasting) const {
   return result;
 }
 
+std::vector<Stretch> intersection(const std::vector<Stretch>& a, const std::vector<Stretch>& b) {
+  std::vector<Stretch> result;
+  for (const Stretch& x : a) {
+    for (const Stretch& y : b) {
+      const bool x_begins = y.from < x.from || (y.from == x.from && !x.from_closed);
+      const bool x_ends = x.to < y.to || (x.to == y.to && !x.to_closed);
+      const Stretch& first = x_begins ? x : y;
+      const Stretch& last = x_ends ? x : y;
+      const bool both_closed = first.from_closed && last.to_closed;
+      if (last.to < first.from || (last.to == first.from && !both_closed)) continue;
+      result.push_back({first.from, first.from_closed, last.to, last.to_closed});
+    }
+  }
+  return result;
+}
+
 namespace {
 
 /// A time, or a moment behind it: the n-th of moments as close to it as one likes.

@@ -39,6 +39,9 @@ class Recorder {
   std::optional<std::pair<rational, bool>> open_since_;
 };
 
+/// What belongs to both. Stretches are in order and do not meet.
+std::vector<Stretch> intersection(const std::vector<Stretch>& a, const std::vector<Stretch>& b);
+
 /// Whether each label can be given one of its times so that each first label of a pair comes before
 /// the second. Labels are numbers of `times`, whose stretches are in order.
 bool can_be_ordered(const std::vector<std::vector<Stretch>>& times,

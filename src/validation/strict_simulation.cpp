@@ -1,7 +1,6 @@
 #include "validation/strict_simulation.h"
 
 #include <algorithm>
-#include <map>
 #include <set>
 #include <sstream>
 
@@ -27,7 +26,7 @@ std::optional<StrictFault> Simulation::run() {
     if (!run_time(begin, end)) return fault_;
     begin = end;
   }
-  check_orderings();
+  check_labels();
   return fault_;
 }
 
@@ -198,6 +197,7 @@ bool Simulation::close_window(std::uint32_t number) {
   window.is_open = false;
   if (window.recorder == nullptr) return true;
   window.recorder->end(times_[window.to], window.to_closed);
+  if (window.is_about_label) return true;
   const Statement& statement = statement_of(window.step, window.statement);
   bool is_met = window.recorder->is_met();
   if (!statement.lasting.empty()) {
@@ -223,28 +223,6 @@ std::optional<rational> Simulation::lasting_of(const Window& window) {
   const Value value = task_.evaluator.evaluate(statement.lasting, bindings_, state_);
   if (!task_.values.is_number(value)) return std::nullopt;
   return task_.values.number_of(value);
-}
-
-bool Simulation::check_orderings() {
-  const auto& pairs = task_.instance->labels_orderings();
-  if (pairs.empty()) return true;
-  std::map<model::Expression, std::size_t, model::ExpressionLess> labels;
-  std::vector<std::vector<Stretch>> times;
-  for (const Window& window : windows_) {
-    if (window.step != Writer::kProblem || window.recorder == nullptr) continue;
-    labels[statement_of(window.step, window.statement).source] = times.size();
-    times.push_back(window.recorder->starts_of(lasting_of(window).value_or(rational(0))));
-  }
-  std::vector<std::pair<std::size_t, std::size_t>> orderings;
-  for (const auto& [first, second] : pairs) {
-    orderings.emplace_back(labels.at(first), labels.at(second));
-  }
-  if (can_be_ordered(times, orderings)) return true;
-  fault_.emplace();
-  fault_->rule = "no times at which the labelled conditions are met are in the order that is asked";
-  fault_->source.statement = pairs.begin()->first;
-  fault_->other = StrictSource{nullptr, "", pairs.begin()->second};
-  return false;
 }
 
 bool Simulation::touch_reads(std::uint32_t step, std::uint32_t statement, Slot except) {

@@ -68,7 +68,9 @@ class Simulation {
     bool is_open = false;
     bool is_dirty = false;
     std::vector<Slot> watched;  // ascending
+    /// Of a `contains`, and of a condition about a label, which is judged when all is known.
     std::unique_ptr<Recorder> recorder;
+    bool is_about_label = false;
   };
   struct Pending {
     Slot slot;
@@ -104,7 +106,11 @@ class Simulation {
   std::optional<rational> lasting_of(const Window& window);
   bool touch_reads(std::uint32_t step, std::uint32_t statement, Slot except);
   bool touch(Slot slot, Touch touch, std::uint32_t step, std::uint32_t statement);
-  bool check_orderings();
+
+  // Labels.
+  void lay_out_about_label(std::uint32_t number);
+  std::vector<Stretch> allowed_by(const Window& window, const rational& limit) const;
+  bool check_labels();
 
   // Reporting.
   StrictSource source_of(std::uint32_t step, std::uint32_t statement) const;

@@ -125,7 +125,7 @@ TEST_F(StrictJudgeTest, ContainsAsksForSomeTime) {
 TEST_F(StrictJudgeTest, LabelsAreOrderedByTimesThatExist) {
   const std::string plan = "4: off() [1]\n6: on() [1]";  // p is false in (5, 7]
   const char* unordered =
-      "no times at which the labelled conditions are met are in the order that is asked";
+      "no times at which the labelled conditions are met suit what is asked of them";
   const std::string order = " start(a) < start(b);";
   expect({
       {kSwitch + "[0, 9] contains a: p; [0, 9] contains b: not p;" + order, plan, ""},
@@ -138,6 +138,28 @@ TEST_F(StrictJudgeTest, LabelsAreOrderedByTimesThatExist) {
        plan, ""},
       {kSwitch + "[0, 9] contains a: p; [0, 9] contains b: p;" + order + " start(b) < start(a);",
        plan, unordered},
+  });
+}
+
+TEST_F(StrictJudgeTest, WindowsMayBeginAndEndWithALabel) {
+  const std::string plan = "4: off() [1]\n6: on() [1]";  // p is false in (5, 7]
+  const char* unsuitable =
+      "no times at which the labelled conditions are met suit what is asked of them";
+  const std::string label = "[0, 9] contains a: not p;";
+  expect({
+      {kSwitch + label + "[start(a), 6] not p;", plan, ""},
+      {kSwitch + label + "[start(a), 8] not p;", plan, unsuitable},
+      {kSwitch + label + "[start(a), 7.5] p;", plan, unsuitable},
+      {kSwitch + label + "(start(a), 9] p;", plan, ""},  // a at 7
+      {kSwitch + label + "[start(a), 9] p;", plan, unsuitable},
+      {kSwitch + label + "[0, start(a)] p;", plan, unsuitable},  // a is behind 5
+      {kSwitch + label + "[0, start(a)) p;", plan, unsuitable},
+      {kSwitch + label + "(5, start(a)] not p;", plan, ""},
+      {kSwitch + label + "(5, start(a)] p;", plan, unsuitable},
+      {kSwitch + label + "[start(a), 5] not p;", plan, ""},  // behind its end: nothing is asked
+      {kSwitch + label + "[start(a)] not p;", plan, ""},
+      {kSwitch + label + "[start(a)] p;", plan, unsuitable},
+      {kSwitch + label + "[0, 9] contains b: p; start(a) < start(b); [start(b), 9] p;", plan, ""},
   });
 }
 
