@@ -33,7 +33,7 @@ class Hash {
   std::uint64_t value() const { return hash_; }
 
  private:
-  std::uint64_t hash_ = 0;
+  std::uint64_t hash_ = 0x243f6a8885a308d3ULL;  // of 0, so that a leading 0 counts
 };
 
 std::uint32_t node_of(const GuidedStep& step, std::uint32_t node) {

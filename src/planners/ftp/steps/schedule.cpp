@@ -6,6 +6,8 @@ namespace kelvo::ftp {
 
 namespace {
 
+const rational NOTHING = 0;
+
 /// What sums of times may differ by and still be equal.
 constexpr double TOLERANCE = 1e-6;
 
@@ -18,7 +20,7 @@ std::uint32_t node_of(const GuidedStep& step, std::uint32_t node) {
 GuidedSchedule::GuidedSchedule(const GuidedTask& task)
     : task_(task),
       write_gap_{&task.write_gap(), to_double(task.write_gap())},
-      read_gap_{&task.read_gap(), to_double(task.read_gap())} {}
+      no_gap_{&NOTHING, 0} {}
 
 void GuidedSchedule::start(GuidedState& state) const {
   state.times.assign(1, 0.0);
@@ -141,20 +143,25 @@ bool GuidedSchedule::order_behind_users(GuidedState& state, const GuidedStep& st
   const Point made = points_[number];
   ordered_for_.resize(points_.size());
   ordered_for_[number] = ++num_ordered_;
-  const auto order_behind_writers = [&](const SlotSet& slots, const Gap& gap) {
+  const auto gap_behind = [&](std::uint32_t point) -> const Gap& {
+    const GuidedStep& earlier = task_.step(points_[point].step);
+    return task_.read_gap(earlier, step) > 0 ? write_gap_ : no_gap_;
+  };
+  const auto order_behind_writers = [&](const SlotSet& slots, bool is_wide) {
     return std::all_of(slots.members.begin(), slots.members.end(), [&](std::uint32_t slot) {
       const std::uint32_t writer = state.slots[slot].writer;
-      return writer == NONE || order_behind_point(state, writer, made, gap);
+      if (writer == NONE) return true;
+      return order_behind_point(state, writer, made, is_wide ? write_gap_ : gap_behind(writer));
     });
   };
-  if (!order_behind_writers(step.reads, write_gap_) ||
-      !order_behind_writers(step.writes, write_gap_) ||
-      !order_behind_writers(step.reads_behind, read_gap_)) {
+  if (!order_behind_writers(step.reads, true) || !order_behind_writers(step.writes, true) ||
+      !order_behind_writers(step.reads_behind, false)) {
     return false;
   }
   for (const std::uint32_t slot : step.writes.members) {
     for (std::uint32_t r = state.slots[slot].readers; r != NONE; r = readers_[r].next) {
-      if (!order_behind_point(state, readers_[r].point, made, read_gap_)) return false;
+      const std::uint32_t reader = readers_[r].point;
+      if (!order_behind_point(state, reader, made, gap_behind(reader))) return false;
     }
   }
   for (const SlotSet* reads : {&step.reads, &step.reads_behind}) {
@@ -177,7 +184,7 @@ bool GuidedSchedule::order_pending(GuidedState& state, const GuidedStep& step, s
       const GuidedStep& pending = task_.step(number, position);
       const rational* gap = task_.gap_between(step, pending);
       if (gap == nullptr) continue;
-      const Gap& distance = gap == write_gap_.exact ? write_gap_ : read_gap_;
+      const Gap& distance = *gap > 0 ? write_gap_ : no_gap_;
       if (!order(state, node, step, list_node, pending, distance)) return false;
     }
     return true;

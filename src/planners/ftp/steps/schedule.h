@@ -122,7 +122,7 @@ class GuidedSchedule {
 
   const GuidedTask& task_;
   Gap write_gap_;
-  Gap read_gap_;
+  Gap no_gap_;
   std::vector<Edge> edges_;
   std::vector<Point> points_;
   std::vector<Reader> readers_;

@@ -234,14 +234,16 @@ bool GuidedSuccessors::ends_in_time(GuidedState& state) {
   });
 }
 
-// What the problem still asks behind the end of the plan. Nothing but its own steps is left.
+// What the problem still asks behind the end of the plan, and that no value leaves its bounds.
+// Nothing but its own steps is left.
 bool GuidedSuccessors::rest_of_problem_applies(const GuidedState& state) {
-  if (state.problem_position >= task_.last_condition()) return true;
+  const std::uint32_t num_steps = task_.list(GuidedTask::PROBLEM).num_steps;
+  if (state.problem_position == num_steps) return true;
   const GuidedSchedule::Mark mark = schedule_.mark();
   GuidedState rest = state;
   rest.refresh_values();
   bool applies = true;
-  while (applies && rest.problem_position < task_.last_condition()) {
+  while (applies && rest.problem_position < num_steps) {
     const GuidedStep& step = task_.step(GuidedTask::PROBLEM, rest.problem_position++);
     applies = apply_step(rest, step, 0);
   }

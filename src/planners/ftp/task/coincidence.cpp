@@ -137,11 +137,12 @@ void InstantOrder::add_needs(std::uint32_t slot) {
   }
 }
 
-// Two effects on one slot never meet.
+// Two effects on one slot never meet, nor what a gap keeps apart.
 void InstantOrder::add_need(std::uint32_t earlier, std::uint32_t later) {
   ++num_needs_;
   if (num_needs_ > MAX_NEEDS || task_.step(earlier).list == task_.step(later).list) return;
   if (have_common_member(changes_[earlier], changes_[later])) return;
+  if (task_.read_gap(task_.step(earlier), task_.step(later)) > 0) return;
   later_[earlier].push_back(later);
   ++num_earlier_[later];
 }

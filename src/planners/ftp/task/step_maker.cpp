@@ -239,6 +239,10 @@ void GuidedStepMaker::add_problem() {
       task_.obstacle_ = "a goal before the end of the plan";
     }
   }
+  // From some time on to the end of the plan: asked behind the end as well, if that is early.
+  for (const Draft::Durative& one : draft.durative) {
+    if (one.opens && !one.closes) task_.leaves_out_actions_ = true;
+  }
   if (!draft.steps.empty() && draft.steps.begin()->first.first < 0) {
     task_.obstacle_ = "a timed statement before the start of the plan";
   }

@@ -19,7 +19,7 @@ const rational* GuidedTask::gap_between(const GuidedStep& earlier, const GuidedS
   if (have_common_member(earlier.writes, later.reads_behind) ||
       have_common_member(earlier.reads, later.writes) ||
       have_common_member(earlier.reads_behind, later.writes)) {
-    return &read_gap_;
+    return &read_gap(earlier, later);
   }
   return nullptr;
 }
@@ -45,10 +45,8 @@ GuidedTask::GuidedTask(CompiledTask& task) : task_(task), lists_(task.templates(
   find_compressible_actions();
 }
 
-// Without moving targets nothing ever meets.
 bool GuidedTask::is_complete() const {
-  if (!obstacle_.empty() || leaves_out_actions_) return false;
-  return read_gap_ > 0 || !may_need_coincidence(*this);
+  return obstacle_.empty() && !leaves_out_actions_ && !may_need_coincidence(*this);
 }
 
 // --- what can be reached, and what changes ---
@@ -150,7 +148,6 @@ void GuidedTask::collect_accesses() {
   for (std::uint32_t position = 0; position < problem.num_steps; ++position) {
     const GuidedStep& at = step(PROBLEM, position);
     touches_goal_.push_back(have_common_member(at.changes, goal_reads));
-    if (!at.checks.empty()) last_condition_ = position + 1;
   }
 }
 

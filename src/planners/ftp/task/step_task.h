@@ -109,14 +109,17 @@ class GuidedTask {
   /// By step of the problem: writes what a goal reads.
   bool touches_goal(std::uint32_t position) const { return touches_goal_[position]; }
   bool has_steps_that_touch_goals() const;
-  /// The first position of the problem's list behind which no condition stands.
-  std::uint32_t last_condition() const { return last_condition_; }
 
   /// How far apart the schedule keeps two steps of which the later one must see, or overwrite, what
   /// the earlier one writes.
   const rational& write_gap() const { return write_gap_; }
-  /// And a step that writes behind one that reads: an instant is read before it is written.
+  /// And a step that writes behind one that reads, of different actions: nothing, for an instant is
+  /// read before it is written, or as much where targets may not move. What the problem does is no
+  /// moving target.
   const rational& read_gap() const { return read_gap_; }
+  const rational& read_gap(const GuidedStep& one, const GuidedStep& other) const {
+    return one.list == PROBLEM || other.list == PROBLEM ? no_gap_ : read_gap_;
+  }
   /// The gap between two steps of different actions in this order; nothing when they do not
   /// interfere.
   const rational* gap_between(const GuidedStep& earlier, const GuidedStep& later) const;
@@ -140,13 +143,13 @@ class GuidedTask {
   CompiledTask& task_;
   rational write_gap_;
   rational read_gap_;
+  rational no_gap_;
   std::string obstacle_;
   bool leaves_out_actions_ = false;
   std::vector<GuidedStep> steps_;
   std::vector<GuidedList> lists_;
   std::vector<const Condition*> goals_;
   std::vector<bool> touches_goal_;
-  std::uint32_t last_condition_ = 0;
   std::vector<bool> is_constant_;
   /// By slot: the slot that stands for it in orders.
   std::vector<std::uint32_t> order_slot_;

@@ -63,5 +63,50 @@ TEST_F(StrictPlansTest, LeftOpenGoalsAskWhatTheirFirstInstantLeaves) {
   }
 }
 
+TEST_F(StrictPlansTest, GoalsSeeWhatTheProblemDidBeforeTheEnd) {
+  const std::string idle = R"(
+    fluent boolean b; fluent boolean x; [start] b := false; [start] x := false;
+    action idle() { duration := 2; [end] x := true; };
+  )";
+  const std::string blocked = R"(
+    fluent boolean b; fluent boolean x; [start] b := false; [start] x := true;
+    fluent boolean y; [start] y := false;
+    action early() { duration := 2; [start] x; [end] y := true; };
+  )";
+  const std::string counts = R"(
+    fluent integer[0, 4] n; fluent boolean q; [start] n := 1; [start] q := false;
+    action up() { duration := 3; [end - 2] n < 4; [end - 2] n := n + 1; };
+  )";
+  struct Case {
+    std::string text;
+    bool has_plan;
+  };
+  for (const auto& [text, has_plan] : {
+           // The empty plan ends at 1.
+           Case{"fluent boolean b; [start] b := false; [9] b := true; [end] b;", false},
+           Case{"fluent boolean b; [start] b := false; [0.5] b := true; [end] b;", true},
+           Case{"fluent boolean b; [start] b := false; [1] b := true; [end] b;", false},
+           Case{"fluent boolean b; [start] b := true; [1] b := false; [end] b;", true},
+           Case{"fluent boolean b; [start] b := true; [0.99] b := false; [end] b;", false},
+           // An action that is no use otherwise makes the end.
+           Case{idle + "[9] b := true; [10] b := false; [end] b;", true},
+           Case{idle + "[9] b := true; [9.001] b := false; [end] b;", true},
+           Case{idle + "[2] b := true; [2.1] b := false; [end] b;", false},
+           // It can't wait for so long.
+           Case{blocked + "[0.1] x := false; [4] b := true; [end] b;", false},
+           Case{blocked + "[0.1] x := false; [3.05] b := true; [end] b;", true},
+           // What the problem does behind the end is not seen, but its windows hold.
+           Case{idle + "[20] x := false; [end] x and not b;", true},
+           Case{idle + "[8] b := true; [20] b := false; [25, 30] not b; [end] b;", true},
+           Case{idle + "[0.1] b := true; [0.3, 0.4] not b; [end] b;", false},
+           // And values stay in their bounds for ever.
+           Case{counts + "[9] n := n - 5; [end] not q;", false},
+           Case{counts + "[9] n := n - 1; [end] not q;", true},
+           Case{counts + "[7] q := true; [3.5] n := 4; [end] n >= 2;", true},
+       }) {
+    EXPECT_EQ(finds_plan(text, "guided"), has_plan) << text;
+  }
+}
+
 }  // namespace
 }  // namespace kelvo::ftp

@@ -1,0 +1,6 @@
+(define (domain last_moment)
+  (:predicates (open) (done))
+  (:durative-action work :parameters ()
+    :duration (= ?duration 4)
+    :condition (at end (open))
+    :effect (at end (done))))
