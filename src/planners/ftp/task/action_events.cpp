@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -98,6 +99,30 @@ EventTime place(ExpressionFactory& ef, Expression time, const rational& later,
   return {false, at.offset, end_key - at.offset};
 }
 
+// Of an interval with both ends tied to one anchor.
+std::optional<rational> length_of(ExpressionFactory& ef, const TimedStatement& statement) {
+  const AnchoredTime left = timing(ef, statement.left);
+  const AnchoredTime right = timing(ef, statement.right);
+  if (left.from_start != right.from_start) return {};
+  return left.from_start ? rational(right.offset - left.offset)
+                         : rational(left.offset - right.offset);
+}
+
+// An interval without a time in it asks nothing.
+bool is_empty(ExpressionFactory& ef, const TimedStatement& statement) {
+  const std::optional<rational> length = length_of(ef, statement);
+  if (!length) return false;
+  return *length < 0 || (*length == 0 && !(statement.left_closed && statement.right_closed));
+}
+
+// How much later than it says a goal opens that is open on the left: behind the effects that come
+// at that time, and before its end.
+rational opening_shift(ExpressionFactory& ef, const TimedStatement& goal, const rational& gap) {
+  if (goal.left_closed) return 0;
+  const std::optional<rational> length = length_of(ef, goal);
+  return length && *length < 2 * gap ? rational(*length / 2) : gap;
+}
+
 }  // namespace
 
 std::vector<PlacedEvent> place_action_events(ExpressionFactory& ef, const ActionEvents& action,
@@ -128,7 +153,7 @@ std::vector<PlacedEvent> place_action_events(ExpressionFactory& ef, const Action
 std::vector<PlacedEvent> place_problem_events(ExpressionFactory& ef,
                                               const std::vector<Expression>& literals,
                                               const std::vector<Expression>& goals,
-                                              const rational& plan_epsilon) {
+                                              const rational& gap) {
   std::vector<PlacedEvent> result;
   std::size_t index = 0;
   for (const Expression e : literals) {
@@ -137,25 +162,16 @@ std::vector<PlacedEvent> place_problem_events(ExpressionFactory& ef,
   }
   for (const Expression e : goals) {
     const TimedStatement statement = decompose_statement(e);
+    if (is_empty(ef, statement)) continue;
     const bool from_initial_state = statement.left_closed && is_at_start(ef, statement.left);
+    const EventTime left = place(ef, statement.left, opening_shift(ef, statement, gap), 0);
     if (statement.is_point()) {
-      const EventTime at = place(ef, statement.left, 0, 0);
-      if (!from_initial_state) result.push_back({EventRole::POINT, e, index++, at});
+      if (!from_initial_state) result.push_back({EventRole::POINT, e, index++, left});
       continue;
-    }
-    const EventTime right = place(ef, statement.right, 0, 0);
-    EventTime left = place(ef, statement.left, 0, 0);
-    if (!statement.left_closed) {
-      rational later = plan_epsilon;
-      const bool is_fixed = left.from_start == right.from_start;
-      if (is_fixed && left.key >= right.key) continue;  // an empty window asks nothing
-      // The opening must not come behind the end.
-      if (is_fixed) later = std::min(later, rational((right.key - left.key) / 2));
-      left = place(ef, statement.left, later, 0);
     }
     result.push_back({EventRole::OPENING, e, index++, left, !statement.left_closed,
                       /*at_once=*/from_initial_state});
-    result.push_back({EventRole::CLOSING, e, index++, right});
+    result.push_back({EventRole::CLOSING, e, index++, place(ef, statement.right, 0, 0)});
   }
   return result;
 }

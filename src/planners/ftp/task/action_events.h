@@ -71,12 +71,12 @@ std::vector<PlacedEvent> place_action_events(model::ExpressionFactory& ef,
                                              const rational& plan_epsilon);
 
 /// The events of the problem's timed literals and goals (timed expressions, one for each interval),
-/// with indices from 0. A goal at the start point makes no event. One that is open on the left
-/// opens `plan_epsilon` later than it says.
+/// with indices from 0. A goal at the start point makes no event. A goal that is open on the left
+/// opens `gap` later than it says, behind the effects of that time; an empty interval makes none.
 std::vector<PlacedEvent> place_problem_events(model::ExpressionFactory& ef,
                                               const std::vector<model::Expression>& literals,
                                               const std::vector<model::Expression>& goals,
-                                              const rational& plan_epsilon);
+                                              const rational& gap);
 
 /// Sorts by key, at one key conditions before effects, else in the order given.
 void sort_table(std::vector<PlacedEvent>& table);

@@ -21,6 +21,12 @@ namespace {
 
 constexpr double INFINITE = std::numeric_limits<double>::infinity();
 
+// What the network keeps between an effect and a condition behind it, so that no effect comes
+// between the time after which a goal must hold and its opening.
+rational opening_gap() {
+  return {1, 100};
+}
+
 void add_bits(const std::vector<std::uint32_t>& slots, std::vector<std::uint64_t>& bits) {
   for (const std::uint32_t slot : slots) bits[slot / 64] |= std::uint64_t{1} << (slot % 64);
 }
@@ -115,7 +121,7 @@ void CompiledTask::make_problem_templates() {
     if (statement.left_closed && is_at_start(ef, statement.left))
       initial_conditions_.push_back(add_condition(statement.body));
   }
-  std::vector<PlacedEvent> placed = place_problem_events(ef, literals, goals, plan_epsilon_);
+  std::vector<PlacedEvent> placed = place_problem_events(ef, literals, goals, opening_gap());
   sort_table(placed);
   templates_.resize(FIRST_ACTION);
   // The two events of a goal have neighbouring numbers, whatever lists they are in.

@@ -159,6 +159,31 @@ TEST_F(FtpPlannerTest, UnsolvableProblemsHaveNoPlan) {
   for (const char* const problem : problems) EXPECT_EQ(run(problem).text, "") << problem;
 }
 
+TEST_F(FtpPlannerTest, LeftOpenGoalsSeeTheEffectsOfTheirLeftEnd) {
+  const std::pair<const char*, bool> cases[] = {
+      {"[start] p := false; [4] p := true; goal (4, 6] p;", true},
+      {"[start] p := false; [4] p := true; goal [4, 6] p;", false},
+      {"[start] p := false; [4.001] p := true; goal (4, 6] p;", false},
+      {"[start] p := true; [4.5] p := false; goal (4, 6] p;", false},
+      {"[start] p := true; [4] p := false; goal [3, 4] p;", true},
+      {"[start] p := true; [4] p := false; goal (3, 4) p;", true},
+      {"[start] p := true; [4] p := false; goal (start, 5] p;", false},
+      // Shorter than what the network keeps apart.
+      {"[start] p := true; [4.5] p := false; goal (4, 4.004] p;", true},
+      // Nothing lies in between.
+      {"[start] p := false; goal (4, 4] p; goal [5, 3] p;", true},
+  };
+  const std::string action = "action a() { duration := 2; [start] p := true; };";
+  for (const char* const option : {"time-triggered", "ftp-deordering"}) {
+    for (const auto& [goal, is_solvable] : cases) {
+      const Outcome outcome = run(std::string("fluent boolean p; ") + goal, with(option));
+      EXPECT_EQ(!outcome.text.empty(), is_solvable) << goal << " " << option;
+    }
+    const std::string problem = "fluent boolean p; [start] p := false;" + action;
+    EXPECT_EQ(run(problem + "goal (start, 5] p;", with(option)).text, "0: a() [2]\n") << option;
+  }
+}
+
 TEST_F(FtpPlannerTest, PlansAreScheduledAsEarlyAsTheyCanBe) {
   EXPECT_EQ(run(R"(fluent boolean open; fluent boolean sent;
                    action send() { duration := 3; [all] open; [end] sent := true; };
