@@ -23,6 +23,7 @@ SmtPlanner::SmtPlanner(Environment& env, const model::ProblemInstance& problem)
   OwnCompilation compilation;
   compilation.grounds_actions = false;
   compile(compilation);
+  refuse_unset_goals(chain_.problem());
   encoder_ = std::make_unique<SmtEncoder>(env, chain_.problem());
 }
 

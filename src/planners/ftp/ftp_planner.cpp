@@ -47,6 +47,7 @@ FtpPlanner::FtpPlanner(Environment& env, const model::ProblemInstance& problem)
   compilation.splits_durations = true;
   compilation.prune_actions = !options.get_boolean_value("disable-prune-actions");
   compile(compilation);
+  refuse_unset_goals(chain_.problem());
   task_ = std::make_unique<CompiledTask>(chain_.problem(), plan_epsilon);
   const StepRules rules{deordering_, /*prune_coinciding_effects=*/!simultaneity_};
   generator_ = std::make_unique<SuccessorGenerator>(*task_, rules);

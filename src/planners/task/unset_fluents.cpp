@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -10,12 +11,14 @@
 #include <vector>
 
 #include "model/action.h"
+#include "model/constant.h"
 #include "model/domains.h"
 #include "model/expression_factory.h"
 #include "model/expression_simplifier.h"
 #include "model/fluent.h"
 #include "model/print_expression.h"
 #include "model/problem_instance.h"
+#include "model/timed_effect.h"
 #include "model/types.h"
 #include "planners/task/problem_statements.h"
 #include "shell/environment.h"
@@ -55,11 +58,14 @@ class ReadFluents {
   }
 
   const std::unordered_set<Expression>& ground() const { return ground_; }
+  /// Applications of constants, as they are written but for their simplified arguments.
+  const std::vector<Expression>& entries() const { return entries_; }
   const std::unordered_set<model::Fluent>& lifted() const { return lifted_; }
 
  private:
   void add_application(Expression e) {
     const Expression reference = ef_.get_reference_from_functional_apply(e);
+    if (ef_.is_constant_reference(reference)) entries_.push_back(e);
     if (!ef_.is_fluent_reference(reference)) return;
     const Expression simple = simplifier_(e);
     const bool is_ground = std::ranges::all_of(simple->children(), [this](Expression argument) {
@@ -77,7 +83,59 @@ class ReadFluents {
   std::unordered_set<Expression> seen_;
   std::unordered_set<Expression> ground_;
   std::unordered_set<model::Fluent> lifted_;
+  std::vector<Expression> entries_;
 };
+
+bool is_value(const model::ExpressionFactory& ef, Expression e) {
+  return ef.is_constant(e) || ef.is_instance_reference(e);
+}
+
+/// What some effect gives a value to, at the start or later.
+class WrittenFluents {
+ public:
+  explicit WrittenFluents(Environment& env) : ef_(env.expression_factory()), simplifier_(env) {}
+
+  void add(Expression e, const model::Action& action) {
+    const std::optional<Effect> effect = get_effect(ef_, e, action);
+    if (!effect) return;
+    const Expression target = simplifier_(assigned_fluent(ef_, *effect));
+    const bool is_ground = std::ranges::all_of(
+        target->children(), [this](Expression argument) { return is_value(ef_, argument); });
+    if (is_ground) {
+      ground_.insert(target);
+    } else {
+      lifted_.insert(effect->fluent());
+    }
+  }
+  bool contains(Expression ground) const {
+    const Expression reference =
+        ef_.is_functional_apply(ground) ? ef_.get_reference_from_functional_apply(ground) : ground;
+    const model::Fluent fluent = ef_.get_fluent_from_reference(reference);
+    const bool is_reference = reference == ground && fluent->has_parameters();
+    return is_reference || ground_.contains(ground) || lifted_.contains(fluent);
+  }
+
+ private:
+  model::ExpressionFactory& ef_;
+  model::ExpressionSimplifier simplifier_;
+  std::unordered_set<Expression> ground_;
+  std::unordered_set<model::Fluent> lifted_;
+};
+
+bool has_entry(Environment& env, Expression application) {
+  const model::ExpressionFactory& ef = env.expression_factory();
+  const model::ExpressionSimplifier simplifier(env);
+  const model::Constant constant =
+      ef.get_constant_from_reference(ef.get_reference_from_functional_apply(application));
+  const model::FunctionValue value = constant->value();
+  std::vector<Expression> key;
+  for (const Expression argument : application->children()) {
+    const Expression simple = simplifier(argument);
+    if (!is_value(ef, simple)) return true;  // which entry it is depends on the state
+    key.push_back(simple);
+  }
+  return value == nullptr || !value->has_assignments() || value->assignment(key) != nullptr;
+}
 
 // Whether as many values are known as the fluent has arguments to choose.
 bool has_all_values(const model::Fluent& fluent, std::size_t num_values,
@@ -96,6 +154,35 @@ bool has_all_values(const model::Fluent& fluent, std::size_t num_values,
 }
 
 }  // namespace
+
+void refuse_unset_goals(const model::ProblemInstance& problem) {
+  Environment& env = problem->environment();
+  WrittenFluents written(env);
+  for (const auto& [name, action] : problem->actions()) {
+    for (const Expression e : action->expressions()) written.add(e, action);
+  }
+  for (const Expression e : problem->expressions()) written.add(e, nullptr);
+  for (const Expression statement : problem->expressions()) {
+    ReadFluents read(env);
+    read.add(statement);
+    std::set<std::string> unset;
+    const auto note = [&unset](Expression e) {
+      std::ostringstream text;
+      text << model::print_expression(e);
+      unset.insert(text.str());
+    };
+    for (const Expression fluent : read.ground()) {
+      if (!written.contains(fluent)) note(fluent);
+    }
+    for (const Expression entry : read.entries()) {
+      if (!has_entry(env, entry)) note(entry);
+    }
+    if (unset.empty()) continue;
+    throw InvalidParameterError() << "Nothing gives '" << *unset.begin()
+                                  << "' a value, which is read by: "
+                                  << model::print_expression(statement);
+  }
+}
 
 void warn_of_unset_fluents(const model::ProblemInstance& problem) {
   if (!Log::is_on(LogLevel::WARN)) return;
@@ -135,7 +222,7 @@ void warn_of_unset_fluents(const model::ProblemInstance& problem) {
     warning << (num_named++ == 0 ? " '" : ", '") << name << "'";
   }
   if (unset.size() > kNamed) warning << " and " << unset.size() - kNamed << " more";
-  warning << " (ftp finds no plan that reads such a fluent before it is set, smt takes any value)";
+  warning << " (no step reads such a fluent before it is set)";
   env.warning_manager().warn(warning.str());
 }
 
