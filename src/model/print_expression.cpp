@@ -10,6 +10,7 @@
 #include "model/fluent.h"
 #include "model/instance.h"
 #include "shell/errors.h"
+#include "shell/numbers.h"
 
 namespace kelvo::model {
 
@@ -85,12 +86,8 @@ class Printer {
   }
 
   void rational_constant(const rational& value) {
-    os_ << numerator(value);
-    if (denominator(value) == 1) {
-      os_ << ".0";
-    } else {
-      os_ << '/' << denominator(value);
-    }
+    os_ << to_text(value);
+    if (denominator(value) == 1) os_ << ".0";
   }
 
   void action_status_is(const ActionStatusIsPayload& payload) {
@@ -155,7 +152,7 @@ class Printer {
       case Kind::RATIONAL_CONSTANT:
         return rational_constant(payload_of<RationalPayload>(e).value());
       case Kind::INTEGER_CONSTANT:
-        os_ << payload_of<IntegerPayload>(e).value();
+        os_ << to_text(payload_of<IntegerPayload>(e).value());
         return;
       case Kind::UNRESOLVED_SYMBOL:
         os_ << "unresolved<" << payload_of<IdentifierPayload>(e).name() << '>';

@@ -9,6 +9,7 @@
 #include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/log.h"
+#include "shell/numbers.h"
 
 namespace kelvo {
 
@@ -78,7 +79,7 @@ bool denotes(const std::string& text, const rational& time) {
 void print_step(std::ostream& os, const TimeTriggeredStep& step) {
   os << ": ";
   print_step_action(os, step.object(), step.action(), step.actual_parameters());
-  if (step.has_duration()) os << " [" << step.duration() << "]";
+  if (step.has_duration()) os << " [" << to_text(step.duration()) << "]";
   os << std::endl;
 }
 
@@ -129,7 +130,7 @@ std::ostream& TimeTriggeredPlan::print(std::ostream& os) const {
     }
     for (const std::shared_ptr<TimeTriggeredStep>& step : steps) {
       if (exact) {
-        os << time;
+        os << to_text(time);
       } else {
         os << rounded;
       }

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "shell/errors.h"
+#include "shell/long_numbers.h"
 
 namespace kelvo {
 
@@ -31,7 +32,7 @@ integer read_digits(std::string_view digits, std::string_view whole) {
     for (const char c : digits) value = value * 10 + static_cast<std::uint64_t>(c - '0');
     return integer(value);
   }
-  return integer(std::string(digits));
+  return long_integer(digits);
 }
 
 rational read_unsigned(std::string_view text, std::string_view whole) {
@@ -40,7 +41,7 @@ rational read_unsigned(std::string_view text, std::string_view whole) {
     const integer above = read_digits(text.substr(0, slash), whole);
     const integer below = read_digits(text.substr(slash + 1), whole);
     if (below == 0) refuse(whole);
-    return rational(above, below);
+    return reduced(above, below);
   }
   const std::size_t point = text.find('.');
   if (point == std::string_view::npos) return rational(read_digits(text, whole));
@@ -48,10 +49,8 @@ rational read_unsigned(std::string_view text, std::string_view whole) {
   const integer whole_part = point == 0 ? integer(0) : read_digits(text.substr(0, point), whole);
   const integer fractional_part = read_digits(fraction, whole);
   if (fractional_part == 0) return rational(whole_part);
-  const integer scale =
-      boost::multiprecision::pow(integer(10), static_cast<unsigned>(fraction.size()));
-  const integer scaled = whole_part * scale + fractional_part;
-  return rational(scaled, scale);
+  const integer scaled = long_integer(std::string(text.substr(0, point)) + std::string(fraction));
+  return reduced(scaled, power_of_ten(fraction.size()));
 }
 
 }  // namespace
@@ -107,6 +106,16 @@ integer integer_from_string(const std::string& text) {
     return -magnitude;
   }
   return read_digits(text, text);
+}
+
+std::string to_text(const integer& value) {
+  return value < 0 ? "-" + long_text(value) : long_text(value);
+}
+
+std::string to_text(const rational& value) {
+  const integer below = denominator(value);
+  const std::string above = to_text(numerator(value));
+  return below == 1 ? above : above + "/" + to_text(below);
 }
 
 }  // namespace kelvo

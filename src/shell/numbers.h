@@ -42,6 +42,11 @@ rational rational_from_string(const std::string& text);
 /// Reads decimal digits behind an optional minus; anything else is an `InvalidParameterError`.
 integer integer_from_string(const std::string& text);
 
+/// As the numbers print. Like the functions that read, these take hardly more than linear time in
+/// the number of digits; the streams of the number library take quadratic time.
+std::string to_text(const integer& value);
+std::string to_text(const rational& value);
+
 }  // namespace kelvo
 
 // A number and its negative collide, and all fractions between -1 and 1 do: never key a large or

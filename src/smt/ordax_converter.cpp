@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "shell/errors.h"
+#include "shell/numbers.h"
 
 namespace kelvo::smt {
 
@@ -99,7 +100,8 @@ ordax_term OrdaxConverter::walk_div(Formula f) {
   if (!factory_.is_rational_constant(divisor) || factory_.get_rational_constant(divisor) == 0) {
     throw SmtSolverError("Non-Linear division found!");
   }
-  const ordax_term reciprocal = number(rational(1 / factory_.get_rational_constant(divisor)).str());
+  const ordax_term reciprocal =
+      number(to_text(rational(1 / factory_.get_rational_constant(divisor))));
   return checked(ordax_make_times(env_, child(f, 0), reciprocal));
 }
 
@@ -130,11 +132,11 @@ ordax_term OrdaxConverter::number(const std::string& text) {
 
 ordax_term OrdaxConverter::walk_rational_constant(Formula f) {
   // Prints "numerator/denominator", an integral value without the denominator.
-  return number(factory_.get_rational_constant(f).str());
+  return number(to_text(factory_.get_rational_constant(f)));
 }
 
 ordax_term OrdaxConverter::walk_integer_constant(Formula f) {
-  return number(factory_.get_integer_constant(f).str());
+  return number(to_text(factory_.get_integer_constant(f)));
 }
 
 ordax_type OrdaxConverter::convert_type(const SmtType& type) {

@@ -57,6 +57,43 @@ TEST(NumbersTest, WhatIsNoNumberIsRefusedWithItsText) {
   EXPECT_EQ(integer_from_string("-0042"), integer(-42));
 }
 
+// Long numbers take another way, which the short ones judge here; the number library does so for
+// those of a few hundred digits.
+TEST(NumbersTest, LongNumbersReadAndPrintAsShortOnesDo) {
+  for (const std::size_t size : {90U, 99U, 100U, 101U, 102U, 150U, 155U, 300U, 700U}) {
+    std::string digits;
+    for (std::size_t i = 0; i < size; ++i) digits += static_cast<char>('1' + i * i % 9);
+    const integer whole(digits);
+    EXPECT_EQ(integer_from_string(digits), whole);
+    EXPECT_EQ(integer_from_string("-000" + digits), integer(-whole));
+    EXPECT_EQ(to_text(whole), digits);
+    EXPECT_EQ(to_text(integer(-whole)), "-" + digits);
+    const integer scale = boost::multiprecision::pow(integer(10), static_cast<unsigned>(size));
+    EXPECT_EQ(rational_from_string("7." + digits), rational(whole + 7 * scale, scale));
+    EXPECT_EQ(rational_from_string("-0." + digits + "5"), rational(-(whole * 10 + 5), scale * 10));
+    EXPECT_EQ(rational_from_string("." + std::string(size, '0') + "25"), rational(1, scale * 4));
+    EXPECT_EQ(rational_from_string(digits + "." + std::string(size, '0')), rational(whole));
+    const integer below = whole / 3 + 1;
+    const rational quotient(whole * 6, below * 4);
+    const std::string text = to_text(integer(whole * 6)) + "/" + to_text(integer(below * 4));
+    EXPECT_EQ(rational_from_string(text), quotient);
+    EXPECT_EQ(to_text(quotient), numerator(quotient).str() + "/" + denominator(quotient).str());
+    EXPECT_EQ(to_text(rational(-quotient)), "-" + to_text(quotient));
+  }
+  EXPECT_EQ(to_text(rational(-5)), "-5");
+  EXPECT_EQ(to_text(integer(0)), "0");
+}
+
+// With a quadratic algorithm each of these takes from half a minute to several minutes.
+TEST(NumbersTest, AMillionDigitsAreReadAndPrinted) {
+  std::string digits(1000000, '7');
+  digits.front() = '1';
+  EXPECT_EQ(to_text(integer_from_string(digits)), digits);
+  const rational decimal = rational_from_string("0." + digits);
+  EXPECT_EQ(to_text(numerator(decimal)), digits);
+  EXPECT_EQ(to_text(rational_from_string(digits + "/" + digits)), "1");
+}
+
 TEST(NumbersTest, FloorTruncatesTowardZeroAndCeilFollowsFromIt) {
   struct Case {
     rational value;
