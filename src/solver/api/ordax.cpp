@@ -55,9 +55,9 @@ class FailedHandle : public Exception {
   FailedHandle() : Exception("a handle is the failure value of an earlier call") {}
 };
 
-// The last text of any failure in the process, for failures that have no environment.
-std::string& process_error() {
-  static std::string text;
+// The last text of a failure in this thread that has no environment.
+std::string& thread_error() {
+  thread_local std::string text;
   return text;
 }
 
@@ -66,8 +66,7 @@ EnvHandle* unwrap(ordax_env env) {
 }
 
 void keep_error(EnvHandle* handle, const char* text) {
-  process_error() = text;
-  if (handle != nullptr) handle->last_error = text;
+  (handle == nullptr ? thread_error() : handle->last_error) = text;
 }
 
 /// The common shape of the calls: runs the body and turns a failure into the stored text and the
@@ -92,7 +91,7 @@ template <typename Result, typename Body>
 Result in_env(ordax_env env, Result failure, Body&& body) {
   EnvHandle* handle = unwrap(env);
   if (handle == nullptr) {
-    if (process_error().empty()) keep_error(nullptr, "the environment is a failure value");
+    if (thread_error().empty()) keep_error(nullptr, "the environment is a failure value");
     return failure;
   }
   return guarded(handle, failure, [&] { return body(*handle); });
@@ -230,7 +229,7 @@ void ordax_free(void* memory) {
 
 const char* ordax_last_error_message(ordax_env env) {
   const EnvHandle* handle = unwrap(env);
-  return handle == nullptr ? process_error().c_str() : handle->last_error.c_str();
+  return handle == nullptr ? thread_error().c_str() : handle->last_error.c_str();
 }
 
 // ---------------------------------------------------------------- configuration

@@ -11,7 +11,9 @@
  * - Texts and arrays that a call returns belong to the caller and are released with `ordax_free`,
  *   except the text of `ordax_last_error_message`.
  * - Nothing is thrown through this interface except std::bad_alloc when the memory is exhausted.
- * - An environment is used by one thread at a time, and only one thread may be inside the library.
+ * - Threads may work at the same time in environments of their own; an environment, with its types,
+ *   declarations and terms, is used by one thread at a time. The text of a failure without an
+ *   environment belongs to the thread.
  * - Building a term costs amortised constant time (about a hundred nanoseconds) unless noted;
  *   `ordax_make_leq` and `ordax_make_equal` on sums cost time in the length of the sums.
  */

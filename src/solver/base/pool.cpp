@@ -1,5 +1,7 @@
 #include "solver/base/pool.h"
 
+#include <mutex>
+
 namespace ordax {
 namespace {
 
@@ -9,8 +11,9 @@ struct FreeChunk {
   FreeChunk* next;
 };
 
-// One list for the process: the library works in one thread at a time.
+// One list for all threads. Chunks are taken and given seldom, so a lock costs nothing.
 FreeChunk* free_chunks = nullptr;
+std::mutex free_chunks_mutex;
 
 void* allocate_aligned(std::size_t bytes) {
   void* result = std::aligned_alloc(ChunkStore::CHUNK_BYTES, bytes);
@@ -26,13 +29,18 @@ void make_room_for_one(std::vector<T>& list) {
 }  // namespace
 
 void* ChunkStore::take() {
-  if (free_chunks == nullptr) return allocate_aligned(CHUNK_BYTES);
-  void* result = free_chunks;
-  free_chunks = free_chunks->next;
-  return result;
+  {
+    const std::lock_guard<std::mutex> lock(free_chunks_mutex);
+    if (FreeChunk* const result = free_chunks; result != nullptr) {
+      free_chunks = result->next;
+      return result;
+    }
+  }
+  return allocate_aligned(CHUNK_BYTES);
 }
 
 void ChunkStore::give(void* chunk) noexcept {
+  const std::lock_guard<std::mutex> lock(free_chunks_mutex);
   free_chunks = ::new (chunk) FreeChunk{nullptr, free_chunks};
 }
 

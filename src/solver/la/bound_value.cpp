@@ -1,5 +1,6 @@
 #include "solver/la/bound_value.h"
 
+#include <mutex>
 #include <new>
 #include <utility>
 
@@ -12,12 +13,70 @@ struct BoundValue::Record {
   Number infinitesimal;
   std::uint32_t count;
 
-  /// Records come and go in the innermost loops. The pool is never freed: values may outlive it.
-  static BlockPool& pool() {
-    static BlockPool* const records = new BlockPool(sizeof(Record));
-    return *records;
+  static void* allocate() {
+    if (free_records == nullptr) refill();
+    Free* const block = free_records;
+    free_records = block->next;
+    return block;
   }
+  static void free(void* block) noexcept {
+    if (free_records == nullptr) leave_behind_at_exit();
+    free_records = ::new (block) Free{free_records};
+  }
+
+ private:
+  struct Free {
+    Free* next;
+  };
+  // What threads that ended have left, and all memory there is: never freed, for values may outlive
+  // static objects.
+  struct Reserve {
+    std::mutex mutex;
+    Free* left = nullptr;
+    BlockPool blocks{sizeof(Record)};
+  };
+  static constexpr int kRefill = 64;
+
+  static Reserve& reserve() {
+    static Reserve* const instance = new Reserve;
+    return *instance;
+  }
+  static void refill();
+  static void leave_behind_at_exit() noexcept;
+
+  // Records come and go in the innermost loops, so each thread has free ones of its own. Which
+  // thread gives a record back does not matter.
+  static thread_local Free* free_records;
 };
+
+thread_local BoundValue::Record::Free* BoundValue::Record::free_records = nullptr;
+
+void BoundValue::Record::refill() {
+  Reserve& shared = reserve();
+  const std::lock_guard<std::mutex> lock(shared.mutex);
+  leave_behind_at_exit();
+  std::swap(free_records, shared.left);
+  for (int i = 0; free_records == nullptr || i < kRefill; ++i) {
+    free_records = ::new (shared.blocks.allocate()) Free{free_records};
+  }
+}
+
+void BoundValue::Record::leave_behind_at_exit() noexcept {
+  struct Heir {
+    ~Heir() {
+      Reserve& shared = reserve();
+      const std::lock_guard<std::mutex> lock(shared.mutex);
+      while (free_records != nullptr) {
+        Free* const block = free_records;
+        free_records = block->next;
+        block->next = shared.left;
+        shared.left = block;
+      }
+    }
+  };
+  static thread_local Heir heir;
+  (void)heir;
+}
 
 BoundValue::BoundValue(const Number& rational, const Number& infinitesimal) : word_(1) {
   set(rational, infinitesimal);
@@ -40,7 +99,7 @@ bool BoundValue::pack(const Number& rational, const Number& infinitesimal, std::
 // The word holds nothing that has to be released.
 void BoundValue::set(Number rational, Number infinitesimal) {
   if (pack(rational, infinitesimal, word_)) return;
-  word_ = reinterpret_cast<std::int64_t>(::new (Record::pool().allocate()) Record{
+  word_ = reinterpret_cast<std::int64_t>(::new (Record::allocate()) Record{
       std::move(rational), std::move(infinitesimal), /*count=*/1});
 }
 
@@ -52,7 +111,7 @@ void BoundValue::release() noexcept {
   Record* const dead = record();
   if (--dead->count != 0) return;
   dead->~Record();
-  Record::pool().release(dead);
+  Record::free(dead);
 }
 
 Number BoundValue::rational() const {

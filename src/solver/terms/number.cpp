@@ -2,6 +2,7 @@
 
 #include <gmp.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,12 +17,13 @@ namespace {
 
 constexpr std::uint64_t kTableSize = 1024;
 
-// Zero-initialised, so that its pages are mapped only when they are touched. An entry of 0 has not
-// been computed yet.
-std::uint16_t gcd_table[kTableSize][kTableSize];
+// Common divisors of small words, shared by all threads. Zero-initialised, so that its pages are
+// mapped only when they are touched. An entry of 0 has not been computed yet; two threads that
+// compute one write the same.
+std::atomic<std::uint16_t> gcd_table[kTableSize][kTableSize];
 
-// Temporaries of the slow paths: the result's numerator and denominator, and two more. Made on
-// first use, so that a number may be built during static initialisation.
+// Temporaries of the slow paths, of each thread: the result's numerator and denominator, and two
+// more. Made on first use, so that a number may be built during static initialisation.
 struct Scratch {
   mpz_t num;
   mpz_t den;
@@ -33,12 +35,14 @@ struct Scratch {
     mpz_init(first);
     mpz_init(second);
   }
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+  ~Scratch() { mpz_clears(num, den, first, second, nullptr); }
 };
 
 Scratch& scratch() {
-  // Never destroyed: numbers in static objects may still be freed after it would be gone.
-  static Scratch* const instance = new Scratch;
-  return *instance;
+  thread_local Scratch instance;
+  return instance;
 }
 
 std::uint64_t magnitude(std::int64_t value) {
@@ -107,7 +111,7 @@ std::uint64_t Number::gcd64(std::uint64_t a, std::uint64_t b) {
     }
   }
   if (a <= 1 || b <= 1) return a == 1 || b == 1 ? 1 : a | b;
-  std::uint16_t& entry = gcd_table[a][b];
+  std::uint16_t entry = gcd_table[a][b].load(std::memory_order_relaxed);
   if (entry == 0) {
     std::uint64_t x = a;
     std::uint64_t y = b;
@@ -117,7 +121,8 @@ std::uint64_t Number::gcd64(std::uint64_t a, std::uint64_t b) {
       y = rest;
     }
     entry = static_cast<std::uint16_t>(x);
-    gcd_table[b][a] = entry;
+    gcd_table[a][b].store(entry, std::memory_order_relaxed);
+    gcd_table[b][a].store(entry, std::memory_order_relaxed);
   }
   return entry;
 }

@@ -18,7 +18,7 @@ namespace ordax {
 /// numerator word holds a pointer to a record of two GMP integers. A value that fits the small form
 /// is always small, so the form is canonical: equal values have equal forms.
 ///
-/// Not safe for two threads: the slow paths share scratch integers and a table of common divisors.
+/// A number is used by one thread at a time; the scratch integers of the slow paths are per thread.
 class Number {
  public:
   class error : public Exception {
@@ -182,7 +182,7 @@ class Number {
   static Number gcd(const Number& a, const Number& b);
   /// The least common multiple of two integers, never negative.
   static Number lcm(const Number& a, const Number& b);
-  /// The greatest common divisor of two words, from the process-wide table where both are small.
+  /// The greatest common divisor of two words, from a table where both are small.
   static std::uint64_t gcd64(std::uint64_t a, std::uint64_t b);
 
  private:
