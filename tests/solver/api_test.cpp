@@ -271,6 +271,58 @@ TEST(Api, BacktrackPointsNest) {
   EXPECT_EQ(ordax_pop_backtrack_point(s), -1);
 }
 
+long statistic(const Session& s, const std::string& name) {
+  char* const text = ordax_statistics(s);
+  const std::string all = text;
+  ordax_free(text);
+  return std::stol(all.substr(all.find(name + " = ") + name.size() + 3));
+}
+
+// A popped atom leaves no row, and variables that were there before serve on.
+TEST(Api, WhatIsPoppedLeavesTheTableau) {
+  Session s;
+  const ordax_term x = s.real("x");
+  const ordax_term y = s.real("y");
+  const ordax_term i = s.integer("i");
+  s.add(s.leq(s.plus(x, y), s.number("10")));
+  EXPECT_EQ(s.solve(), 1);
+  const long rows = statistic(s, "num tableau rows");
+  const long variables = statistic(s, "num tableau variables");
+  for (int round = 2; round < 60; ++round) {
+    const ordax_term factor = s.number(std::to_string(round).c_str());
+    const ordax_term z = s.real(("z" + std::to_string(round)).c_str());
+    ordax_push_backtrack_point(s);
+    s.add(s.leq(s.number("7"), s.plus(x, s.times(factor, z))));
+    s.add(s.leq(s.plus(z, y), s.number("-1")));
+    s.add(s.leq(s.number("1"), s.plus(i, z)));
+    EXPECT_EQ(s.solve(), 1);
+    ordax_push_backtrack_point(s);
+    s.add(s.less(s.plus(x, s.plus(y, z)), s.plus(x, s.plus(y, z))));
+    s.add(s.leq(s.plus(x, s.number("1")), s.plus(s.number("7"), s.times(s.number("-2"), z))));
+    s.add(s.leq(s.number("20"), s.plus(x, y)));
+    EXPECT_EQ(s.solve(), 0);
+    ordax_pop_backtrack_point(s);
+    EXPECT_EQ(s.solve(), 1);
+    ordax_pop_backtrack_point(s);
+    EXPECT_EQ(s.solve(), 1);
+    EXPECT_EQ(statistic(s, "num tableau rows"), rows) << round;
+    EXPECT_EQ(statistic(s, "num tableau variables"), variables) << round;
+  }
+}
+
+// Pivoting through a chain of facts would fill the tableau with the square of its length.
+TEST(Api, ALongChainKeepsItsRowsShort) {
+  Session s;
+  ordax_term last = s.real("t0");
+  for (int k = 1; k < 2000; ++k) {
+    const ordax_term next = s.real(("t" + std::to_string(k)).c_str());
+    s.add(s.less(last, next));
+    last = next;
+  }
+  EXPECT_EQ(s.solve(), 1);
+  EXPECT_LT(statistic(s, "max tableau row length"), 20);
+}
+
 TEST(Api, AssumptionsHoldForOneCheck) {
   Session s;
   const ordax_term p = s.boolean("p");

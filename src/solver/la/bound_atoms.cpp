@@ -51,6 +51,15 @@ void BoundAtoms::remove_atoms(Var first) {
   }
 }
 
+void BoundAtoms::forget_variables(std::size_t count) {
+  for (; !definitions_.empty(); definitions_.pop_back()) {
+    const std::size_t d = definitions_.size() - 1;
+    if (index(solver_.slack_of(d)) < count) break;
+    for (const Summand& s : definitions_.back()) lists_[index(s.var)].definitions.pop_back();
+  }
+  if (lists_.size() > count) lists_.resize(count);
+}
+
 // Moves the cursors of a variable to its bounds, and queues the literals of the atoms passed over.
 void BoundAtoms::advance(LaVar v) {
   AtomList& list = lists_[index(v)];

@@ -23,6 +23,9 @@ class BoundAtoms {
   void add_atom(LaVar v, const BoundValue& limit, Lit literal);
   /// Forgets the atoms of Boolean variables from `first` on; no bound is told.
   void remove_atoms(Var first);
+  /// Forgets the variables from `count` on, which have no atoms, before the simplex takes them
+  /// back.
+  void forget_variables(std::size_t count);
   std::size_t num_atoms() const { return num_atoms_; }
 
   /// The least value above a limit on a variable.

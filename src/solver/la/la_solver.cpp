@@ -3,6 +3,11 @@
 #include <algorithm>
 
 namespace ordax::la {
+namespace {
+
+constexpr std::size_t kManyViolated = 500;
+
+}  // namespace
 
 Solver::Solver(Logger& logger, int greedy_threshold)
     : logger_(logger), greedy_threshold_(greedy_threshold) {
@@ -30,6 +35,27 @@ LaVar Solver::new_slack(const std::vector<Tableau::Summand>& sum, bool is_int) {
   for (const Tableau::Summand& s : sum) value.addmul(s.coefficient, vars_[index(s.var)].value);
   vars_[index(v)].value = std::move(value);
   return v;
+}
+
+void Solver::remove_variables(std::size_t count) {
+  ORDAX_CHECK(bounds_.size() == 1 && disequalities_.empty());
+  while (vars_.size() > count) {
+    tableau_.remove_last_var();
+    if (vars_.back().definition >= 0) {
+      definitions_.pop_back();
+    } else {
+      --num_problem_vars_;
+    }
+    vars_.pop_back();
+  }
+  for (Vector<LaVar>* list : {&touched_, &changed_, &violated_vars_}) {
+    std::size_t kept = 0;
+    for (const LaVar v : *list) {
+      if (index(v) < count) (*list)[kept++] = v;
+    }
+    list->shrink(kept);
+  }
+  if (model_.size() > count) model_.resize(count);
 }
 
 void Solver::mark_changed(LaVar v) {
@@ -156,6 +182,39 @@ void Solver::move_nonbasic(LaVar v, const BoundValue& target) {
     note_if_violated(basic);
   }
   vars_[index(v)].value = target;
+}
+
+// Moves one nonbasic variable of the row so that its basic one comes back within bounds, if
+// one can go so far.
+void Solver::move_within_bounds(LaVar basic) {
+  const Variable& x = vars_[index(basic)];
+  const BoundIndex goal = x.asserted[below_lower(x) ? kLower : kUpper];
+  const BoundValue distance = bounds_[index(goal)].value - x.value;
+  LaVar best = 0;
+  BoundValue target;
+  for (const RowEntry& entry : tableau_.row(tableau_.row_of(basic))) {
+    if (entry.var < best) continue;
+    const Variable& y = vars_[index(entry.var)];
+    BoundValue moved = distance;
+    moved *= entry.coefficient.inverse();
+    moved += y.value;
+    if (y.asserted[kLower] != 0 && moved < bounds_[index(y.asserted[kLower])].value) continue;
+    if (y.asserted[kUpper] != 0 && moved > bounds_[index(y.asserted[kUpper])].value) continue;
+    best = entry.var;
+    target = std::move(moved);
+  }
+  if (best != 0) move_nonbasic(best, target);
+}
+
+// Many violated rows at once come from a long chain of facts. Pivoting through it fills the tableau
+// with the square of its length; moving the youngest variable of each row, in order, costs nothing.
+// What that leaves is for the simplex.
+void Solver::move_off_violations() {
+  Vector<LaVar> rows(violated_vars_);
+  for (const LaVar v : rows) {
+    const Variable& x = vars_[index(v)];
+    if (tableau_.is_basic(v) && (below_lower(x) || above_upper(x))) move_within_bounds(v);
+  }
 }
 
 // The violated basic variable to leave, or 0; those that have come back within bounds are dropped.
@@ -293,6 +352,7 @@ bool Solver::check() {
   const std::size_t threshold = greedy_threshold_ > 0
                                     ? static_cast<std::size_t>(greedy_threshold_)
                                     : std::max<std::size_t>(100, 10 * num_problem_vars_);
+  if (violated_vars_.size() >= kManyViolated) move_off_violations();
   for (std::size_t round = 1;; ++round) {
     if (termination_ != nullptr) termination_->check();
     const bool greedy = round < threshold;

@@ -52,6 +52,9 @@ class Solver {
   /// A variable that equals the sum of at least two others, which are not slacks themselves.
   LaVar new_slack(const std::vector<Tableau::Summand>& sum, bool is_int);
 
+  /// Takes back the youngest variables, so that `count` are left. No bounds are told.
+  void remove_variables(std::size_t count);
+
   std::size_t num_variables() const { return vars_.size(); }
   bool is_int(LaVar v) const { return vars_[index(v)].is_int; }
   bool is_slack(LaVar v) const { return vars_[index(v)].definition >= 0; }
@@ -179,6 +182,8 @@ class Solver {
   void touch(LaVar v);
   void note_if_violated(LaVar v);
   void apply_touched();
+  void move_off_violations();
+  void move_within_bounds(LaVar basic);
   void move_nonbasic(LaVar v, const BoundValue& target);
   LaVar pick_leaving(bool greedy);
   std::int32_t pick_entering(LaVar leaving, bool raise, bool greedy) const;

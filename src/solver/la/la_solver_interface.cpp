@@ -46,9 +46,10 @@ bool LaSolverInterface::tell_atom(Var variable, TermRef atom) {
   }
   told_.insert(atom);
   lineariser_.difference(atom, form_);
-  const la::LinearTermMapper::Mapped sum = mapper_.map(form_);
   Constraint& constraint = constraints_[index(variable)];
   constraint = Constraint();
+  constraint.variables_before = solver_.num_variables();
+  const la::LinearTermMapper::Mapped sum = mapper_.map(form_);
   constraint.atom = atom;
   constraint.literal = make_lit(variable);
   if (sum.var == 0) {
@@ -163,11 +164,23 @@ void LaSolverInterface::retract_atoms(Var first) {
   for (std::size_t v = index(first); v < constraints_.size(); ++v) {
     if (constraints_[v].atom != nullptr) told_.erase(constraints_[v].atom);
   }
+  // Atoms go in the order opposite to that of their telling, so a variable that came with one that
+  // goes is in none that stays.
+  std::size_t variables = solver_.num_variables();
+  for (std::size_t v = index(first); v < constraints_.size(); ++v) {
+    if (constraints_[v].atom == nullptr) continue;
+    variables = constraints_[v].variables_before;
+    break;
+  }
   if (index(first) < constraints_.size()) {
     constraints_.resize(index(first));
     implied_by_.shrink(index(first));
   }
   atoms_.remove_atoms(first);
+  mapper_.forget_variables(variables);
+  atoms_.forget_variables(variables);
+  integers_.forget_variables(variables);
+  solver_.remove_variables(variables);
   const auto is_gone = [first](const SplitEquality& e) { return e.variable >= first; };
   std::erase_if(filtered_, is_gone);
   std::erase_if(splits_, is_gone);
@@ -351,9 +364,10 @@ std::vector<std::pair<std::string, std::uint64_t>> LaSolverInterface::statistics
   }
   const laz::Solver::Statistics& z = integers_.statistics();
   return {{"num deduced bounds", atoms_.num_deduced()},
-          {"num tableau rows", tableau.num_rows()},
+          {"num tableau rows", tableau.num_used_rows()},
           {"num tableau variables", solver_.num_variables() - 1},
-          {"avg tableau row length", tableau.num_rows() == 0 ? 0 : total / tableau.num_rows()},
+          {"avg tableau row length",
+           tableau.num_used_rows() == 0 ? 0 : total / tableau.num_used_rows()},
           {"max tableau row length", longest},
           {"num pivot operations", tableau.num_pivots()},
           {"num equational conflicts", z.equational_conflicts},

@@ -69,6 +69,7 @@ class LaSolverInterface : public TheorySolver {
     Lit literal = kNoLit;
     TermRef atom = nullptr;
     Kind kind = NONE;
+    std::size_t variables_before = 0;  // of the simplex, when the atom was told
   };
   struct SplitEquality {
     Var variable;

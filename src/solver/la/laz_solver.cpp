@@ -80,6 +80,12 @@ void Solver::start_check() {
   num_unbounded_splits_ = 0;
 }
 
+void Solver::forget_variables(std::size_t count) {
+  while (!integers_.empty() && index(integers_.back()) >= count) integers_.pop_back();
+  known_variables_ = std::min(known_variables_, count);
+  equations_.reset();
+}
+
 Solver::Result Solver::check() {
   for (; known_variables_ < rational_.num_variables(); ++known_variables_) {
     const auto v = static_cast<LaVar>(known_variables_);

@@ -45,6 +45,8 @@ class Solver {
          const LaConfiguration& configuration, Logger& logger,
          std::function<bool(TermRef)> is_known);
 
+  /// Forgets the variables from `count` on.
+  void forget_variables(std::size_t count);
   /// Begins a check of the engine: the limits on lemmas count from here.
   void start_check();
   Result check();

@@ -46,6 +46,26 @@ LaVar LinearTermMapper::slack(const std::vector<Tableau::Summand>& sum, bool is_
   return v;
 }
 
+void LinearTermMapper::forget_variables(std::size_t count) {
+  for (; term_of_.size() > count; term_of_.pop_back()) {
+    if (const TermRef term = term_of_.back(); term != nullptr) {
+      variables_.erase(term);
+      terms_.pop_back();
+      continue;
+    }
+    // A younger definition stands before the older ones of its hash. Number 0 is nobody.
+    if (next_by_hash_.empty()) continue;
+    const std::size_t d = next_by_hash_.size() - 1;
+    const std::uint64_t hash = hash_of(solver_.definition(d));
+    if (next_by_hash_.back() != 0) {
+      first_by_hash_[hash] = next_by_hash_.back();
+    } else {
+      first_by_hash_.erase(hash);
+    }
+    next_by_hash_.pop_back();
+  }
+}
+
 // Multiplies the form by the scale, part of which the variables have taken already.
 void LinearTermMapper::apply_scale(LinearForm& form) const {
   const auto is_int = [this](const Monomial& m) { return m.term->type() == int_type_; };

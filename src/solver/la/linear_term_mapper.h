@@ -37,6 +37,8 @@ class LinearTermMapper {
   /// Stands for the form up to a positive factor. Fails for a form with a subterm that is not a
   /// variable.
   Mapped map(LinearForm form);
+  /// Forgets the variables from `count` on, before the simplex takes them back.
+  void forget_variables(std::size_t count);
   /// The value of a term whose variable has the value `value`.
   Number value_of(TermRef term, const Number& value) const {
     return scale_.is_one() || term->type() == int_type_ ? value : value / scale_;

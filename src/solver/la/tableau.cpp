@@ -39,9 +39,15 @@ void Tableau::remove(std::int32_t row, std::size_t position) {
 }
 
 void Tableau::add_row(LaVar basic, const std::vector<Summand>& summands) {
-  const auto row = static_cast<std::int32_t>(rows_.size());
-  rows_.emplace_back();
-  basic_.push_back(basic);
+  auto row = static_cast<std::int32_t>(rows_.size());
+  if (free_rows_.empty()) {
+    rows_.emplace_back();
+    basic_.push_back(basic);
+  } else {
+    row = free_rows_.back();
+    free_rows_.pop_back();
+    basic_[index(row)] = basic;
+  }
   Row sum;
   for (const Summand& s : summands) {
     if (is_basic(s.var)) {
@@ -53,6 +59,27 @@ void Tableau::add_row(LaVar basic, const std::vector<Summand>& summands) {
     }
   }
   row_of_[index(basic)] = row;
+}
+
+void Tableau::remove_last_var() {
+  const auto v = static_cast<LaVar>(num_vars() - 1);
+  if (!is_basic(v) && !column(v).empty()) {
+    // The shortest row fills the others least.
+    ColumnEntry best = column(v)[0];
+    for (const ColumnEntry& place : column(v)) {
+      if (row(place.row).size() < row(best.row).size()) best = place;
+    }
+    pivot(best.row, best.position);
+  }
+  if (const std::int32_t own = row_of(v); own >= 0) {
+    while (!row(own).empty()) remove(own, row(own).size() - 1);
+    rows_[index(own)].shrink_to_fit();
+    basic_[index(own)] = 0;
+    free_rows_.push_back(own);
+  }
+  row_of_.pop_back();
+  columns_.pop_back();
+  position_of_.pop_back();
 }
 
 // Adds `factor * source` to a row. The source is another row or not in the tableau.

@@ -37,12 +37,17 @@ class Tableau {
   /// Makes the fresh variable `basic` the sum of `summands`, which may hold basic variables.
   void add_row(LaVar basic, const std::vector<Summand>& summands);
 
+  /// Takes the last variable away, with the equation that it is in.
+  void remove_last_var();
+
   bool is_basic(LaVar v) const { return row_of_[index(v)] >= 0; }
   std::int32_t row_of(LaVar v) const { return row_of_[index(v)]; }
   LaVar basic_of(std::int32_t row) const { return basic_[index(row)]; }
   const Row& row(std::int32_t r) const { return rows_[index(r)]; }
   const Vector<ColumnEntry>& column(LaVar v) const { return columns_[index(v)]; }
+  /// Rows by number; one that was given up is empty, and its basic variable is 0.
   std::size_t num_rows() const { return rows_.size(); }
+  std::size_t num_used_rows() const { return rows_.size() - free_rows_.size(); }
   std::size_t num_vars() const { return row_of_.size(); }
 
   /// Swaps the basic variable of the row with the variable at `position` of it.
@@ -63,7 +68,8 @@ class Tableau {
   void add_multiple(std::int32_t target, const Number& factor, const Row& source);
 
   std::vector<Row> rows_;
-  Vector<LaVar> basic_;          // by row
+  Vector<LaVar> basic_;  // by row; 0 for one that is free
+  Vector<std::int32_t> free_rows_;
   Vector<std::int32_t> row_of_;  // by variable; -1 for a nonbasic one
   std::vector<Vector<ColumnEntry>> columns_;
   Vector<std::int32_t> position_of_;  // scratch, by variable; -1 outside of a merge
