@@ -458,8 +458,10 @@ void SmtEncoder::encode_end(SmtSolver& solver) {
   std::vector<Formula> lasts;
   for (const auto& [name, action] : problem_->actions()) {
     std::vector<Expression> times{environment().expression_factory().make_end_anchor()};
-    for (const auto& [fluent, effects] : effects_by_fluent_) {
-      for (const Effect& effect : effects) {
+    for (const auto& [fluent_name, fluent] : problem_->fluents()) {
+      const auto effects = effects_by_fluent_.find(fluent.get());
+      if (effects == effects_by_fluent_.end()) continue;
+      for (const Effect& effect : effects->second) {
         const bool may_be_later = model::kind_of(effect.timing()) != ExpressionKind::START &&
                                   model::kind_of(effect.timing()) != ExpressionKind::END;
         if (effect.action() == action && may_be_later) times.push_back(effect.timing());
