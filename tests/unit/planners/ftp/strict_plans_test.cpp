@@ -100,8 +100,8 @@ TEST_F(StrictPlansTest, GoalsSeeWhatTheProblemDidBeforeTheEnd) {
            Case{idle + "[8] b := true; [20] b := false; [25, 30] not b; [end] b;", true},
            Case{idle + "[0.1] b := true; [0.3, 0.4] not b; [end] b;", false},
            // And values stay in their bounds for ever.
-           Case{counts + "[9] n := n - 5; [end] not q;", false},
-           Case{counts + "[9] n := n - 1; [end] not q;", true},
+           Case{counts + "[0.2] n := n - 1; [0.3] n := n - 4; [end] not q;", false},
+           Case{counts + "[0.2] n := n - 1; [end] not q;", true},
            Case{counts + "[7] q := true; [3.5] n := 4; [end] n >= 2;", true},
        }) {
     EXPECT_EQ(finds_plan(text, "guided"), has_plan) << text;
