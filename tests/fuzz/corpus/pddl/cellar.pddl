@@ -1,0 +1,22 @@
+; Fuses are mended by the light of matches.
+(define (domain cellar)
+  (:requirements :typing :durative-actions)
+  (:types match fuse)
+  (:predicates (light) (hand-free) (unused ?m - match) (mended ?f - fuse))
+  (:functions (time-to-mend ?f - fuse))
+  (:durative-action light-match
+    :parameters (?m - match)
+    :duration (= ?duration 5)
+    :condition (and (at start (unused ?m)) (over all (light)))
+    :effect (and (at start (not (unused ?m))) (at start (light)) (at end (not (light)))))
+  (:durative-action mend-fuse
+    :parameters (?f - fuse)
+    :duration (= ?duration (time-to-mend ?f))
+    :condition (and (at start (hand-free)) (over all (light)))
+    :effect (and (at start (not (hand-free))) (at end (mended ?f)) (at end (hand-free)))))
+(define (problem two-fuses)
+  (:domain cellar)
+  (:objects m1 m2 - match f-1 f-2 - fuse)
+  (:init (unused m1) (unused m2) (hand-free) (= (time-to-mend f-1) 2.50) (= (time-to-mend f-2) 3))
+  (:goal (and (mended f-1) (mended f-2)))
+  (:metric minimize (total-time)))

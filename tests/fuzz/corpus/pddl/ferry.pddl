@@ -1,0 +1,11 @@
+(define (domain ferry) (:requirements :strips :typing :durative-actions :fluents)
+ (:types place - object boat)
+
+ (:predicates (berth ?b - boat ?p - place) (open ?p - place))
+ (:functions (fuel ?b - boat) (dist ?a ?b - place))
+ (:durative-action sail :parameters (?b - boat ?x ?y - place) :duration (= ?duration (/ (dist ?x ?y) 2))
+  :condition (and (at start (berth ?b ?x)) (over all (open ?y)) (at start (>= (fuel ?b) 1.5)) (at end (not (= ?x ?y))))
+  :effect (and (at start (not (berth ?b ?x))) (at end (berth ?b ?y)) (at end (= (fuel ?b) (- (fuel ?b) 2))))))
+(define (problem p) (:domain ferry) (:objects b1 - boat s1 s2 - place)
+ (:init (berth b1 s1) (= (fuel b1) 9) (= (dist s1 s2) 3) (= (dist s2 s1) 3) (at 2 (open s2)) (at 7.5 (not (open s2))))
+ (:goal (and (berth b1 s2) (>= (fuel b1) 0))) (:metric minimize (total-time)))
