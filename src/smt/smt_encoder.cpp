@@ -202,11 +202,40 @@ Formula SmtEncoder::action_variable(const model::ActionImpl& action, std::uint32
   return variable;
 }
 
+namespace {
+
+// Whether a statement about the duration divides by means of constants: the number behind a
+// constant no longer tells whether it is an integer or a rational that happens to be whole, and so
+// not which quotient is meant. Such a duration is a variable.
+bool divides_constants(const model::ActionImpl& action) {
+  std::vector<Expression> todo;
+  for (const Expression e : action.expressions()) {
+    if (model::kind_of(e) != ExpressionKind::TEMPORAL_EXPR) todo.push_back(e);
+  }
+  std::unordered_set<Expression> seen;
+  bool has_division = false;
+  bool has_constant = false;
+  while (!todo.empty()) {
+    const Expression e = todo.back();
+    todo.pop_back();
+    if (!seen.insert(e).second) continue;
+    const ExpressionKind kind = model::kind_of(e);
+    has_division = has_division || kind == ExpressionKind::DIV;
+    has_constant = has_constant || kind == ExpressionKind::CONSTANT_REF ||
+                   kind == ExpressionKind::FLUENT_FUN_APPLY;
+    todo.insert(todo.end(), e->children().begin(), e->children().end());
+  }
+  return has_division && has_constant;
+}
+
+}  // namespace
+
 const rational* SmtEncoder::fixed_duration(const model::ActionImpl& action) {
   const auto [entry, is_new] = fixed_durations_.try_emplace(&action, nullptr);
   if (is_new) {
     model::ExpressionFactory& ef = environment().expression_factory();
     const model::Action& shared = problem_->actions().at(action.name());
+    if (divides_constants(*shared)) return nullptr;
     if (const Expression fixed = get_fixed_duration(environment(), ef, shared)) {
       entry->second = factory_.make_rational_constant(ef.get_number(fixed));
     }

@@ -173,6 +173,12 @@ TEST_F(PlanMeaningTest, IntegersAreDividedByCuttingOff) {
       {"fluent float n; action a() { duration := 1; [end] n := n / 2; };"
        "[start] n := 5; [end] n == 2.5;",
        true},
+      {"constant float speed; speed := 2; fluent boolean p; action a() { duration := 5 / speed;"
+       "[end] p := true; }; [start] p := false; [2.7] p;",
+       true},
+      {"constant float speed; speed := 2; fluent boolean p; action a() { duration := 5 / speed;"
+       "[end] p := true; }; [start] p := false; [2.4] p;",
+       false},
       // Divisors of a few values; zero divides nothing.
       {"fluent integer [0, 3] d; fluent integer n; action a() { duration := 1;"
        "[start] n := 7 / d; }; [start] n := 0; [start] d := 2; [end] n == 3;",
