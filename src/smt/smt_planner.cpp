@@ -38,7 +38,11 @@ std::shared_ptr<Plan> SmtPlanner::solve() {
   if (max_horizon < 3) return nullptr;
   for (std::size_t h = 2; h < static_cast<std::size_t>(max_horizon); ++h) {
     const std::unique_ptr<SmtSolver> solver = solve_horizon(h);
-    if (solver == nullptr) continue;
+    if (solver == nullptr) {
+      if (!is_last_word(h)) continue;
+      no_plan_ = {NoPlan::Certainty::PROVEN, "for it has no actions"};
+      return nullptr;
+    }
     if (options.get_integer_value("smt-optimization-rounds") > 0) {
       throw InternalError("Optimization has not been implemented yet");
     }
@@ -53,6 +57,12 @@ std::shared_ptr<Plan> SmtPlanner::solve() {
   LOG(LogLevel::WARN) << "[SMTPlanner] no plan " << limit.str();
   warn_of_unset_fluents(problem());
   return nullptr;
+}
+
+// Without actions only the problem's own effects need steps, between the first and the last.
+bool SmtPlanner::is_last_word(std::size_t h) const {
+  return problem()->actions().empty() && h >= problem()->expressions().size() + 3 &&
+         no_plan_.certainty == NoPlan::Certainty::BOUNDED && num_refused_plans() == 0;
 }
 
 namespace {

@@ -30,6 +30,8 @@ class SmtPlanner : public Planner {
  private:
   /// Encodes and solves `h` steps; the solver when there is a model, else null.
   std::unique_ptr<SmtSolver> solve_horizon(std::size_t h);
+  /// Whether more steps than `h`, for which there is no plan, could not make one either.
+  bool is_last_word(std::size_t h) const;
   model::Expression parameter_value(const model::ParameterImpl& parameter, Formula value);
 
   std::unique_ptr<SmtEncoder> encoder_;
