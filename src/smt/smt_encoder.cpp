@@ -98,8 +98,9 @@ SmtEncoder::SmtEncoder(Environment& env, const model::ProblemInstance& problem)
     instances_.emplace(number, instance);
   }
   for (const auto& [first, second] : problem_->labels_orderings()) {
-    chosen_.insert(first);
-    chosen_.insert(second);
+    // Compiled containments leave fluents behind, and what compiled them keeps the order.
+    if (ef.is_temporal_expression(first)) chosen_.insert(first);
+    if (ef.is_temporal_expression(second)) chosen_.insert(second);
   }
   definedness_ = std::make_unique<Definedness>(*this);
   if (env.configuration().get_boolean_value("pddl")) {
@@ -441,6 +442,7 @@ void SmtEncoder::encode_problem_expressions(SmtSolver& solver) {
 
 void SmtEncoder::encode_label_orderings(SmtSolver& solver) {
   for (const auto& [first, second] : problem_->labels_orderings()) {
+    if (!is_chosen(first) || !is_chosen(second)) continue;
     const Formula earlier = chosen_time(first);
     const Formula later = chosen_time(second);
     assert_formula(solver, factory_.make_lt(earlier, later));
