@@ -9,6 +9,7 @@
 #include "model/problem_instance.h"
 #include "model/types.h"
 #include "planners/own_compilation.h"
+#include "planners/task/problem_statements.h"
 #include "planners/task/unset_fluents.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/configuration.h"
@@ -36,6 +37,8 @@ std::shared_ptr<Plan> SmtPlanner::solve() {
   limit << "with fewer than " << max_horizon << " steps";
   no_plan_ = {NoPlan::Certainty::BOUNDED, limit.str()};
   if (max_horizon < 3) return nullptr;
+  // Initial values that contradict each other or cannot be resolved are refused by name.
+  ProblemStatements(problem()).sorted_fluents(environment());
   for (std::size_t h = 2; h < static_cast<std::size_t>(max_horizon); ++h) {
     const std::unique_ptr<SmtSolver> solver = solve_horizon(h);
     if (solver == nullptr) {

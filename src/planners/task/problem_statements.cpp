@@ -6,9 +6,8 @@
 #include <string>
 #include <utility>
 
-#include "model/expression_evaluator.h"
 #include "model/expression_factory.h"
-#include "model/expression_simplifier.h"
+#include "model/initial_values.h"
 #include "model/print_expression.h"
 #include "model/problem_instance.h"
 #include "planners/task/state_space.h"
@@ -20,9 +19,14 @@ using model::Expression;
 
 namespace {
 
-Expression ground_key(Environment& env, const Effect& effect) {
-  const Expression key = assigned_fluent(env.expression_factory(), effect);
-  return model::ExpressionSimplifier(env)(key);
+model::InitialValues values_by_fluent(Environment& env, const std::vector<Effect>& assignments) {
+  model::ExpressionFactory& ef = env.expression_factory();
+  std::vector<model::InitialAssignment> initial;
+  initial.reserve(assignments.size());
+  for (const Effect& effect : assignments) {
+    initial.push_back({assigned_fluent(ef, effect), effect.value()});
+  }
+  return model::resolve_initial_values(env, initial);
 }
 
 }  // namespace
@@ -64,8 +68,7 @@ std::vector<Expression> single_statements(model::ExpressionFactory& ef, Expressi
 
 std::vector<Expression> ProblemStatements::sorted_fluents(Environment& env) const {
   std::map<std::string, Expression> by_text;
-  for (const Effect& effect : initial_assignments) {
-    const Expression key = ground_key(env, effect);
+  for (const auto& [key, value] : values_by_fluent(env, initial_assignments)) {
     std::ostringstream text;
     text << model::print_expression(key);
     by_text.emplace(text.str(), key);
@@ -77,24 +80,9 @@ std::vector<Expression> ProblemStatements::sorted_fluents(Environment& env) cons
 
 std::vector<Expression> initial_values(const ProblemStatements& statements,
                                        const StateSpace& space) {
-  Environment& env = space.environment();
-  model::ExpressionFactory& ef = env.expression_factory();
-  const model::ExpressionSimplifier simplifier(env);
   std::vector<Expression> values(space.num_slots());
-  std::vector<std::pair<std::size_t, Expression>> open;  // what is no constant
-  for (const Effect& effect : statements.initial_assignments) {
-    const std::size_t slot = space.fluent_index().at(ground_key(env, effect));
-    const Expression value = simplifier(effect.value());
-    if (ef.is_constant(value) || ef.is_instance_reference(value)) {
-      values[slot] = model::as_argument(ef, space.type(slot), value);
-    } else {
-      open.emplace_back(slot, value);
-    }
-  }
-  for (const auto& [slot, value] : open) {
-    const model::ExpressionEvaluator evaluator(env, space.fluent_index(), values);
-    values[slot] = model::as_argument(ef, space.type(slot), evaluator(value));
-  }
+  const auto by_fluent = values_by_fluent(space.environment(), statements.initial_assignments);
+  for (const auto& [fluent, value] : by_fluent) values[space.fluent_index().at(fluent)] = value;
   return values;
 }
 

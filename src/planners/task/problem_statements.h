@@ -20,8 +20,8 @@ struct ProblemStatements {
 
   explicit ProblemStatements(const model::ProblemInstance& problem);
 
-  /// The ground fluents of the initial assignments, constant arguments simplified, without
-  /// duplicates, sorted by their printed text.
+  /// The ground fluents of the initial assignments, sorted by their printed text. Throws as
+  /// `model::resolve_initial_values`.
   std::vector<model::Expression> sorted_fluents(Environment& env) const;
 };
 
@@ -29,9 +29,8 @@ struct ProblemStatements {
 std::vector<model::Expression> single_statements(model::ExpressionFactory& ef,
                                                  model::Expression statement);
 
-/// The initial value of each slot: null where there is none. The value of an assignment may
-/// mention fluents that other assignments initialise with constants; of two assignments to one
-/// fluent the later made counts.
+/// The initial value of each slot: null where there is none. Throws as
+/// `model::resolve_initial_values`.
 std::vector<model::Expression> initial_values(const ProblemStatements& statements,
                                               const StateSpace& space);
 
