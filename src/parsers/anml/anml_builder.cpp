@@ -275,10 +275,15 @@ Expression AnmlBuilder::not_equals(Expression a, Expression b) {
   return ef_.make_not(equal);
 }
 
-Expression AnmlBuilder::whole_interval(bool closed) {
+Expression AnmlBuilder::whole_interval(bool left_closed, bool right_closed) {
   const Expression start = ef_.make_start_anchor();
   const Expression end = ef_.make_end_anchor();
-  return closed ? ef_.make_closed_interval(start, end) : ef_.make_open_interval(start, end);
+  if (left_closed) {
+    return right_closed ? ef_.make_closed_interval(start, end)
+                        : ef_.make_right_open_interval(start, end);
+  }
+  return right_closed ? ef_.make_left_open_interval(start, end)
+                      : ef_.make_open_interval(start, end);
 }
 
 Expression AnmlBuilder::label(Expression interval, const Token* name) {

@@ -83,7 +83,7 @@ class AnmlBuilder : public EnvObject {
   Expression application(Expression function, Mark arguments);
   Expression set_constant(Mark elements);
   Expression not_equals(Expression a, Expression b);
-  Expression whole_interval(bool closed);
+  Expression whole_interval(bool left_closed, bool right_closed);
   Expression label(Expression interval, const Token* name);
   Expression duration_assign(Expression value);
   Expression duration_in(Expression lower, Expression upper);

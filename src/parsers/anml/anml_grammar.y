@@ -218,8 +218,10 @@ interval
       { $$ = builder.ef().make_left_open_interval($2, $4); }
   | TK_L_PARENTHESIS temporal_expression TK_COMMA temporal_expression TK_R_PARENTHESIS
       { $$ = builder.ef().make_open_interval($2, $4); }
-  | TK_L_BRACKET TK_ALL TK_R_BRACKET            { $$ = builder.whole_interval(/*closed=*/true); }
-  | TK_L_PARENTHESIS TK_ALL TK_R_PARENTHESIS    { $$ = builder.whole_interval(/*closed=*/false); }
+  | TK_L_BRACKET TK_ALL TK_R_BRACKET            { $$ = builder.whole_interval(true, true); }
+  | TK_L_BRACKET TK_ALL TK_R_PARENTHESIS        { $$ = builder.whole_interval(true, false); }
+  | TK_L_PARENTHESIS TK_ALL TK_R_BRACKET        { $$ = builder.whole_interval(false, true); }
+  | TK_L_PARENTHESIS TK_ALL TK_R_PARENTHESIS    { $$ = builder.whole_interval(false, false); }
   | TK_L_BRACKET temporal_expression TK_R_BRACKET
       { $$ = builder.ef().make_point_interval($2); }
   | interval TK_CONTAINS                        { $$ = builder.ef().make_contains($1); }
@@ -241,6 +243,7 @@ assignment_expression
 in_assignment_expression
   : TK_DURATION TK_IN_ASSIGN TK_L_BRACKET temporal_expression TK_COMMA temporal_expression
     TK_R_BRACKET                                { $$ = builder.duration_in($4, $6); }
+  | TK_L_PARENTHESIS in_assignment_expression TK_R_PARENTHESIS  { $$ = $2; }
   ;
 
 fluent_ref

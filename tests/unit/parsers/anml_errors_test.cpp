@@ -34,7 +34,7 @@ TEST_F(AnmlErrorsTest, TextOutsideTheLanguageIsReportedWithItsLine) {
       {p + "duration :in [1, 2];", "ParserError: syntax error at line 2"},
       {p + "action a() { [start] duration :in [1, 2]; };", "ParserError: syntax error at line 2"},
       {p + "action a() { p }", "ParserError: syntax error at line 2"},
-      {p + "[all) p;", "ParserError: syntax error at line 2"},
+      {p + "(all, end] p;", "ParserError: syntax error at line 2"},
       {p + "[start p;", "ParserError: syntax error at line 2"},
       {p + "fluent integer[-1, 1] y;", "ParserError: syntax error at line 2"},
       {p + "fluent boolean end;", "ParserError: syntax error at line 2"},

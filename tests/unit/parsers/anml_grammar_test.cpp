@@ -62,6 +62,10 @@ TEST_F(AnmlGrammarTest, IntervalsPrintAsTheyAreMeant) {
       {"[ all ] p", "[all] p"},
       {"[start, end] p", "[all] p"},
       {"(all) p", "(all) p"},
+      {"[all) p", "[all) p"},
+      {"(all] p", "(all] p"},
+      {"[start, end) p", "[all) p"},
+      {"(start, end] p", "(all] p"},
       {"[start + 5, end) p", "[(start + 5), end) p"},
       {"(1, 2.5] p", "(1, 5/2] p"},
       {"(1, end - 2) p", "(1, (end - 2)) p"},
@@ -96,7 +100,7 @@ TEST_F(AnmlGrammarTest, DeclarationsPrintInNameOrder) {
 TEST_F(AnmlGrammarTest, ActionsKeepTheirStatementsInOrder) {
   EXPECT_EQ(print("fluent boolean p; fluent boolean x; type t;\n"
                   "action go(t a, integer[1, 2] k) {\r\n"
-                  "  duration :in [3, k]; [start] p; [end] p := false; x; x;\n"
+                  "  duration :in [3, k]; (duration :in [3, k]); [start] p; [end] p := false; x; x;\n"
                   "};\n"
                   "action stay() { duration := 5; };\n"),
             "fluent boolean p;\nfluent boolean x;\ntype t;\n"
