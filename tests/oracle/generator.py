@@ -677,6 +677,8 @@ def features_of(generated):
             if x[0] in ("fluent", "constant"):
                 if any(y[0] == "fluent" for a in x[2] for y in subexpressions(a)):
                     found.add("argument of the state")
+            if x[0] == "/" and any(y[0] == "constant" for y in x[1:]):
+                found.add("constant in a quotient")
             if x[0] == "constant":
                 found.add("constant table" if x[2] else "constant")
             if x[0] in ("or", "implies"):

@@ -192,7 +192,7 @@ SHARES = {
     "closed duration": (15, 20), "open duration": (8, 0), "no duration": (0.4, 0),
     "duration of three decimals": (8, 10), "duration in sevenths": (5, 8),
     "duration reads a constant": (5, 0), "duration reads a fluent": (0.2, 0),
-    "number parameter": (3, 0), "structured type": (4, 0), "large time": (1.5, 0),
+    "number parameter": (3, 0), "constant in a quotient": (3, 0), "structured type": (4, 0), "large time": (1.5, 0),
     "disjunction": (15, 10), "two parameters": (4, 4), "one action twice": (12, 12),
     "known plan with steps": (40, 40),
 }
