@@ -57,12 +57,40 @@ REFUSALS = [
     "To ground a functional apply its parameters must be constant",
     "UserTypeFluentsSubstituter works only with functional apply with constant parameters",
     "bounds interval of an intermediate condition must be a constant",
+    "point interval of an intermediate effect must be a constant",
 ]
 
-# Faults that are known and count apart: engine, fault, and a feature that the problem must hold.
+# Faults that are known and counted apart: whose (the engine's name begins with it), what (a part of
+# its text) and a feature that the problem has to hold. An entry goes when its fault is mended: those
+# that met nothing are told at the end of a run.
 KNOWN = [
-    # The standard search tells states apart by all their times, so what repeats goes on for ever.
-    ("ftp", "limit, where guided has the proof that there is none", None),
+    # The standard search tells states apart by all their times, so that what repeats goes on for
+    # ever, and without an estimate that refutes it never ends.
+    ("ftp", "has the proof that there is none", None),
+    ("ftp blind", "limit, where", None),
+    ("ftp hsize", "limit, where", None),
+    # It takes the end of the plan for a time of its own choice and not for one unit behind the last
+    # step, so it waits for what the problem does, or cannot be done before.
+    ("ftp", "no plan", "timed effect"),
+    ("ftp", "no plan", "timed effect at the end"),
+    ("ftp", "no plan", "goal before the end"),
+    ("ftp", "a plan is refused by the judge", "timed effect"),
+    ("ftp", "a plan is refused by the judge", "timed effect at the end"),
+    ("ftp", "a plan is refused by the judge", "goal before the end"),
+    ("ftp", "limit, where", "timed effect"),
+    ("guided", "a plan is refused by the judge", "timed effect at the end"),
+    ("guided", "no plan", "goal before the end"),
+    ("guided", "a plan is refused by the judge", "goal before the end"),
+    # The step that the compiler of contains adds puts the end off, and is gone when carried back.
+    ("", "a plan is refused by the judge", "goal: contains"),
+    # An integer constant of type float is folded before it becomes a rational.
+    ("", "no plan", "constant in a quotient"),
+    ("", "a plan is refused by the judge", "constant in a quotient"),
+    ("ftp", "error", "effect reads the duration"),
+    ("guided", "error", "effect reads the duration"),
+    ("ftp", "error", "first value reads others"),
+    ("guided", "error", "first value reads others"),
+    ("smt", "error", "label ordering"),
 ]
 
 
@@ -96,9 +124,9 @@ def is_proof(engine, answer):
     """Whether an engine that found no plan holds that there is none."""
     if answer.kind != "none":
         return False
-    for word in ("undecided", "bounded", "proven"):
+    for word in ("Undecided", "Bounded", "Proven"):
         if word in answer.errors:
-            return word == "proven"
+            return word == "Proven"
     return not engine.startswith("smt") and engine != "ftp -s"
 
 
@@ -180,7 +208,7 @@ class Comparison:
     def fault(self, generated, what, more=""):
         for engine, fault, feature in KNOWN:
             if what.startswith(engine) and fault in what and feature in (None, *generated.features):
-                self.num_known[f"{engine}: {fault}"] += 1
+                self.num_known[engine, fault, feature] += 1
                 return
         self.faults[what] += 1
         if self.quiet:
@@ -209,6 +237,8 @@ class Comparison:
             options = ENGINES[engine]
             if windows and not (is_closed and engine == "smt"):
                 options = ["-t", "contains-compiler", *options]
+            if generated.is_structured and "-t" in options:
+                options = ["-t", "flattener", *options]
             answer = self.runner.solve(files, ["-R", *options])
             answers[engine] = answer
             self.counts[engine][answer.kind] += 1
@@ -250,8 +280,8 @@ class Comparison:
         for engine, answer in answers.items():
             is_complete = is_proof(engine, answer)
             if engine.startswith("smt") and num_steps(generated) <= SMT_STEPS:
-                is_complete = "undecided" not in answer.errors
-            if not is_reachable and engine != "smt" and "proven" not in answer.errors:
+                is_complete = "Undecided" not in answer.errors
+            if not is_reachable and engine != "smt" and "Proven" not in answer.errors:
                 is_complete = False
             if answer.kind == "none" and (solved or generated.witness):
                 self.counts[engine]["missed"] += 1
@@ -275,8 +305,8 @@ class Comparison:
             print(f"{engine}: " + ", ".join(f"{n} {k}" for k, n in sorted(counts.items())))
         for what, n in sorted(self.refusals.items()):
             print(f"  refused {n}: {what}")
-        for what, n in sorted(self.num_known.items()):
-            print(f"  known {n}: {what}")
+        for entry in KNOWN:
+            print(f"  known {self.num_known[entry]}: {entry}")
         for what, n in sorted(self.faults.items()):
             print(f"  {n} x {what}")
 

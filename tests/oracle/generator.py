@@ -446,8 +446,9 @@ class Generator:
         elif self.chance(20):
             right = Time("absolute", right.offset + 30)
         is_contains = shape == "contains" or (shape == "to end" and self.chance(20))
-        if left == right or (is_contains and left.anchor == right.anchor):
-            right = Time(right.anchor, right.offset + (2 if right.anchor == "absolute" else 0))
+        # A window that is empty asks nothing, or nothing that could be met.
+        if right.anchor == "absolute" and (right.offset == left.offset or is_contains):
+            right = Time("absolute", right.offset + 2)
         return Condition("contains" if is_contains else "window", left, right, self.chance(45),
                          self.chance(45), body)
 
