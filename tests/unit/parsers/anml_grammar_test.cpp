@@ -98,15 +98,16 @@ TEST_F(AnmlGrammarTest, DeclarationsPrintInNameOrder) {
 
 // Bare fluents come first: they are made before all statements.
 TEST_F(AnmlGrammarTest, ActionsKeepTheirStatementsInOrder) {
-  EXPECT_EQ(print("fluent boolean p; fluent boolean x; type t;\n"
-                  "action go(t a, integer[1, 2] k) {\r\n"
-                  "  duration :in [3, k]; (duration :in [3, k]); [start] p; [end] p := false; x; x;\n"
-                  "};\n"
-                  "action stay() { duration := 5; };\n"),
-            "fluent boolean p;\nfluent boolean x;\ntype t;\n"
-            "action go(t a, integer [1, 2] k) {\n"
-            "x;\n(duration :in [3, k]);\n[start] p;\n[end] (p := false);\n};\n"
-            "action stay() {\n(duration := 5);\n};\n");
+  EXPECT_EQ(
+      print("fluent boolean p; fluent boolean x; type t;\n"
+            "action go(t a, integer[1, 2] k) {\r\n"
+            "  duration :in [3, k]; (duration :in [3, k]); [start] p; [end] p := false; x; x;\n"
+            "};\n"
+            "action stay() { duration := 5; };\n"),
+      "fluent boolean p;\nfluent boolean x;\ntype t;\n"
+      "action go(t a, integer [1, 2] k) {\n"
+      "x;\n(duration :in [3, k]);\n[start] p;\n[end] (p := false);\n};\n"
+      "action stay() {\n(duration := 5);\n};\n");
 }
 
 TEST_F(AnmlGrammarTest, WordsAreSplitByTheLongestMatch) {
