@@ -69,7 +69,11 @@ KNOWN = [
     ("ftp", "has the proof that there is none", None),
     ("ftp blind", "limit, where", None),
     ("ftp hsize", "limit, where", None),
-    # It takes the end of the plan for a time of its own choice and not for one unit behind the last
+    ("ftp -d", "limit, where", None),  # steps that no other one orders may come in any order
+    # What a timed effect with arguments of the state writes may be anything for the guided search.
+    ("guided", "limit, where", "timed effect at the end"),
+    ("guided", "limit, where", "timed effect with an argument of the state"),
+    # The standard search takes the end of the plan for a time of its own choice and not for one unit behind the last
     # step, so it waits for what the problem does, or cannot be done before.
     ("ftp", "no plan", "timed effect"),
     ("ftp", "no plan", "timed effect at the end"),
