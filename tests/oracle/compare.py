@@ -73,8 +73,8 @@ KNOWN = [
     # What a timed effect with arguments of the state writes may be anything for the guided search.
     ("guided", "limit, where", "timed effect at the end"),
     ("guided", "limit, where", "timed effect with an argument of the state"),
-    # The standard search takes the end of the plan for a time of its own choice and not for one unit behind the last
-    # step, so it waits for what the problem does, or cannot be done before.
+    # The standard search takes the end of the plan for a time of its own choice and not for one unit
+    # behind the last step: so it waits for what the problem does, or cannot be done before.
     ("ftp", "no plan", "timed effect"),
     ("ftp", "no plan", "timed effect at the end"),
     ("ftp", "no plan", "goal before the end"),
