@@ -161,7 +161,9 @@ ExpressionSet AllValuesEvaluator::walk_constant_reference(Expression e) const {
   const Constant constant = payload_of<ConstantPayload>(e).constant();
   const FunctionValue value = constant->value();
   const Expression default_value = value == nullptr ? nullptr : value->default_value();
-  if (default_value != nullptr) return {default_value};
+  if (default_value != nullptr) {
+    return {as_stored(environment().expression_factory(), constant->type(), default_value)};
+  }
   if (constant->has_parameters()) return {};
   throw InvalidParameterError() << "Unknown value for constant: " << constant->name();
 }
@@ -208,7 +210,7 @@ ExpressionSet AllValuesEvaluator::walk_functional_apply(Expression e) const {
     } else {
       const Expression value = table == nullptr ? nullptr : table->assignment(tuple);
       if (value != nullptr) {
-        result.insert(value);
+        result.insert(as_stored(ef, constant->type(), value));
       } else {
         result.merge(walk_constant_reference(reference));
       }

@@ -9,9 +9,15 @@
 namespace kelvo::model {
 
 Expression as_argument(ExpressionFactory& ef, const Type& type, Expression value) {
-  if (!type->is_integer() || !ef.is_rational_constant(value)) return value;
+  if (!type->is_numeric() || !ef.is_rational_constant(value)) return value;
   const rational& number = ef.get_rational_constant(value);
   return is_integral(number) ? ef.make_integer_constant(numerator(number)) : value;
+}
+
+Expression as_stored(ExpressionFactory& ef, const Type& type, Expression value) {
+  if (type->is_integer()) return as_argument(ef, type, value);
+  if (!type->is_rational() || !ef.is_integer_constant(value)) return value;
+  return ef.make_rational_constant(rational(ef.get_integer_constant(value)));
 }
 
 bool is_out_of_bounds(const ExpressionFactory& ef, const Type& type, Expression value) {
@@ -57,7 +63,10 @@ FunctionValue initialized_value(const Constant& constant, Expression e) {
 }  // namespace
 
 Expression StateEvaluator::walk_constant_reference(Expression e) const {
-  return initialized_value(payload_of<ConstantPayload>(e).constant(), e)->default_value();
+  const Constant constant = payload_of<ConstantPayload>(e).constant();
+  const Expression value = initialized_value(constant, e)->default_value();
+  if (value == nullptr) return nullptr;
+  return as_stored(environment().expression_factory(), constant->type(), value);
 }
 
 Expression StateEvaluator::walk_parameter_reference(Expression) const {
@@ -86,8 +95,9 @@ Expression StateEvaluator::walk_functional_apply(Expression e) const {
   }
   if (ef.is_constant_reference(reference)) {
     const Constant constant = ef.get_constant_from_reference(reference);
-    const FunctionValue value = initialized_value(constant, e);
-    return value->assignment(evaluated_arguments(e, constant->parameters()));
+    const FunctionValue table = initialized_value(constant, e);
+    const Expression value = table->assignment(evaluated_arguments(e, constant->parameters()));
+    return value == nullptr ? nullptr : as_stored(ef, constant->type(), value);
   }
   throw InvalidParameterError() << "Unhandled reference found in the model: "
                                 << print_expression(reference);

@@ -72,9 +72,13 @@ class ExpressionEvaluatorFromMap : public StateEvaluator {
   const Values& values_;
 };
 
-/// `value` as a parameter of type `type` holds it: an integral rational becomes an integer constant
-/// when the type is integer, so that one value is one node; everything else stays.
+/// `value` as an argument for a parameter of type `type`: an integral rational becomes an integer
+/// constant when the type is numeric, so that one argument is one node; everything else stays.
 Expression as_argument(ExpressionFactory& ef, const Type& type, Expression value);
+
+/// `value` as a fluent or constant of type `type` holds it: a number becomes an integer constant in
+/// an integer (if it is integral) and a rational one in a rational; everything else stays.
+Expression as_stored(ExpressionFactory& ef, const Type& type, Expression value);
 
 /// Whether `value` is a number outside the bounds of the numeric type `type`.
 bool is_out_of_bounds(const ExpressionFactory& ef, const Type& type, Expression value);

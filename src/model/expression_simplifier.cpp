@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "model/constant.h"
+#include "model/expression_evaluator.h"
 #include "model/expression_factory.h"
 #include "shell/environment.h"
 
@@ -36,6 +37,9 @@ class FoldedOperands {
   std::vector<Expression> result(ExpressionFactory& ef) {
     if (rconstant_ && *rconstant_ != neutral_) {
       others_.push_back(ef.make_rational_constant(fold_(*rconstant_, rational(iconstant_))));
+    } else if (rconstant_ && others_.empty()) {
+      others_.push_back(
+          ef.make_rational_constant(rational(iconstant_)));  // its quotients are exact
     } else if (iconstant_ != neutral_ || others_.empty()) {
       others_.push_back(ef.make_integer_constant(iconstant_));
     }
@@ -211,7 +215,8 @@ Expression ExpressionSimplifier::walk_constant_reference(Expression e) const {
   const Constant constant = environment().expression_factory().get_constant_from_reference(e);
   const FunctionValue value = constant->value();
   const Expression folded = value == nullptr ? nullptr : value->default_value();
-  return folded == nullptr ? e : folded;
+  if (folded == nullptr) return e;
+  return as_stored(environment().expression_factory(), constant->type(), folded);
 }
 
 Expression ExpressionSimplifier::walk_functional_apply(Expression e) const {
@@ -220,9 +225,10 @@ Expression ExpressionSimplifier::walk_functional_apply(Expression e) const {
   const std::vector<Expression> arguments = walked_children(e);
   if (ef.is_constant_reference(reference)) {
     // The value of the reference alone may be the default, which must not be applied.
-    const FunctionValue value = ef.get_constant_from_reference(reference)->value();
+    const Constant constant = ef.get_constant_from_reference(reference);
+    const FunctionValue value = constant->value();
     const Expression folded = value == nullptr ? nullptr : value->assignment(arguments);
-    if (folded != nullptr) return folded;
+    if (folded != nullptr) return as_stored(ef, constant->type(), folded);
     return ef.make_functional_apply(reference, arguments);
   }
   if (ef.is_fluent_reference(reference)) return ef.make_functional_apply(reference, arguments);

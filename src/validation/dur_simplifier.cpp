@@ -44,7 +44,8 @@ Expression DurSimplifier::walk_functional_apply(Expression e) const {
         as_arguments(ef, constant->parameters(), walked_children(e));
     const model::FunctionValue known = constant->value();
     const Expression value = known == nullptr ? nullptr : known->assignment(arguments);
-    return value != nullptr ? value : ef.make_functional_apply(reference, arguments);
+    if (value == nullptr) return ef.make_functional_apply(reference, arguments);
+    return model::as_stored(ef, constant->type(), value);
   }
   return ExpressionSimplifier::walk_functional_apply(e);
 }

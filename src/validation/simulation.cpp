@@ -101,7 +101,7 @@ void Simulation::store(Expression fluent, Expression value, State& state) {
   const Expression reference =
       ef.is_functional_apply(fluent) ? ef.get_reference_from_functional_apply(fluent) : fluent;
   const model::Type type = ef.get_fluent_from_reference(reference)->type();
-  value = model::as_argument(ef, type, value);
+  value = model::as_stored(ef, type, value);
   if (model::is_out_of_bounds(ef, type, value)) {
     std::ostringstream message;
     message << "The value " << print_expression(value) << " of " << print_expression(fluent)

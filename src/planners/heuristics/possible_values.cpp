@@ -105,6 +105,7 @@ bool PossibleValues::add(std::size_t slot, const ValueSet& values) {
     return grew;
   }
   const model::Type& type = space_.type(slot);
+  if (!values.any && type->is_rational()) return add_rationals(at.position, type, values);
   if (values.any || !is_bounded(type)) return sets_[at.position].merge(values);
   ValueSet inside;
   const model::ExpressionFactory& ef = space_.environment().expression_factory();
@@ -114,6 +115,22 @@ bool PossibleValues::add(std::size_t slot, const ValueSet& values) {
     }
   }
   return sets_[at.position].merge(inside);
+}
+
+// An integer is a rational once it is stored: the quotients differ.
+bool PossibleValues::add_rationals(std::uint32_t position, const model::Type& type,
+                                   const ValueSet& values) {
+  ValueTable& table = space_.value_table();
+  model::ExpressionFactory& ef = space_.environment().expression_factory();
+  const bool has_bounds = is_bounded(type);
+  ValueSet inside;
+  for (ValueId id : values.values) {
+    if (table.value(id).kind != ValueKind::RATIONAL) {
+      id = table.id_of(model::as_stored(ef, type, table.expression(id)));
+    }
+    if (!has_bounds || !model::is_out_of_bounds(ef, type, table.expression(id))) inside.insert(id);
+  }
+  return sets_[position].merge(inside);
 }
 
 std::uint64_t PossibleValues::add_booleans(std::uint32_t word, std::uint64_t can_be_true,
@@ -312,7 +329,7 @@ std::vector<std::size_t> PossibleValues::matching_slots(const ApplicationTable& 
   for (std::size_t i = count; i > 0; --i) {
     ValueSet& argument = arguments[i - 1];
     argument = pop();
-    if (!table.is_integer[i - 1]) continue;
+    if (!table.is_numeric[i - 1]) continue;
     const std::vector<ValueId> given = argument.values;
     for (const ValueId id : given) {
       Value value = values.value(id);

@@ -40,6 +40,7 @@ class PossibleValues {
   bool add(std::size_t slot, const ValueSet& values);
 
   /// The same for the boolean slots of one word at once: the bits whose sets grew.
+  bool add_rationals(std::uint32_t position, const model::Type& type, const ValueSet& values);
   std::uint64_t add_booleans(std::uint32_t word, std::uint64_t can_be_true,
                              std::uint64_t can_be_false);
 

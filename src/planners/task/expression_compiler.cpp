@@ -68,10 +68,10 @@ void sort_unique(std::vector<std::uint32_t>& slots) {
   slots.erase(std::unique(slots.begin(), slots.end()), slots.end());
 }
 
-std::vector<bool> integer_parameters(const model::Parameters& parameters) {
+std::vector<bool> numeric_parameters(const model::Parameters& parameters) {
   std::vector<bool> result;
   for (const model::Parameter& parameter : parameters) {
-    result.push_back(parameter->type()->is_integer());
+    result.push_back(parameter->type()->is_numeric());
   }
   return result;
 }
@@ -213,7 +213,7 @@ std::shared_ptr<const ApplicationTable> ExpressionCompiler::fluent_table(Express
   const model::Fluent fluent = ef.get_fluent_from_reference(reference);
   auto table = std::make_shared<ApplicationTable>();
   table->reference = reference;
-  table->is_integer = integer_parameters(fluent->parameters());
+  table->is_numeric = numeric_parameters(fluent->parameters());
   for (std::size_t slot = 0; slot < space_.num_slots(); ++slot) {
     const Expression key = space_.key(slot);
     if (!ef.is_functional_apply(key)) continue;
@@ -237,7 +237,7 @@ std::shared_ptr<const ApplicationTable> ExpressionCompiler::constant_table(Expre
   const ExpressionFactory& ef = environment().expression_factory();
   auto table = std::make_shared<ApplicationTable>();
   table->reference = reference;
-  table->is_integer = integer_parameters(ef.get_constant_from_reference(reference)->parameters());
+  table->is_numeric = numeric_parameters(ef.get_constant_from_reference(reference)->parameters());
   known = table;
   return known;
 }
@@ -287,7 +287,7 @@ void ExpressionCompiler::add_assignment(Expression e, EffectProgram& effect) {
     Expression value = right;
     if (is_fixed) {
       const model::Type& type = space_.type(assignment.slot);
-      value = model::as_argument(environment().expression_factory(), type, right);
+      value = model::as_stored(environment().expression_factory(), type, right);
       if (model::is_out_of_bounds(ef, type, value)) effect.never = true;
     }
     assignment.constant = space_.value_table().id_of(value);

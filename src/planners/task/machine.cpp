@@ -162,8 +162,14 @@ bool Machine::assign(const Assignment& assignment, const StateValues& before, st
   }
   if (type->is_integer() && value.kind == ValueKind::RATIONAL && value.den == 1) {
     value.kind = ValueKind::INTEGER;
+  } else if (type->is_rational() && value.kind == ValueKind::INTEGER) {
+    value.kind = ValueKind::RATIONAL;
   }
-  const ValueId id = table.id_of(value);
+  ValueId id = table.id_of(value);
+  if (value.kind == ValueKind::BIG) {
+    model::ExpressionFactory& ef = environment().expression_factory();
+    id = table.id_of(model::as_stored(ef, type, table.expression(id)));
+  }
   if (type->is_numeric() &&
       model::is_out_of_bounds(environment().expression_factory(), type, table.expression(id))) {
     return false;
@@ -293,11 +299,11 @@ bool Machine::run_step(const Program& program, const ProgramStep& step, const St
 
 // Moves the top `count` values into `arguments_`.
 bool Machine::collect_arguments(const ApplicationTable& table, std::size_t count) {
-  if (count != table.is_integer.size()) return false;
+  if (count != table.is_numeric.size()) return false;
   arguments_.resize(count);
   for (std::size_t i = count; i > 0; --i) {
     Value& value = stack_.back();
-    if (value.kind == ValueKind::RATIONAL && value.den == 1 && table.is_integer[i - 1]) {
+    if (value.kind == ValueKind::RATIONAL && value.den == 1 && table.is_numeric[i - 1]) {
       value.kind = ValueKind::INTEGER;
     }
     arguments_[i - 1] = space_.value_table().id_of(value);
@@ -344,36 +350,39 @@ bool Machine::compare(ProgramOp op) {
 bool Machine::add_up(std::size_t count) {
   Value integers{ValueKind::INTEGER, 0, 0, 1};
   Value rationals{ValueKind::RATIONAL, 0, 0, 1};
+  bool has_rational = false;
   for (std::size_t i = 0; i < count; ++i) {
     const Value value = stack_.back();
     stack_.pop_back();
     if (!is_number(value)) return false;
     if (value.kind == ValueKind::INTEGER) {
       if (!make_integer(Wide{integers.num} + value.num, integers)) return false;
-    } else if (!add_rationals(rationals, value, rationals)) {
-      return false;
+    } else {
+      has_rational = true;
+      if (!add_rationals(rationals, value, rationals)) return false;
     }
   }
   stack_.push_back(integers);
-  return rationals.num == 0 || add_rationals(rationals, integers, stack_.back());
+  return !has_rational || add_rationals(rationals, integers, stack_.back());
 }
 
 bool Machine::multiply(std::size_t count) {
   Value integers{ValueKind::INTEGER, 0, 1, 1};
   Value rationals{ValueKind::RATIONAL, 0, 1, 1};
+  bool has_rational = false;
   for (std::size_t i = 0; i < count; ++i) {
     const Value value = stack_.back();
     stack_.pop_back();
     if (!is_number(value)) return false;
     if (value.kind == ValueKind::INTEGER) {
       if (!make_integer(Wide{integers.num} * value.num, integers)) return false;
-    } else if (!multiply_rationals(rationals, value, rationals)) {
-      return false;
+    } else {
+      has_rational = true;
+      if (!multiply_rationals(rationals, value, rationals)) return false;
     }
   }
   stack_.push_back(integers);
-  return (rationals.num == 1 && rationals.den == 1) ||
-         multiply_rationals(rationals, integers, stack_.back());
+  return !has_rational || multiply_rationals(rationals, integers, stack_.back());
 }
 
 bool Machine::subtract() {

@@ -21,7 +21,7 @@ struct ApplicationTable {
 
   model::Expression reference;
   /// By argument: an integral number is an integer here.
-  std::vector<bool> is_integer;
+  std::vector<bool> is_numeric;
   /// Argument values to the slot of the fluent, or to the value of the constant. Values of a
   /// constant are entered when they are first asked for.
   mutable Entries entries;
