@@ -1,5 +1,6 @@
 #include "planners/task/machine.h"
 
+#include <algorithm>
 #include <cassert>
 #include <limits>
 #include <numeric>
@@ -135,6 +136,7 @@ bool Machine::apply(const EffectProgram& effect, const StateValues& before, std:
   }
   if (effect.assignments.empty()) return true;
   try {
+    if (effect.writes_all && writes_twice(effect, before)) return false;
     for (const Assignment& assignment : effect.assignments) {
       if (!assign(assignment, before, bits, ids)) return false;
     }
@@ -142,6 +144,17 @@ bool Machine::apply(const EffectProgram& effect, const StateValues& before, std:
     return false;
   }
   return true;
+}
+
+// Whether left sides whose arguments depend on the state meet another one.
+bool Machine::writes_twice(const EffectProgram& effect, const StateValues& before) {
+  written_ = effect.writes;
+  for (const Assignment& assignment : effect.assignments) {
+    if (assignment.target == nullptr) continue;
+    written_.push_back(static_cast<std::uint32_t>(target_slot(*assignment.target, before)));
+  }
+  std::sort(written_.begin(), written_.end());
+  return std::adjacent_find(written_.begin(), written_.end()) != written_.end();
 }
 
 bool Machine::assign(const Assignment& assignment, const StateValues& before, std::uint64_t* bits,

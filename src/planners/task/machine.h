@@ -54,12 +54,14 @@ class Machine : public EnvObject {
   bool subtract();
   bool divide();
   model::Expression evaluate_expression(model::Expression e, const StateValues& state);
+  bool writes_twice(const EffectProgram& effect, const StateValues& before);
   bool assign(const Assignment& assignment, const StateValues& before, std::uint64_t* bits,
               ValueId* ids);
 
   StateSpace& space_;
   std::vector<Value> stack_;
   std::vector<ValueId> arguments_;
+  std::vector<std::uint32_t> written_;
 };
 
 }  // namespace kelvo

@@ -64,10 +64,27 @@ FluentSet CompiledTask::fluents_of(Expression e) {
   const ExpressionFactory& ef = environment().expression_factory();
   FluentSet result;
   if (e == nullptr) return result;
-  for (const Expression variable : free_vars_(e)) {
-    if (!ef.is_fluent_reference(variable) && !ef.is_functional_apply(variable)) continue;
+  const auto add = [&](Expression fluent) {
     const std::uint32_t next = static_cast<std::uint32_t>(fluent_numbers_.size());
-    result.add(fluent_numbers_.try_emplace(variable, next).first->second);
+    result.add(fluent_numbers_.try_emplace(fluent, next).first->second);
+  };
+  for (const Expression variable : free_vars_(e)) {
+    if (ef.is_fluent_reference(variable)) add(variable);
+    if (!ef.is_functional_apply(variable)) continue;
+    const Expression reference = ef.get_reference_from_functional_apply(variable);
+    const Expression fluent = compiler_.simplify(variable);
+    if (!ef.is_fluent_reference(reference) || space_.fluent_index().contains(fluent)) {
+      add(fluent);
+      continue;
+    }
+    // The arguments depend on the state, and are variables themselves: it may be any of the
+    // fluents.
+    for (std::size_t slot = 0; slot < space_.num_slots(); ++slot) {
+      const Expression key = space_.key(slot);
+      const bool is_one =
+          ef.is_functional_apply(key) && ef.get_reference_from_functional_apply(key) == reference;
+      if (is_one) add(key);
+    }
   }
   result.finish();
   return result;
