@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "model/expression_factory.h"
@@ -351,7 +352,7 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
   Search search(*this, weak_equality);
   while (search.run(std::numeric_limits<std::size_t>::max()) == Search::Outcome::FOUND) {
     const std::shared_ptr<Plan> plan = plan_of(search);
-    if (passes_test(plan)) return plan;
+    if (plan != nullptr && passes_test(plan)) return plan;
   }
   return nullptr;
 }
@@ -391,7 +392,7 @@ std::shared_ptr<Plan> FtpPlanner::solve_guided() {
     Search::Outcome outcome = standard->run_for(turn);
     for (; outcome == Search::Outcome::FOUND; outcome = standard->run_for(turn)) {
       const std::shared_ptr<Plan> found = plan_of(*standard);
-      if (passes_test(found)) return found;
+      if (found != nullptr && passes_test(found)) return found;
     }
     if (outcome == Search::Outcome::EXHAUSTED) {
       no_plan_ = {NoPlan::Certainty::BOUNDED, GuidedPlanner::BOUNDS};
@@ -409,7 +410,7 @@ std::shared_ptr<Plan> FtpPlanner::solve_guided() {
   return nullptr;
 }
 
-// The plan of the goal state that was found, mapped back.
+// The plan of the goal state that was found, mapped back; null when it has none in exact numbers.
 std::shared_ptr<Plan> FtpPlanner::plan_of(const Search& search) {
   const SearchState& goal = search.goal();
   LOG(LogLevel::INFO) << "Final depth: " << goal.g
@@ -418,6 +419,7 @@ std::shared_ptr<Plan> FtpPlanner::plan_of(const Search& search) {
                       << ", States expanded: " << search.progress().num_expanded()
                       << ", H: " << estimate_of(goal);
   const std::shared_ptr<TimeTriggeredPlan> found = build_plan(goal);
+  if (found == nullptr) return nullptr;
   warn_of_late_effects(problem(), *found);
   return map_back(found);
 }
@@ -514,24 +516,37 @@ std::shared_ptr<TimeTriggeredPlan> FtpPlanner::build_plan(const SearchState& goa
   constexpr unsigned DECIMAL_PLACES = 2;
   NetworkReplay replay(*task_, deordering_);
   replay.replay(goal.path);
+  const std::optional<NetworkReplay::Times> least = replay.exact_times();
+  if (!least) return nullptr;
   const auto times = replay.network().get_min_makespan_solution(replay.interpreter());
   std::vector<std::pair<double, Event>> openings;
   for (const Event& opening : replay.openings()) openings.emplace_back(times.at(opening), opening);
   std::stable_sort(openings.begin(), openings.end(), [](const auto& a, const auto& b) {
     return a.first != b.first ? a.first < b.first : a.second.fresh_id < b.second.fresh_id;
   });
-  auto plan = std::make_shared<TimeTriggeredPlan>(environment());
+  std::vector<NetworkReplay::Placement> rounded;
+  std::vector<NetworkReplay::Placement> exact;
   for (const auto& [time, opening] : openings) {
-    const rational start(time);
-    const rational end(times.at(NetworkReplay::end_of(opening)));
-    rational duration = kelvo::round(rational(end - start), DECIMAL_PLACES);
+    const Event closing = NetworkReplay::end_of(opening);
+    const rational end(times.at(closing));
+    rational duration = kelvo::round(rational(end - rational(time)), DECIMAL_PLACES);
     // A bound with more digits must not be rounded away.
     const DurationBounds& bounds = task_->template_of(task_->template_id(opening.action)).duration;
     if (duration < bounds.lower) duration = bounds.lower;
     if (bounds.upper && duration > *bounds.upper) duration = *bounds.upper;
-    plan->add_step(std::make_shared<TimeTriggeredStep>(kelvo::round(start, DECIMAL_PLACES),
-                                                       opening.action,
-                                                       TimeTriggeredStep::Parameters(), duration));
+    rounded.push_back({opening, kelvo::round(rational(time), DECIMAL_PLACES), duration});
+    const rational& start = (*least)[replay.number_of(opening)];
+    exact.push_back({opening, start, (*least)[replay.number_of(closing)] - start});
+  }
+  bool is_exact = environment().configuration().get_boolean_value("rational-precision");
+  if (!is_exact && !replay.admits(rounded, *least)) {
+    LOG(LogLevel::INFO) << "The plan does not bear rounding: its times are exact";
+    is_exact = true;
+  }
+  auto plan = std::make_shared<TimeTriggeredPlan>(environment());
+  for (const NetworkReplay::Placement& one : is_exact ? exact : rounded) {
+    plan->add_step(std::make_shared<TimeTriggeredStep>(
+        one.start, one.opening.action, TimeTriggeredStep::Parameters(), one.duration));
   }
   return plan;
 }

@@ -10,6 +10,11 @@ namespace {
 // The problem's events take their ids behind those of the two ends of the plan.
 constexpr std::size_t FIRST_PROBLEM_ID = 2;
 
+// What a strict constraint keeps apart.
+rational gap() {
+  return {1, 100};
+}
+
 }  // namespace
 
 NetworkReplay::NetworkReplay(const CompiledTask& task, bool deordering)
@@ -52,6 +57,61 @@ void NetworkReplay::place(const Event& event, const TemplateEvent& where, const 
   const double offset = where.from_start ? where.offset : -where.offset;
   network_->add_ge(interpreter_, later, earlier, offset);
   network_->add_le(interpreter_, later, earlier, offset);
+  const rational exact = where.from_start ? where.exact_offset : rational(-where.exact_offset);
+  note(later, earlier, exact);
+  note(earlier, later, -exact);
+}
+
+void NetworkReplay::note(const Event& later, const Event& earlier, const rational& distance) {
+  const std::size_t later_number = number_of(later);
+  constraints_.push_back({later_number, number_of(earlier), distance});
+}
+
+// Rounds over all constraints, which stand in the order of the path, so that few rounds do. False
+// when times grow for ever, which as many rounds as there are events show.
+bool NetworkReplay::raise(const std::vector<Constraint>& constraints, Times& times) const {
+  for (std::size_t round = 0; round <= times.size(); ++round) {
+    bool has_changed = false;
+    for (const Constraint& constraint : constraints) {
+      const rational earliest = times[constraint.earlier] + constraint.distance;
+      if (earliest <= times[constraint.later]) continue;
+      times[constraint.later] = earliest;
+      has_changed = true;
+    }
+    if (!has_changed) return true;
+  }
+  return false;
+}
+
+std::optional<NetworkReplay::Times> NetworkReplay::exact_times() const {
+  std::size_t num_events = 0;
+  for (const Constraint& constraint : constraints_) {
+    num_events = std::max({num_events, constraint.later + 1, constraint.earlier + 1});
+  }
+  Times times(num_events);
+  if (!raise(constraints_, times)) return {};
+  return times;
+}
+
+bool NetworkReplay::admits(const std::vector<Placement>& openings, const Times& least) {
+  Times times = least;
+  for (const Placement& one : openings) {
+    const std::size_t start = number_of(one.opening);
+    const std::size_t end = number_of(end_of(one.opening));
+    const rational ends = one.start + one.duration;
+    if (one.start < least[start] || ends < least[end]) return false;
+    times[start] = one.start;
+    times[end] = ends;
+  }
+  // The times of what is tied to the openings follow; nothing may push the openings any more.
+  const Times given = times;
+  if (!raise(constraints_, times)) return false;
+  const auto is_kept = [&](const Event& event) {
+    return times[number_of(event)] == given[number_of(event)];
+  };
+  return std::all_of(openings.begin(), openings.end(), [&](const Placement& one) {
+    return is_kept(one.opening) && is_kept(end_of(one.opening));
+  });
 }
 
 void NetworkReplay::begin() {
@@ -61,6 +121,7 @@ void NetworkReplay::begin() {
   origins_.clear();
   path_.clear();
   openings_.clear();
+  constraints_.clear();
   next_id_ = FIRST_PROBLEM_ID;
   for (const std::uint32_t list : {CompiledTask::PROBLEM_START, CompiledTask::PROBLEM_END}) {
     const std::vector<TemplateEvent>& events = task_.template_of(list).events;
@@ -83,6 +144,7 @@ void NetworkReplay::open(const PathNode& step) {
   const Event end = end_of(start);
   ++next_id_;
   network_->add_gt(interpreter_, end_plan_, end, PLAN_END_GAP);
+  note(end_plan_, end, 1 + gap());
   const DurationBounds& duration = opened.duration;
   const double lower = to_double(duration.lower);
   if (duration.lower_open) {
@@ -108,6 +170,13 @@ void NetworkReplay::open(const PathNode& step) {
   }
   todo_.push_back(std::move(list));
   origins_.push_back({step.template_id, step.node});
+  note(end, start, duration.lower_open ? rational(duration.lower + gap()) : duration.lower);
+  if (duration.upper) {
+    const rational upper =
+        duration.upper_open ? rational(*duration.upper - gap()) : *duration.upper;
+    note(start, end, -upper);
+  }
+  note(start, start_plan_, 0);
   network_->add_ge(interpreter_, start, start_plan_, 0.0);
   constrain_opening(start);
   path_.push_back(start);
@@ -146,25 +215,35 @@ bool NetworkReplay::have_common_fluent(const Event& a, const Event& b) const {
   return have_common_member(fluents_of(a), fluents_of(b));
 }
 
+void NetworkReplay::order(const Event& later, const Event& earlier) {
+  network_->add_ge(interpreter_, later, earlier, 0.0);
+  note(later, earlier, 0);
+}
+
+void NetworkReplay::separate(const Event& later, const Event& earlier) {
+  network_->add_gt(interpreter_, later, earlier, 0.0);
+  note(later, earlier, gap());
+}
+
 void NetworkReplay::constrain_event(const Event& event) {
   const bool is_effect = event.kind == EventKind::EFFECT;
-  if (!deordering_ && !path_.empty()) network_->add_ge(interpreter_, event, path_.back(), 0.0);
+  if (!deordering_ && !path_.empty()) order(event, path_.back());
   for (const std::vector<Event>& list : todo_) {
     for (const Event& other : list) {
       const bool other_is_effect = other.kind == EventKind::EFFECT;
       if (deordering_) {
         if ((!is_effect && !other_is_effect) || !have_common_fluent(event, other)) continue;
         if (is_effect) {
-          network_->add_gt(interpreter_, other, event, 0.0);
+          separate(other, event);
         } else {
-          network_->add_ge(interpreter_, other, event, 0.0);
+          order(other, event);
         }
         break;
       }
       if (is_effect && (!other_is_effect || have_common_fluent(event, other))) {
-        network_->add_gt(interpreter_, other, event, 0.0);
+        separate(other, event);
       } else {
-        network_->add_ge(interpreter_, other, event, 0.0);
+        order(other, event);
       }
     }
   }
@@ -173,19 +252,19 @@ void NetworkReplay::constrain_event(const Event& event) {
 void NetworkReplay::constrain_opening(const Event& start) {
   if (!deordering_) {
     if (!path_.empty() && path_.back().kind == EventKind::EFFECT) {
-      network_->add_gt(interpreter_, start, path_.back(), 0.0);
+      separate(start, path_.back());
     } else if (!path_.empty()) {
-      network_->add_ge(interpreter_, start, path_.back(), 0.0);
+      order(start, path_.back());
     }
     for (const std::vector<Event>& list : todo_) {
-      for (const Event& other : list) network_->add_ge(interpreter_, other, start, 0.0);
+      for (const Event& other : list) order(other, start);
     }
     return;
   }
   for (const std::uint32_t fluent : fluents_of(start).members) {
     for (auto step = path_.rbegin(); step != path_.rend(); ++step) {
       if (step->kind != EventKind::EFFECT || !fluents_of(*step).contains(fluent)) continue;
-      network_->add_gt(interpreter_, start, *step, 0.0);
+      separate(start, *step);
       break;
     }
   }
@@ -195,10 +274,10 @@ void NetworkReplay::constrain_opening(const Event& start) {
       for (auto step = path_.rbegin(); step != path_.rend(); ++step) {
         if (!fluents_of(*step).contains(fluent)) continue;
         if (step->kind == EventKind::EFFECT) {
-          if (is_latest_effect) network_->add_gt(interpreter_, event, *step, 0.0);
+          if (is_latest_effect) separate(event, *step);
           is_latest_effect = false;
         } else if (event.kind == EventKind::EFFECT) {
-          network_->add_ge(interpreter_, event, *step, 0.0);
+          order(event, *step);
         }
       }
     }
@@ -207,7 +286,7 @@ void NetworkReplay::constrain_opening(const Event& start) {
     const auto first = std::find_if(list.begin(), list.end(), [&](const Event& other) {
       return other.kind == EventKind::EFFECT && have_common_fluent(start, other);
     });
-    if (first != list.end()) network_->add_ge(interpreter_, *first, start, 0.0);
+    if (first != list.end()) order(*first, start);
   }
 }
 

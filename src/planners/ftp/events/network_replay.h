@@ -2,11 +2,13 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "planners/ftp/task/compiled_task.h"
 #include "planners/ftp/task/event.h"
 #include "planners/ftp/task/search_state.h"
+#include "shell/numbers.h"
 #include "temporal/temporal_network.h"
 
 namespace kelvo::ftp {
@@ -32,17 +34,44 @@ class NetworkReplay {
   const std::vector<Event>& openings() const { return openings_; }
   static Event end_of(const Event& opening);
 
+  /// Times of events, by their numbers in the interpreter.
+  using Times = std::vector<rational>;
+  /// An opening with the times that it is to have.
+  struct Placement {
+    Event opening;
+    rational start;
+    rational duration;
+  };
+  /// The least solution in exact numbers, with strict constraints a hundredth apart; nothing when
+  /// there is none, for the search takes times that differ by little as equal.
+  std::optional<Times> exact_times() const;
+  /// Whether the openings may have these times; `least` is what `exact_times` gave.
+  bool admits(const std::vector<Placement>& openings, const Times& least);
+  /// Of an event of the path, or its end.
+  std::size_t number_of(const Event& event) { return interpreter_.get_id(event); }
+
  private:
   struct Origin {
     std::uint32_t template_id;
     std::uint32_t node;
   };
 
+  /// later >= earlier + distance
+  struct Constraint {
+    std::size_t later;
+    std::size_t earlier;
+    rational distance;
+  };
+
   void begin();
+  void note(const Event& later, const Event& earlier, const rational& distance);
+  bool raise(const std::vector<Constraint>& constraints, Times& times) const;
   void open(const PathNode& step);
   void apply(const PathNode& step);
   Event make_event(std::uint32_t template_id, const TemplateEvent& event, std::size_t first_id);
   void place(const Event& event, const TemplateEvent& where, const Event& start, const Event& end);
+  void order(const Event& later, const Event& earlier);
+  void separate(const Event& later, const Event& earlier);
   void constrain_opening(const Event& start);
   void constrain_event(const Event& event);
   bool have_common_fluent(const Event& a, const Event& b) const;
@@ -59,6 +88,7 @@ class NetworkReplay {
   std::vector<Origin> origins_;  // of the lists
   std::vector<Event> path_;
   std::vector<Event> openings_;
+  std::vector<Constraint> constraints_;
 };
 
 }  // namespace kelvo::ftp

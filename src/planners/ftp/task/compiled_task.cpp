@@ -114,6 +114,8 @@ TemplateEvent CompiledTask::make_event(const PlacedEvent& placed) {
   event.index = placed.index;
   event.from_start = placed.time.from_start;
   event.offset = placed.time.from_start ? offset : 0.0 - offset;  // no negative zero
+  event.exact_offset = placed.time.offset;
+  if (!placed.time.from_start) event.exact_offset = -event.exact_offset;
   event.left_open = placed.left_open;
   event.program = event.is_effect() ? add_effect(statement.body) : add_condition(statement.body);
   event.fluents = fluents_of(placed.expression);

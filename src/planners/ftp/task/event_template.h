@@ -9,6 +9,7 @@
 #include "planners/ftp/task/action_events.h"
 #include "planners/task/id_set.h"
 #include "planners/task/program.h"
+#include "shell/numbers.h"
 
 namespace kelvo::ftp {
 
@@ -27,6 +28,7 @@ struct TemplateEvent {
   bool from_start;
   /// The event's time less that of its anchor: negative before the end.
   double offset;
+  rational exact_offset;
   bool left_open;
   /// Into the task's effects or conditions.
   std::uint32_t program;

@@ -205,6 +205,33 @@ TEST_F(FtpPlannerTest, PlansAreScheduledAsEarlyAsTheyCanBe) {
             "0: a() [2]\n2.01: b() [1]\n");
 }
 
+// Chains of durations in thousandths, with a deadline that leaves no time to round up.
+TEST_F(FtpPlannerTest, TimesThatDoNotBearRoundingAreExact) {
+  std::size_t num_exact = 0;
+  unsigned random = 7;
+  for (unsigned chain = 0; chain < 40; ++chain) {
+    const unsigned length = 2 + chain % 3;
+    std::ostringstream problem;
+    problem << "fluent boolean open; [start] open := true; fluent boolean d0; [start] d0 := true;";
+    unsigned deadline = 0;  // in thousandths
+    for (unsigned i = 1; i <= length; ++i) {
+      random = random * 1103515245 + 12345;
+      const unsigned duration = 1000 + random / 65536 % 1000;
+      deadline += duration + (i > 1 ? 10 : 0);
+      problem << "fluent boolean d" << i << "; [start] d" << i << " := false; action a" << i
+              << "() { duration := " << duration << " / 1000.0; [start] d" << i - 1
+              << "; [all] open; [end] d" << i << " := true; };";
+    }
+    problem << "[" << deadline << " / 1000.0] open := false; [end] d" << length << ";";
+    const Outcome rounded = run(problem.str());
+    EXPECT_TRUE(rounded.valid) << problem.str() << rounded.text;
+    if (rounded.log.find("does not bear rounding") != std::string::npos) ++num_exact;
+    EXPECT_TRUE(run(problem.str(), with("rational-precision")).valid) << problem.str();
+  }
+  EXPECT_GT(num_exact, 0u);
+  EXPECT_LT(num_exact, 40u);
+}
+
 TEST_F(FtpPlannerTest, LogsTellTheSearch) {
   const Outcome solved = run(MATCH_CELLAR);
   for (const char* const line :
