@@ -238,7 +238,10 @@ void NetworkReplay::constrain_event(const Event& event) {
         } else {
           order(other, event);
         }
-        break;
+        const EventTemplate* opened =
+            other.action == nullptr ? nullptr : &task_.template_of(task_.template_id(other.action));
+        if (opened == nullptr || opened->lower == opened->upper) break;
+        continue;
       }
       if (is_effect && (!other_is_effect || have_common_fluent(event, other))) {
         separate(other, event);

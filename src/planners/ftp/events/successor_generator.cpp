@@ -282,7 +282,8 @@ bool SuccessorGenerator::add_deordered_event_constraints(const TimePoint& at,
       if (!have_common_member(event.fluents, other.fluents)) continue;
       const double distance = event.is_effect() ? NETWORK_EPSILON : 0.0;
       if (!network_.add(point_of(list, other), at, distance)) return false;
-      break;
+      // What follows on the same anchor comes later still; on the other one it may not.
+      if (events.action == nullptr || events.lower == events.upper) break;
     }
   }
   return true;
