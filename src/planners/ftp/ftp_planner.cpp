@@ -354,6 +354,13 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
     const std::shared_ptr<Plan> plan = plan_of(search);
     if (plan != nullptr && passes_test(plan)) return plan;
   }
+  no_plan_ = {NoPlan::Certainty::BOUNDED, GuidedPlanner::BOUNDS};
+  if (no_backtracking_) {
+    no_plan_ = {NoPlan::Certainty::UNDECIDED, "the search was told not to come back to a state"};
+  }
+  if (num_refused_plans() > 0) {
+    no_plan_ = {NoPlan::Certainty::UNDECIDED, "a plan that was found could not be confirmed"};
+  }
   return nullptr;
 }
 
