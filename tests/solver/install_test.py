@@ -5,6 +5,7 @@
 
 GUIDE_C is the program of the guide, SOURCE_DIR the CMake project that is given to it.
 """
+import glob
 import os
 import shutil
 import subprocess
@@ -31,6 +32,23 @@ def tools_of(build):
     return ["-D%s=%s" % (name, values[name]) for name in names if name in values]
 
 
+def embed(prefix, tools):
+    """The whole archive has to go into a shared library, by what its pkg-config file says."""
+    values = dict(tool[2:].split("=", 1) for tool in tools)
+    found = glob.glob(os.path.join(prefix, "**", "ordax.pc"), recursive=True)
+    if len(found) != 1 or shutil.which("pkg-config") is None:
+        if not found:
+            sys.exit("no pkg-config file is installed")
+        return
+    environment = dict(os.environ, PKG_CONFIG_PATH=os.path.dirname(found[0]))
+    flags = subprocess.run(["pkg-config", "--cflags", "--libs", "ordax"], env=environment,
+                           capture_output=True, text=True, check=True).stdout.split()
+    run(values["CMAKE_CXX_COMPILER"], *values["CMAKE_CXX_FLAGS"].split(), "-shared", "-o",
+        os.path.join(prefix, "embedded.so"), "-Wl,--whole-archive",
+        *[flag for flag in flags if flag.startswith(("-L", "-lordax"))], "-Wl,--no-whole-archive",
+        *[flag for flag in flags if not flag.startswith("-lordax")])
+
+
 def main():
     build, guide, source = sys.argv[1:4]
     with tempfile.TemporaryDirectory() as folder:
@@ -45,6 +63,7 @@ def main():
         output = run(os.path.join(project, "build", "schedule"))
         if output != EXPECTED:
             sys.exit("the installed library answered\n" + output)
+        embed(prefix, tools_of(build))
 
 
 if __name__ == "__main__":
