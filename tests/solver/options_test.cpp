@@ -26,7 +26,7 @@ TEST(Options, EachDefaultIsAcceptedAndGivesTheDefaultConfiguration) {
     EXPECT_TRUE(names.insert(row.name).second) << row.name;
     all.emplace_back(row.name, ordax::OptionParser::value_text(row, defaults));
   }
-  EXPECT_EQ(names.size(), 141U);
+  EXPECT_EQ(names.size(), 144U);
   Session session(all);
   EXPECT_EQ(session.error(), "");
   EXPECT_EQ(session.solve(), 1);
@@ -142,6 +142,19 @@ TEST(Options, AbsentFeaturesAreNamed) {
   }
   EXPECT_EQ(Session(Options{{"proof_generation", "true"}, {"dpll.preprocessor.mode", "1"}}).error(),
             "proof generation is not compatible with SAT-level preprocessing");
+}
+
+TEST(Options, ThoseWithoutEffectAreToldOnce) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Session(Options{{"theory.bv.eager", "false"},
+                            {"theory.fp.mode", "1"},  // the default
+                            {"printer.bv_number_format", "1"},
+                            {"dpll.restart_strategy", "1"}})
+                .solve(),
+            1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "ordax: warning: without effect, for what they are about is not built: "
+            "printer.bv_number_format, theory.bv.eager\n");
 }
 
 TEST(Options, AConfigurationIsReadFromAText) {

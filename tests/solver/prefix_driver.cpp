@@ -68,8 +68,6 @@ int main(int argc, char** argv) {
             break;
           }
           char* value_text = ordax_term_repr(value);
-          if (std::strcmp(value_text, "`true`") == 0) std::strcpy(value_text, "true");
-          if (std::strcmp(value_text, "`false`") == 0) std::strcpy(value_text, "false");
           std::printf("%s %s\n", declared.name.c_str(), value_text);
           ordax_free(value_text);
         }

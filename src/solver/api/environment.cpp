@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "solver/api/option_parser.h"
 #include "solver/api/smtlib2_api_tracer.h"
 #include "solver/la/la_solver_interface.h"
 #include "solver/preprocessing/dpll_preprocessor.h"
+#include "solver/preprocessing/rewrite_step.h"
 #include "solver/terms/term_printer.h"
 #include "solver/theory/euf_solver_interface.h"
 
@@ -14,19 +16,40 @@ namespace {
 
 constexpr std::size_t ERROR_TEXT_LENGTH = 200;
 
-/// Types are checked where terms come from outside; inside a check the engines build terms.
+/// Types are checked where terms come from outside; inside a check the engines build terms, which
+/// are normal forms also where the caller's terms are not.
 class TypeCheckingOff {
  public:
-  explicit TypeCheckingOff(TermManager& terms) : terms_(terms), before_(terms.type_checking()) {
+  explicit TypeCheckingOff(TermManager& terms)
+      : terms_(terms), before_(terms.type_checking()), simplified_(terms.simplifications()) {
     terms_.set_type_checking(false);
+    terms_.set_simplifications(true);
   }
   TypeCheckingOff(const TypeCheckingOff&) = delete;
   TypeCheckingOff& operator=(const TypeCheckingOff&) = delete;
-  ~TypeCheckingOff() { terms_.set_type_checking(before_); }
+  ~TypeCheckingOff() {
+    terms_.set_type_checking(before_);
+    terms_.set_simplifications(simplified_);
+  }
 
  private:
   TermManager& terms_;
   bool before_;
+  bool simplified_;
+};
+
+/// The capacity that has room for one more element.
+std::size_t grown(const std::vector<TermRef>& list) {
+  return list.size() < list.capacity() ? list.capacity() : 2 * list.size() + 4;
+}
+
+/// Builds a term anew from its leaves.
+class Normaliser : public RewriteStep {
+ public:
+  using RewriteStep::RewriteStep;
+
+ protected:
+  TermRef rebuild(TermRef term, const TermRef* args) override { return rebuild_always(term, args); }
 };
 
 }  // namespace
@@ -34,17 +57,34 @@ class TypeCheckingOff {
 Environment::Environment(const Configuration& configuration)
     : configuration_(configuration),
       logger_(configuration_.verbosity, configuration_.debug.log_sections),
-      terms_(configuration_.allow_bool_function_args) {
-  if (configuration_.debug.term_simplifications) {
-    simplifier_ = std::make_unique<StdTermSimplifier>(terms_);
-    terms_.set_simplifier(simplifier_.get());
-  }
+      terms_(configuration_.allow_bool_function_args),
+      limits_(configuration_.limits) {
+  simplifier_ = std::make_unique<StdTermSimplifier>(terms_);
+  terms_.set_simplifier(simplifier_.get());
+  terms_.set_simplifications(configuration_.debug.term_simplifications);
+  warn_of_idle_options();
   open_tracer();
   Environment::create_components();
 }
 
 Environment::~Environment() {
   Environment::destroy_components();
+}
+
+// An option of what is not built has no effect, which is told once.
+void Environment::warn_of_idle_options() {
+  const Configuration defaults;
+  std::string names;
+  for (const OptionRow& row : option_table()) {
+    if (!OptionParser::is_idle(row)) continue;
+    if (OptionParser::value_text(row, configuration_) == OptionParser::value_text(row, defaults)) {
+      continue;
+    }
+    names += std::string(names.empty() ? "" : ", ") + row.name;
+  }
+  if (names.empty()) return;
+  std::fprintf(stderr, "ordax: warning: without effect, for what they are about is not built: %s\n",
+               names.c_str());
 }
 
 void Environment::open_tracer() {
@@ -88,9 +128,11 @@ void Environment::create_components() {
     global_simplifier_ = std::make_unique<GlobalSimplifier>(terms_, pre.simplification);
   }
   if (pre.partial_nnf_conversion) nnf_ = std::make_unique<PartialNnf>(terms_);
+  encoder_ = std::make_unique<ConstraintEncoder>(terms_);
   sink_ = std::make_unique<DpllClauseSink>(*engine_, configuration_.dpll, polarities_->store());
   cnf_ = std::make_unique<TseitinCNFGenerator>(*sink_, pre.full_cnf_conversion);
-  set_termination_test(termination_);
+  engine_->set_conflict_limit(static_cast<std::uint64_t>(configuration_.limits.conflicts));
+  pass_on_termination_test();
 }
 
 void Environment::destroy_components() {
@@ -108,12 +150,21 @@ void Environment::destroy_components() {
 }
 
 void Environment::set_termination_test(TerminationTest* test) {
-  termination_ = test;
+  limits_.set_user_test(test);
+  pass_on_termination_test();
+  if (model_ != nullptr) model_->set_termination_test(test);
+}
+
+void Environment::pass_on_termination_test() {
+  TerminationTest* const test = limits_.is_needed() ? &limits_ : nullptr;
   engine_->set_termination_test(test);
   theories_->set_termination_test(test);
   arithmetic_->set_termination_test(test);
   cnf_->set_termination_test(test);
+  encoder_->set_termination_test(test);
   if (propagator_ != nullptr) propagator_->set_termination_test(test);
+  if (global_simplifier_ != nullptr) global_simplifier_->set_termination_test(test);
+  if (nnf_ != nullptr) nnf_->set_termination_test(test);
 }
 
 void Environment::invalidate_model() {
@@ -142,28 +193,43 @@ void Environment::check_boolean(TermRef term, const char* operation) const {
 void Environment::assert_formula(TermRef formula) {
   check_boolean(formula, "assert");
   if (tracer_ != nullptr) tracer_->assert_formula(formula);
-  core_labels_.resize(assertions_.size() + 1, nullptr);
-  assertions_.push_back(formula);
+  put_on_stack(formula);
   status_ = -1;
   invalidate_model();
 }
 
+// All or nothing, also when the memory is exhausted on the way.
+void Environment::put_on_stack(TermRef formula) {
+  assertions_.reserve(grown(assertions_));
+  core_labels_.resize(assertions_.size() + 1, nullptr);
+  assertions_.push_back(formula);
+}
+
+void Environment::refuse_in_callback(const char* operation) const {
+  if (in_callback_) throw error(std::string(operation) + " inside an All-SAT callback");
+}
+
 void Environment::push_backtrack_point() {
+  refuse_in_callback("push");
   if (tracer_ != nullptr) tracer_->push();
+  TermRef label = nullptr;
   if (configuration_.shallow_incrementality) {
     const std::string name = ".point" + std::to_string(terms_.num_terms());
-    shallow_labels_.push_back(terms_.make_internal_constant(name, terms_.bool_type()));
+    label = terms_.make_internal_constant(name, terms_.bool_type());
+    shallow_labels_.reserve(grown(shallow_labels_));
   }
-  core_labels_.resize(assertions_.size() + 1, nullptr);
-  assertions_.push_back(nullptr);
+  put_on_stack(nullptr);
+  if (label != nullptr) shallow_labels_.push_back(label);
   ++num_points_;
   status_ = -1;
   invalidate_model();
 }
 
 void Environment::pop_backtrack_point() {
+  refuse_in_callback("pop");
   if (num_points_ == 0) throw error("no backtrack points to pop");
   if (tracer_ != nullptr) tracer_->pop();
+  retired_labels_.reserve(grown(retired_labels_));  // what follows cannot fail
   status_ = -1;
   invalidate_model();
   std::size_t start = assertions_.size();
@@ -191,6 +257,7 @@ void Environment::pop_backtrack_point() {
 }
 
 void Environment::reset() {
+  refuse_in_callback("reset");
   if (tracer_ != nullptr) tracer_->reset();
   assertions_.clear();
   core_labels_.clear();
@@ -204,7 +271,6 @@ void Environment::reset() {
 
 void Environment::push_engines() {
   if (propagator_ != nullptr) propagator_->push();
-  if (encoder_ == nullptr) encoder_ = std::make_unique<ConstraintEncoder>(terms_);
   encoder_->push();
   cnf_->push();
   engine_->push_backtrack_point();
@@ -228,6 +294,7 @@ int Environment::solve(const std::vector<TermRef>& assumptions) {
   invalidate_model();
   failed_assumptions_.clear();
   if (!configuration_.debug.solver_enabled) return -1;
+  limits_.start();
   try {
     if (needs_rebuild_) rebuild();
     flush_assertions();
@@ -237,6 +304,9 @@ int Environment::solve(const std::vector<TermRef>& assumptions) {
     } else {
       status_ = 0;
     }
+  } catch (const LimitReached&) {
+    needs_rebuild_ = true;
+    status_ = kLimitReached;
   } catch (...) {
     // Whatever was thrown, clauses may have been added in part.
     needs_rebuild_ = true;
@@ -295,8 +365,8 @@ TermRef Environment::label_of_core(std::size_t assertion) {
 }
 
 void Environment::pass_on(TermRef formula) {
-  if (encoder_ == nullptr) encoder_ = std::make_unique<ConstraintEncoder>(terms_);
   if (unsat_level_ >= 0) return;
+  formula = normal_form(formula);
   if (nnf_ != nullptr) formula = nnf_->convert(formula);
   log("preprocessing...");
   if (propagator_ != nullptr) {
@@ -311,6 +381,11 @@ void Environment::pass_on(TermRef formula) {
   formula = encoder_->encode(formula);
   to_engine(formula);
   log("done");
+}
+
+// Without simplifications the caller's terms stand as written, which the engines do not expect.
+TermRef Environment::normal_form(TermRef term) {
+  return configuration_.debug.term_simplifications ? term : Normaliser(terms_).rewrite(term);
 }
 
 void Environment::to_engine(TermRef formula) {
@@ -333,6 +408,7 @@ void Environment::to_engine(TermRef formula) {
 // Prepares one assumption. False if preprocessing knows that it contradicts the assertions.
 bool Environment::map_assumption(TermRef term, Source source, TermRef reported,
                                  std::vector<Assumption>& mapped) {
+  term = normal_form(term);
   if (propagator_ != nullptr) term = propagator_->apply(term);
   std::vector<TermRef> definitions;
   term = encoder_->encode(term, definitions);
@@ -353,7 +429,6 @@ int Environment::check(const std::vector<TermRef>& assumptions) {
   std::vector<Assumption> mapped;
   core_.clear();
   bool possible = true;
-  if (encoder_ == nullptr) encoder_ = std::make_unique<ConstraintEncoder>(terms_);
   for (std::size_t i = 0; possible && i < shallow_labels_.size(); ++i) {
     const TermRef off = terms_.make_not(shallow_labels_[i]);
     possible = map_assumption(off, Source::POINT, off, mapped);
@@ -382,6 +457,7 @@ int Environment::check(const std::vector<TermRef>& assumptions) {
   if (configuration_.model_generation || configuration_.bool_model_generation) {
     model_ = std::make_shared<ModelStore>(terms_, *theories_, *engine_, propagator_.get(),
                                           configuration_.model_generation);
+    model_->set_termination_test(limits_.user_test());
   }
   return 1;
 }
@@ -470,71 +546,6 @@ std::vector<std::pair<std::string, std::uint64_t>> Environment::statistics() con
   const auto arithmetic = arithmetic_->statistics_table();
   result.insert(result.end(), arithmetic.begin(), arithmetic.end());
   return result;
-}
-
-// ---------------------------------------------------------------- All-SAT
-
-int Environment::all_sat(const std::vector<TermRef>& important, const ModelCallback& on_model) {
-  for (const TermRef term : important) {
-    if (!is_variable(term) || !term->type()->is_bool()) {
-      throw error("allsat important symbols might only be Boolean constants");
-    }
-  }
-  if (configuration_.proof_generation) {
-    throw error("allsat is not compatible with proof generation");
-  }
-  // The enumeration runs on blocking clauses behind a backtrack point of its own. Numbers are
-  // needed for atoms that preprocessing has put in the place of a Boolean constant.
-  const bool with_model = configuration_.model_generation;
-  const bool minimize = configuration_.dpll.minimize_model;
-  configuration_.model_generation = true;
-  if (configuration_.dpll.allsat_minimize_model) configuration_.dpll.minimize_model = true;
-  const std::size_t points = num_points_;
-  const auto restore = [&] {
-    configuration_.model_generation = with_model;
-    configuration_.dpll.minimize_model = minimize;
-    if (num_points_ > points) pop_backtrack_point();
-  };
-  // With duplicates allowed, each assignment of all Boolean constants is a model of its own.
-  std::vector<TermRef> others;
-  if (configuration_.dpll.allsat_allow_duplicates) {
-    for (const TermRef constant : declared_constants()) {
-      const bool is_important =
-          std::find(important.begin(), important.end(), constant) != important.end();
-      if (constant->type()->is_bool() && !is_important) others.push_back(constant);
-    }
-  }
-  int count = 0;
-  try {
-    push_backtrack_point();
-    while (solve() == 1) {
-      std::vector<TermRef> literals;
-      TermRef block = terms_.make_false();
-      for (const TermRef constant : important) {
-        const Var variable = engine_->find_variable(constant);
-        const bool dropped = configuration_.dpll.allsat_minimize_model && variable != kNoVar &&
-                             engine_->model_value(variable) == kUndefined &&
-                             (propagator_ == nullptr || !propagator_->replacement(constant));
-        if (dropped) continue;
-        const bool value = is_true(model().value(constant));
-        literals.push_back(value ? constant : terms_.make_not(constant));
-        const TermRef opposite = terms_.make_not(literals.back());
-        block = terms_.make_or(block, opposite);
-      }
-      for (const TermRef constant : others) {
-        const bool value = is_true(model().value(constant));
-        block = terms_.make_or(block, value ? terms_.make_not(constant) : constant);
-      }
-      ++count;
-      if (!on_model(literals) || is_false(block)) break;
-      assert_formula(block);
-    }
-  } catch (...) {
-    restore();
-    throw;
-  }
-  restore();
-  return count;
 }
 
 }  // namespace ordax

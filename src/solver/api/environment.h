@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "solver/api/api_tracer.h"
+#include "solver/api/check_limits.h"
 #include "solver/base/configuration.h"
 #include "solver/base/exception.h"
 #include "solver/base/logger.h"
@@ -48,7 +49,9 @@ class Environment {
 
   TermManager& terms() { return terms_; }
   const Configuration& configuration() const { return configuration_; }
-  /// -1, 0 or 1: the result of the last check, -1 again after the stack has changed.
+  /// The answer of a check that one of the options `limits.*` has ended.
+  static constexpr int kLimitReached = -2;
+  /// -2, -1, 0 or 1: the result of the last check, -1 again after the stack has changed.
   int status() const { return status_; }
   /// Borrowed; null takes it away.
   void set_termination_test(TerminationTest* test);
@@ -59,7 +62,7 @@ class Environment {
   /// Forgets assertions and backtrack points.
   void reset();
 
-  /// 1, 0 or -1.
+  /// 1, 0, -1 or -2.
   virtual int solve(const std::vector<TermRef>& assumptions);
   int solve() { return solve({}); }
   std::vector<TermRef> unsat_assumptions() const;
@@ -92,7 +95,12 @@ class Environment {
   };
 
   void open_tracer();
+  void warn_of_idle_options();
   std::vector<TermRef> declared_constants() const;
+  void pass_on_termination_test();
+  void put_on_stack(TermRef formula);
+  void refuse_in_callback(const char* operation) const;
+  TermRef normal_form(TermRef term);
   void check_boolean(TermRef term, const char* operation) const;
   ModelStore& model();
   int check(const std::vector<TermRef>& assumptions);
@@ -117,7 +125,7 @@ class Environment {
   TermManager terms_;
   std::unique_ptr<StdTermSimplifier> simplifier_;
   std::unique_ptr<ApiTracer> tracer_;
-  TerminationTest* termination_ = nullptr;
+  CheckLimits limits_;
 
   // The components, in the order in which they depend on one another.
   std::unique_ptr<PolarityChecker> polarities_;
@@ -145,6 +153,7 @@ class Environment {
   int unsat_level_ = -1;
   int status_ = -1;
   bool needs_rebuild_ = false;
+  bool in_callback_ = false;  // of an All-SAT enumeration
   std::shared_ptr<ModelStore> model_;
   std::vector<TermRef> failed_assumptions_;
   std::vector<TermRef> core_;

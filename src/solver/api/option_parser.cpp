@@ -1,8 +1,10 @@
 #include "solver/api/option_parser.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <system_error>
 
 namespace ordax {
@@ -86,6 +88,30 @@ std::string OptionParser::value_text(const OptionRow& row, const Configuration& 
   return "";
 }
 
+bool OptionParser::is_idle(const OptionRow& row) {
+  // Options that ask for a missing feature by themselves are refused and not listed here.
+  static constexpr std::string_view FAMILIES[] = {
+      "printer.", "theory.arr.", "theory.bv.", "theory.fp.", "theory.na.", "theory.euf.dyn_ack"};
+  static constexpr std::string_view SINGLE[] = {
+      "preprocessor.ite_minimization_call_limit",
+      "dpll.interpolation_mode",
+      "dpll.proof_simplification",
+      "theory.eq_propagation",
+      "theory.pairwise_interface_eq",
+      "theory.interface_eq_batch_size",
+      "theory.la.delay_alien",
+      "theory.la.interpolation_laz_use_floor",
+      "theory.la.detect_euf_fragment",
+      "theory.la.interpolation_mode",
+      "theory.la.interpolation_laz_split_mixed_eq",
+  };
+  const std::string_view name = row.name;
+  for (const std::string_view family : FAMILIES) {
+    if (name.substr(0, family.size()) == family) return true;
+  }
+  return std::find(std::begin(SINGLE), std::end(SINGLE), name) != std::end(SINGLE);
+}
+
 std::string OptionParser::usage() {
   const Configuration defaults;
   std::string text;
@@ -113,7 +139,8 @@ std::string OptionParser::usage() {
         text += std::string(" -") + row.name + "=STR";
         break;
     }
-    text += "\n    " + std::string(row.help) + " (default: " + value_text(row, defaults) + ")\n";
+    text += "\n    " + std::string(row.help) + (is_idle(row) ? " (no effect)" : "") +
+            " (default: " + value_text(row, defaults) + ")\n";
   }
   return text;
 }

@@ -34,6 +34,9 @@ class OptionParser {
 
   /// The list of all options with their defaults, by heading.
   static std::string usage();
+
+  /// True if the option is read nowhere: it belongs to a theory or a feature that is not built.
+  static bool is_idle(const OptionRow& row);
 };
 
 }  // namespace ordax

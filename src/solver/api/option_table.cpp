@@ -43,6 +43,9 @@ constexpr OptionRow ROWS[] = {
     BOOL_OPTION(GENERAL, shallow_incrementality, "guard the formulas of a backtrack point by a label instead of a push of the engines"),
     INT_OPTION(GENERAL, random_seed, 1, INT_MAX, "seed of random decisions"),
     BOOL_OPTION(GENERAL, allow_bool_function_args, "allow functions with Bool arguments"),
+    INT_OPTION(GENERAL, limits.conflicts, 0, INT_MAX, "conflicts that a check may take, 0 for no limit"),
+    FLOAT_OPTION(GENERAL, limits.cpu_time, 0.0, 1e9, "seconds of processor time that a check may take, 0 for no limit"),
+    INT_OPTION(GENERAL, limits.memory, 0, INT_MAX, "megabytes that the process may hold during a check, 0 for no limit"),
     ENUM_OPTION(DEBUG, debug.api_call_trace, 3, "0 off, 1 SMT-LIB v2 with global declarations, 2 C (not built), 3 SMT-LIB v2 with scoped declarations"),
     STR_OPTION(DEBUG, debug.api_call_trace_filename, "where the trace goes, standard output if empty"),
     BOOL_OPTION(DEBUG, debug.api_call_trace_dump_config, "put the options at the head of the trace"),
@@ -177,7 +180,7 @@ constexpr OptionRow ROWS[] = {
     BOOL_OPTION(THEORY, theory.na.nta_eager, "refine early"),
 };
 // clang-format on
-static_assert(sizeof(ROWS) / sizeof(ROWS[0]) == 141);
+static_assert(sizeof(ROWS) / sizeof(ROWS[0]) == 144);
 
 }  // namespace
 

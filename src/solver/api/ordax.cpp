@@ -546,7 +546,7 @@ ordax_type ordax_term_get_type(ordax_env env, ordax_term term) {
 
 char* ordax_term_repr(ordax_term term) {
   if (term.repr == nullptr) return nullptr;
-  return copy_text(ordax::print_term(static_cast<TermRef>(term.repr)));
+  return copy_text(ordax::print_term_as_smtlib(static_cast<TermRef>(term.repr)));
 }
 
 size_t ordax_term_id(ordax_term term) {

@@ -66,11 +66,21 @@ typedef int ordax_result;
 #define ORDAX_UNKNOWN (-1)
 #define ORDAX_UNSAT 0
 #define ORDAX_SAT 1
+/* A check that one of the options limits.conflicts, limits.cpu_time and limits.memory has ended;
+ * the assertions are as they were, and a further check begins anew with the full limits. */
+#define ORDAX_LIMIT (-2)
 
 /* Whether a handle is the failure value. */
 #define ORDAX_FAILED(handle) ((handle).repr == NULL)
 
 /* ---------------------------------------------------------------- general */
+
+/* The version that this header belongs to, to be compared by the preprocessor. */
+#define ORDAX_VERSION_MAJOR 5
+#define ORDAX_VERSION_MINOR 0
+#define ORDAX_VERSION_PATCH 0
+#define ORDAX_VERSION \
+  (ORDAX_VERSION_MAJOR * 10000 + ORDAX_VERSION_MINOR * 100 + ORDAX_VERSION_PATCH)
 
 /* Name and version of the library, as a static text. Never fails. */
 const char* ordax_version(void);
@@ -183,7 +193,9 @@ ordax_term ordax_make_times(ordax_env env, ordax_term a, ordax_term b);
 ordax_term ordax_make_divide(ordax_env env, ordax_term a, ordax_term b);
 /* The largest integer that is at most `a`. */
 ordax_term ordax_make_floor(ordax_env env, ordax_term a);
-/* A numeral from a text: an integer, a fraction "p/q" or a decimal, with an optional minus. */
+/* A numeral from a text: an integer, a fraction "p/q" or a decimal, with an optional minus. There
+ * is a digit on each side of a point, and q is positive. Exponents ("1.5e3"), a plus sign, blanks
+ * and fractions of decimals are refused. */
 ordax_term ordax_make_number(ordax_env env, const char* text);
 /* If-then-else over two terms of related types. Fails for Boolean branches with the text "Term-ITE
  * arguments can't be Boolean"; that failure is cheap. */
@@ -230,8 +242,9 @@ int ordax_term_is_number(ordax_env env, ordax_term term);
 /* The type of a term. */
 ordax_type ordax_term_get_type(ordax_env env, ordax_term term);
 
-/* The term's text, to be freed; a numeral is an integer or a fraction "p/q" in lowest terms. NULL
- * for a failed handle. The length is linear in the number of distinct subterms. */
+/* The term's text in SMT-LIB v2, symbols quoted where that is needed, to be freed; a numeral is an
+ * integer or a fraction "p/q" in lowest terms. NULL for a failed handle. The length is linear in
+ * the number of distinct subterms. */
 char* ordax_term_repr(ordax_term term);
 
 /* The number of a term in order of creation, from 1; 0 for a failed handle. */
@@ -269,8 +282,9 @@ ordax_term* ordax_get_unsat_core(ordax_env env, size_t* count);
  * each, `on_model` gets one literal per constant (fewer with the option
  * `dpll.allsat_minimize_model`), valid during the call; a return value of 0 stops the enumeration.
  * With `dpll.allsat_allow_duplicates` an assignment comes once for each one of the other Boolean
- * constants of the assertions. The assertion stack is as before. Returns the number of assignments
- * reported, or -1. */
+ * constants of the assertions. What `on_model` asserts stays and binds the rest; it must
+ * not push, pop or reset. For the rest the assertion stack is as before. Returns the number of
+ * assignments reported, or -1. */
 int ordax_all_sat(ordax_env env, const ordax_term* important, size_t count,
                   int (*on_model)(const ordax_term* literals, size_t count, void* data),
                   void* data);

@@ -1,6 +1,7 @@
 #include "solver/api/smtlib2_api_tracer.h"
 
 #include "solver/api/option_parser.h"
+#include "solver/terms/smtlib_text.h"
 #include "solver/terms/term_walk.h"
 
 namespace ordax {
@@ -13,66 +14,6 @@ std::string name_of(TermRef term) {
   std::string text(".t");
   text += std::to_string(term->id);
   return text;
-}
-
-std::string between_bars(const std::string& text) {
-  std::string result(1, '|');
-  result += text;
-  result += '|';
-  return result;
-}
-
-std::string made_unique(const std::string& text, const Symbol* symbol) {
-  std::string result(text);
-  result += '#';
-  result += std::to_string(symbol->id);
-  return between_bars(result);
-}
-
-std::string numeral(const Number& value, bool as_real) {
-  const std::string suffix = as_real ? ".0" : "";
-  const Number magnitude = value.abs();
-  std::string text = magnitude.numerator().to_string() + suffix;
-  if (!magnitude.is_integer()) {
-    const std::string below = magnitude.denominator().to_string() + suffix;
-    std::string fraction("(/ ");
-    fraction.append(text).append(" ").append(below).append(")");
-    text.swap(fraction);
-  }
-  if (value.sign() >= 0) return text;
-  std::string negative("(- ");
-  negative.append(text).append(")");
-  return negative;
-}
-
-// A symbol as it is where that is allowed, else between bars; bars and backslashes, which cannot be
-// quoted, are replaced and the id keeps the name apart from others.
-std::string quoted(const Symbol* symbol) {
-  bool plain = !(symbol->name[0] >= '0' && symbol->name[0] <= '9');
-  bool changed = false;
-  std::string text;
-  for (const char c : symbol->name) {
-    const bool word = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                      std::string_view("~!@$%^&*_-+=<>.?/").find(c) != std::string_view::npos;
-    const bool printable = (c >= ' ' && c <= '~') || c == '\n' || c == '\t' || c == '\r';
-    plain = plain && word;
-    const bool impossible = c == '|' || c == '\\' || !printable;
-    changed = changed || impossible;
-    text += impossible ? '_' : c;
-  }
-  if (changed) return made_unique(text, symbol);
-  // A user's name never meets a reserved word or one of the script's own names.
-  const bool reserved = text.size() > 1 && (text.compare(0, 2, ".t") == 0);
-  if (reserved) return made_unique(text, symbol);
-  static constexpr const char* WORDS[] = {
-      "and",    "or",     "not",      "ite",    "true", "false", "let",  "to_real", "to_int",
-      "is_int", "mod",    "div",      "abs",    "xor",  "par",   "_",    "!",       "as",
-      "exists", "forall", "distinct", "assert", "push", "pop",   "exit", "+",       "-",
-      "*",      "/",      "=",        "<",      "<=",   ">",     ">=",   "=>"};
-  for (const char* word : WORDS) {
-    if (text == word) return made_unique(text, symbol);
-  }
-  return plain ? text : between_bars(text);
 }
 
 }  // namespace
@@ -92,6 +33,7 @@ SmtLib2ApiTracer::SmtLib2ApiTracer(std::FILE* stream, bool scoped,
 }
 
 SmtLib2ApiTracer::~SmtLib2ApiTracer() {
+  leave_assumptions();
   line("(exit)");
   if (stream_ != stdout) std::fclose(stream_);
 }
@@ -107,16 +49,19 @@ void SmtLib2ApiTracer::comment(const char* text) {
 }
 
 void SmtLib2ApiTracer::assert_formula(TermRef formula) {
+  leave_assumptions();
   const std::string text = text_of(formula);
   line("(assert " + text + ")");
 }
 
 void SmtLib2ApiTracer::push() {
+  leave_assumptions();
   levels_.push_back({named_stack_.size(), declared_stack_.size(), sort_stack_.size()});
   line("(push 1)");
 }
 
 void SmtLib2ApiTracer::pop() {
+  leave_assumptions();
   if (levels_.empty()) return;
   const Level level = levels_.back();
   levels_.pop_back();
@@ -134,6 +79,7 @@ void SmtLib2ApiTracer::pop() {
 }
 
 void SmtLib2ApiTracer::reset() {
+  leave_assumptions();
   levels_.clear();
   if (scoped_) {
     named_.clear();
@@ -147,14 +93,22 @@ void SmtLib2ApiTracer::reset() {
 }
 
 void SmtLib2ApiTracer::solve(const std::vector<TermRef>& assumptions) {
+  leave_assumptions();
   if (assumptions.empty()) {
     line("(check-sat)");
     return;
   }
-  // Assumptions of the language are literals only; a scope serves for any formula.
+  // Assumptions of the language are literals only; a scope serves for any formula. It stays open
+  // for the values that are asked for.
   push();
   for (const TermRef assumption : assumptions) assert_formula(assumption);
   line("(check-sat)");
+  under_assumptions_ = true;
+}
+
+void SmtLib2ApiTracer::leave_assumptions() {
+  if (!under_assumptions_) return;
+  under_assumptions_ = false;
   pop();
 }
 
@@ -209,54 +163,18 @@ void SmtLib2ApiTracer::define(TermRef term, const std::string& text) {
 
 std::string SmtLib2ApiTracer::argument(TermRef term, bool as_real) {
   if (!as_real || !term->type()->is_int()) return *texts_.find(term);
-  if (is_number(term)) return numeral(number_of(term), true);
+  if (is_number(term)) return smtlib_numeral(number_of(term), true);
   return "(to_real " + *texts_.find(term) + ")";
 }
 
 std::string SmtLib2ApiTracer::expression(TermRef term) {
+  if (is_number(term)) return smtlib_numeral(number_of(term), !term->type()->is_int());
   std::string head;
-  switch (term->kind()) {
-    case Kind::TRUE:
-      return "true";
-    case Kind::FALSE:
-      return "false";
-    case Kind::NUMERAL:
-      return numeral(number_of(term), !term->type()->is_int());
-    case Kind::AND:
-      head = "and";
-      break;
-    case Kind::OR:
-      head = "or";
-      break;
-    case Kind::NOT:
-      head = "not";
-      break;
-    case Kind::IFF:
-    case Kind::EQUAL:
-      head = "=";
-      break;
-    case Kind::PLUS:
-      head = "+";
-      break;
-    case Kind::TIMES:
-      head = "*";
-      break;
-    case Kind::DIVIDE:
-      head = "/";
-      break;
-    case Kind::FLOOR:
-      head = "to_int";
-      break;
-    case Kind::LEQ:
-      head = "<=";
-      break;
-    case Kind::TERM_ITE:
-      head = "ite";
-      break;
-    default:
-      declare(term->symbol);
-      head = quoted(term->symbol);
-      break;
+  if (const char* const name = smtlib_operator(term->kind())) {
+    head = name;
+  } else {
+    declare(term->symbol);
+    head = smtlib_symbol(term->symbol);
   }
   if (term->arity() == 0) return head;
   std::string text = "(" + head;
@@ -282,7 +200,7 @@ void SmtLib2ApiTracer::declare(const Symbol* symbol) {
     arguments += sort_text(symbol->type->components[i + 1]);
   }
   const std::string result = sort_text(symbol->result);
-  line("(declare-fun " + quoted(symbol) + " (" + arguments + ") " + result + ")");
+  line("(declare-fun " + smtlib_symbol(symbol) + " (" + arguments + ") " + result + ")");
 }
 
 std::string SmtLib2ApiTracer::sort_text(const Type* type) {

@@ -35,11 +35,11 @@ class SmtLib2ApiTracer : public ApiTracer {
   std::string text_of(TermRef root);
   std::string expression(TermRef term);
   std::string argument(TermRef term, bool as_real);
-  std::string symbol_text(const Symbol* symbol);
   void declare(const Symbol* symbol);
   std::string sort_text(const Type* type);
   void define(TermRef term, const std::string& text);
   void line(const std::string& text);
+  void leave_assumptions();
 
   std::FILE* stream_;
   bool scoped_;
@@ -58,8 +58,9 @@ class SmtLib2ApiTracer : public ApiTracer {
     std::size_t sorts;
   };
   std::vector<Level> levels_;
-  bool with_model_ = false;  // writing a term while a model stands
-  bool writable_ = true;     // nothing new was needed for it
+  bool under_assumptions_ = false;  // the scope of the last check with assumptions is open
+  bool with_model_ = false;         // writing a term while a model stands
+  bool writable_ = true;            // nothing new was needed for it
 };
 
 }  // namespace ordax

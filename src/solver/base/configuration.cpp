@@ -26,6 +26,7 @@ Configuration& Configuration::operator=(const Configuration& other) {
   shallow_incrementality = other.shallow_incrementality;
   random_seed = other.random_seed;
   allow_bool_function_args = other.allow_bool_function_args;
+  limits = other.limits;
   debug = other.debug;
   printer = other.printer;
   preprocessor = other.preprocessor;
@@ -37,9 +38,9 @@ Configuration& Configuration::operator=(const Configuration& other) {
 
 void Configuration::connect() {
   ConfigurationGroup* const groups[] = {
-      &debug,          &printer,    &preprocessor, &dpll,      &dpll.preprocessor,  &theory,
-      &theory.la,      &theory.euf, &theory.arr,   &theory.bv, &theory.bv.lazydpll, &theory.fp,
-      &theory.fp.dpll, &theory.na};
+      &limits,    &debug,          &printer,    &preprocessor, &dpll,      &dpll.preprocessor,
+      &theory,    &theory.la,      &theory.euf, &theory.arr,   &theory.bv, &theory.bv.lazydpll,
+      &theory.fp, &theory.fp.dpll, &theory.na};
   for (ConfigurationGroup* group : groups) group->configuration = this;
 }
 

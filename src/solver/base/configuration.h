@@ -21,6 +21,13 @@ struct DebugConfiguration : ConfigurationGroup {
   bool solver_enabled = true;
 };
 
+/// What one check may use; 0 is no limit.
+struct LimitConfiguration : ConfigurationGroup {
+  int conflicts = 0;
+  double cpu_time = 0;  // seconds of the thread
+  int memory = 0;       // megabytes resident in the process
+};
+
 struct PrinterConfiguration : ConfigurationGroup {
   int bv_number_format = 0;
   int fp_number_format = 1;
@@ -197,6 +204,7 @@ struct Configuration {
   int random_seed = 91648253;
   bool allow_bool_function_args = false;
 
+  LimitConfiguration limits;
   DebugConfiguration debug;
   PrinterConfiguration printer;
   PreprocessorConfiguration preprocessor;

@@ -22,4 +22,25 @@ class TerminationTest {
   }
 };
 
+/// Unwinds a check that has used up what it was given.
+class LimitReached : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+/// Asks a termination test at each of many small steps, but not at all of them.
+class StopPoint {
+ public:
+  void set(TerminationTest* test) { test_ = test; }
+  void step() {
+    if (test_ != nullptr && (++steps_ & kMask) == 0) test_->check();
+  }
+
+ private:
+  static constexpr unsigned kMask = 255;
+
+  TerminationTest* test_ = nullptr;
+  unsigned steps_ = 0;
+};
+
 }  // namespace ordax

@@ -32,7 +32,9 @@ bool DpllSolver::handle_conflict(Clause* conflict) {
   // below the current level.
   for ([[maybe_unused]] const Lit l : *conflict) ORDAX_CHECK(is_false(l));
   if (level < decision_level()) cancel_until(level);
-  ++statistics_.conflicts;
+  if (++statistics_.conflicts >= last_conflict_ && level > 0) {
+    throw LimitReached("the limit on conflicts is reached");
+  }
   if (level == 0) {
     arena_.release(conflict);
     mark_unsat(0);

@@ -108,6 +108,7 @@ bool DpllSolver::solve(const LitVector& assumptions, bool keep_trail) {
                ", clauses: " + std::to_string(clauses_.size()) + ")");
   }
   set_forgetting_limits();
+  last_conflict_ = conflict_limit_ == 0 ? UINT64_MAX : statistics_.conflicts + conflict_limit_;
   start_restarts();
   SearchResult result = search();
   while (result == SearchResult::RESTART) {

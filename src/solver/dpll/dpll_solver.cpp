@@ -23,6 +23,11 @@ void DpllSolver::set_preprocessor(SatPreprocessor* preprocessor) {
   preprocessor_ = preprocessor;
 }
 
+void DpllSolver::set_termination_test(TerminationTest* test) {
+  termination_ = test;
+  if (preprocessor_ != nullptr) preprocessor_->set_termination_test(test);
+}
+
 Var DpllSolver::new_var(bool decision) {
   const auto v = static_cast<Var>(values_.size());
   values_.push_back(kUndefined);

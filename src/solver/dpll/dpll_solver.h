@@ -50,7 +50,9 @@ class DpllSolver {
   /// Each may be null; they are borrowed. To be set before the first variable.
   void set_hook(TheoryHook* hook) { hook_ = hook; }
   void set_preprocessor(SatPreprocessor* preprocessor);
-  void set_termination_test(TerminationTest* test) { termination_ = test; }
+  void set_termination_test(TerminationTest* test);
+  /// The conflicts of a check after which it ends by `LimitReached`; 0 for no limit.
+  void set_conflict_limit(std::uint64_t limit) { conflict_limit_ = limit; }
 
   /// A variable without a term. A variable that is no decision variable is never branched on.
   virtual Var new_var(bool decision = true);
@@ -306,6 +308,9 @@ class DpllSolver {
   LitVector base_levels_;
   int unsat_base_ = -1;  // backtrack points needed for unsatisfiability, or -1
   std::vector<Value> model_;
+
+  std::uint64_t conflict_limit_ = 0;
+  std::uint64_t last_conflict_ = UINT64_MAX;  // the count at which this check ends
 
   double var_inc_ = 1.0;
   double cla_inc_ = 1.0;

@@ -4,6 +4,8 @@
 
 #include "solver/dpll/literal.h"
 
+#include "solver/base/termination.h"
+
 namespace ordax {
 
 /// Simplifies the problem clauses of an engine while no level is open. It may replace clauses and
@@ -18,6 +20,9 @@ class SatPreprocessor {
   /// literals; the result may hold units and the empty clause. A variable with a non-zero byte in
   /// `frozen` stays. A variable eliminated before is in none of the clauses.
   virtual void preprocess(Clauses& clauses, const std::vector<std::uint8_t>& frozen) = 0;
+
+  /// Asked now and then during `preprocess`; null for none.
+  virtual void set_termination_test(TerminationTest* test) = 0;
 
   virtual bool is_eliminated(Var variable) const = 0;
 

@@ -124,6 +124,7 @@ bool BoundAtoms::deduce(bool with_rows) {
       const Vector<std::int32_t>& definitions = lists_[index(v)].definitions;
       for (std::size_t k = 0; consistent && k < definitions.size() && budget > 0; ++k) {
         --budget;
+        stop_.step();
         consistent = propagate_sum(definitions_[index(definitions[k])]);
       }
     }
@@ -141,6 +142,7 @@ bool BoundAtoms::deduce(bool with_rows) {
       const Vector<ColumnEntry>& column = tableau.column(v);
       for (std::size_t k = 0; consistent && k < column.size() && budget > 0; ++k) {
         --budget;
+        stop_.step();
         consistent = propagate_tableau_row(column[k].row);
       }
     }

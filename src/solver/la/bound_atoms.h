@@ -37,6 +37,7 @@ class BoundAtoms {
   /// Deduces what follows from the bounds that changed since the last call. False if two bounds
   /// cross, which are then in `crossing`.
   bool deduce(bool with_rows);
+  void set_termination_test(TerminationTest* test) { stop_.set(test); }
   BoundIndex crossing(int i) const { return crossing_[i]; }
 
   void push();
@@ -134,6 +135,7 @@ class BoundAtoms {
   Vector<BoundIndex> stack_;
   std::uint64_t num_deduced_ = 0;
   Audit audit_;
+  StopPoint stop_;
 };
 
 }  // namespace ordax::la

@@ -25,7 +25,11 @@ class LaSolverInterface : public TheorySolver {
   LaSolverInterface(const Configuration& configuration, Logger& logger, TermManager& terms,
                     const PolarityStore& polarities);
 
-  void set_termination_test(TerminationTest* test) { solver_.set_termination_test(test); }
+  void set_termination_test(TerminationTest* test) {
+    solver_.set_termination_test(test);
+    atoms_.set_termination_test(test);
+    integers_.set_termination_test(test);
+  }
 
   /// Looks at the relations of the first formula for a common denominator of their constants, so
   /// that decimal times run on integers; later calls do nothing.

@@ -208,6 +208,7 @@ Solver::Elimination Solver::eliminate_equalities() {
   Diophantine& equations = equations_.emplace(static_cast<LaVar>(rational_.num_variables()));
   const auto num_variables = static_cast<LaVar>(rational_.num_variables());
   for (LaVar v = 1; v < num_variables; ++v) {
+    stop_.step();
     if (!rational_.is_int(v) || !rational_.is_fixed(v)) continue;
     Diophantine::Form form = form_of(v);
     form.constant = -rational_.bound(rational_.asserted(v, kLower)).value.rational();
@@ -221,6 +222,7 @@ Solver::Elimination Solver::eliminate_equalities() {
     }
   }
   for (LaVar v = 1; v < num_variables; ++v) {
+    stop_.step();
     if (!rational_.is_int(v) || rational_.is_fixed(v)) continue;
     if (!tighten(equations, v)) {
       ++statistics_.tightening_conflicts;
@@ -372,6 +374,7 @@ void Solver::suspend_redundant() {
   };
   const auto num_variables = static_cast<LaVar>(rational_.num_variables());
   for (LaVar v = 1; v < num_variables; ++v) {
+    stop_.step();
     if (!rational_.is_int(v) || !rational_.is_slack(v) || rational_.is_fixed(v)) continue;
     if (rational_.asserted(v, kLower) == 0 && rational_.asserted(v, kUpper) == 0) continue;
     Diophantine::Form form = form_of(v);
@@ -503,6 +506,7 @@ bool Solver::build_extended_lemma() {
   const auto num_variables = static_cast<LaVar>(rational_.num_variables());
   std::vector<LaVar> defining;
   for (LaVar v = 1; v < num_variables; ++v) {
+    stop_.step();
     if (!rational_.is_int(v) || !is_integral(v)) continue;
     bool at_bound = false;
     for (const int side : {kLower, kUpper}) {

@@ -45,6 +45,7 @@ class Solver {
          const LaConfiguration& configuration, Logger& logger,
          std::function<bool(TermRef)> is_known);
 
+  void set_termination_test(TerminationTest* test) { stop_.set(test); }
   /// Forgets the variables from `count` on.
   void forget_variables(std::size_t count);
   /// Begins a check of the engine: the limits on lemmas count from here.
@@ -117,6 +118,7 @@ class Solver {
   std::uint64_t num_lemmas_ = 0;  // of this check of the engine, as the next one
   std::uint64_t num_unbounded_splits_ = 0;
   Statistics statistics_;
+  StopPoint stop_;
 };
 
 }  // namespace ordax::laz

@@ -97,16 +97,29 @@ class ConstraintEncoder::DivideEncoder : public enc_fun {
   }
 };
 
-/// A product with an if-then-else as a factor is the if-then-else of the products.
+/// A product with an if-then-else as a factor is the if-then-else of the products. A factor that is
+/// built from numbers, their if-then-elses, sums and products is taken apart down to these.
 class ConstraintEncoder::TimesIteEncoder : public enc_fun {
  public:
   using enc_fun::enc_fun;
 
   TermRef expand(TermRef term) override {
     if (is_number(term->arg(0)) || is_number(term->arg(1))) return nullptr;
-    const std::uint32_t ite = is_term_ite(term->arg(0)) ? 0 : 1;
-    const TermRef choice = term->arg(ite);
-    const TermRef other = term->arg(1 - ite);
+    const std::uint32_t place = is_choice(term->arg(0))     ? 0
+                                : is_choice(term->arg(1))   ? 1
+                                : is_term_ite(term->arg(0)) ? 0
+                                                            : 1;
+    const TermRef choice = term->arg(place);
+    const TermRef other = term->arg(1 - place);
+    if (is_choice(choice) && is_plus(choice)) {
+      const TermRef first = terms_.make_times(choice->arg(0), other);
+      const TermRef second = terms_.make_times(choice->arg(1), other);
+      return terms_.make_plus(first, second);
+    }
+    if (is_choice(choice) && is_times(choice)) {
+      const TermRef inner = terms_.make_times(choice->arg(1), other);
+      return terms_.make_times(choice->arg(0), inner);
+    }
     if (!is_term_ite(choice)) return nullptr;
     const TermRef then_term = terms_.make_times(choice->arg(1), other);
     const TermRef else_term = terms_.make_times(choice->arg(2), other);
@@ -114,6 +127,31 @@ class ConstraintEncoder::TimesIteEncoder : public enc_fun {
   }
 
   TermRef encode(TermRef term) override { return term; }
+
+ private:
+  // True if the term has finitely many values: numbers, chosen between, added and multiplied.
+  bool is_choice(TermRef root) {
+    if (const std::uint8_t* known = choices_.find(root)) return *known != 0;
+    std::vector<TermRef> stack;
+    walk_post_order(
+        root, stack,
+        [&](TermRef t) {
+          const bool inner = is_term_ite(t) || is_plus(t) || is_times(t);
+          if (!inner && !choices_.contains(t)) choices_.set(t, is_number(t) ? 1 : 0);
+          return choices_.contains(t);
+        },
+        [&](TermRef t) {
+          bool all = true;
+          for (std::uint32_t i = is_term_ite(t) ? 1 : 0; i < t->arity(); ++i) {
+            const std::uint8_t* part = choices_.find(t->arg(i));
+            all = all && part != nullptr && *part != 0;
+          }
+          choices_.set(t, all ? 1 : 0);
+        });
+    return *choices_.find(root) != 0;
+  }
+
+  TermMap<std::uint8_t> choices_;  // of all runs: terms do not change
 };
 
 ConstraintEncoder::ConstraintEncoder(TermManager& terms)
@@ -131,6 +169,10 @@ ConstraintEncoder::ConstraintEncoder(TermManager& terms)
 }
 
 ConstraintEncoder::~ConstraintEncoder() = default;
+
+void ConstraintEncoder::set_termination_test(TerminationTest* test) {
+  step_->set_termination_test(test);
+}
 
 TermRef ConstraintEncoder::encode(TermRef formula) {
   std::vector<TermRef> definitions;

@@ -20,6 +20,7 @@ class ConstraintEncoder {
 
   explicit ConstraintEncoder(TermManager& terms);
   ~ConstraintEncoder();
+  void set_termination_test(TerminationTest* test);
 
   /// The formula over encoded terms; the definitions that it needs are appended to `definitions`.
   TermRef encode(TermRef formula, std::vector<TermRef>& definitions);

@@ -108,6 +108,7 @@ void DpllPreprocessor::VariableEliminationStep::run(bool eliminate) {
 
 void DpllPreprocessor::VariableEliminationStep::subsume_all() {
   while (!queue_.empty() && !contradiction_) {
+    owner_.stop_.step();
     const std::size_t id = queue_.back();
     queue_.pop_back();
     if (!records_[id].removed) subsume_with(id);

@@ -18,6 +18,7 @@ class DpllPreprocessor : public SatPreprocessor {
       : configuration_(configuration), logger_(logger) {}
 
   void preprocess(Clauses& clauses, const std::vector<std::uint8_t>& frozen) override;
+  void set_termination_test(TerminationTest* test) override { stop_.set(test); }
   bool is_eliminated(Var variable) const override;
   void restore(Var variable, Clauses& clauses) override;
   void extend_model(std::vector<Value>& values) const override;
@@ -42,6 +43,7 @@ class DpllPreprocessor : public SatPreprocessor {
   std::vector<Eliminated> eliminated_;  // in order of elimination
   std::vector<History> history_;        // by variable
   std::uint64_t runs_ = 0;
+  StopPoint stop_;
 };
 
 }  // namespace ordax

@@ -9,6 +9,7 @@ TermRef PartialNnf::convert(TermRef formula) {
   negative_.clear();
   std::vector<std::pair<TermRef, bool>> stack{{formula, false}};
   while (!stack.empty()) {
+    stop_.step();
     const auto [term, negated] = stack.back();
     if (memo(term, negated) != nullptr) {
       stack.pop_back();

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "solver/base/termination.h"
 #include "solver/terms/term_manager.h"
 #include "solver/terms/term_walk.h"
 
@@ -14,6 +15,8 @@ class PartialNnf {
  public:
   explicit PartialNnf(TermManager& terms) : terms_(terms) {}
 
+  void set_termination_test(TerminationTest* test) { stop_.set(test); }
+
   TermRef convert(TermRef formula);
 
  private:
@@ -22,6 +25,7 @@ class PartialNnf {
   }
 
   TermManager& terms_;
+  StopPoint stop_;
   TermMap<TermRef> positive_;
   TermMap<TermRef> negative_;
 };

@@ -37,6 +37,7 @@ TermRef RewriteStep::rewrite(TermRef root) {
 
 void RewriteStep::enter(TermRef term) {
   ++visits_;
+  stop_.step();
   const TermRef expansion = expand(term);
   frames_.push_back({term, expansion, 0});
 }
@@ -44,7 +45,11 @@ void RewriteStep::enter(TermRef term) {
 TermRef RewriteStep::rebuild_same(TermRef term, const TermRef* args) {
   bool same = true;
   for (std::uint32_t i = 0; i < term->arity(); ++i) same = same && args[i] == term->arg(i);
-  if (same) return term;
+  return same ? term : rebuild_always(term, args);
+}
+
+TermRef RewriteStep::rebuild_always(TermRef term, const TermRef* args) {
+  if (term->arity() == 0) return term;
   // The arithmetic heads are chosen anew, for the types of the arguments may have changed.
   switch (term->kind()) {
     case Kind::PLUS:

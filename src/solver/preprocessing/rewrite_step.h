@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "solver/base/termination.h"
 #include "solver/terms/term_manager.h"
 #include "solver/terms/term_walk.h"
 
@@ -18,6 +19,7 @@ class RewriteStep {
 
   TermRef rewrite(TermRef root);
   void clear_memo() { memo_.clear(); }
+  void set_termination_test(TerminationTest* test) { stop_.set(test); }
   /// Number of terms visited so far.
   std::uint64_t visits() const { return visits_; }
 
@@ -34,8 +36,11 @@ class RewriteStep {
 
   /// The term with the head of `term` on other arguments, through the normalising builders.
   TermRef rebuild_same(TermRef term, const TermRef* args);
+  /// The same also for its own arguments.
+  TermRef rebuild_always(TermRef term, const TermRef* args);
 
   TermManager& terms_;
+  StopPoint stop_;
 
  private:
   struct Frame {

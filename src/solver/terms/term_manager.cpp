@@ -156,13 +156,16 @@ TermRef TermManager::make_term_ite(TermRef condition, TermRef then_term, TermRef
 }
 
 TermRef TermManager::make_number(const Number& value) {
-  if (const TermRef* term = numerals_.find(value)) return *term;
+  // The entry comes first: memory that gives out behind it leaves no second term for the number.
+  if (const TermRef term = numerals_[value]; term != nullptr) return term;
+  big_numbers_.reserve(big_numbers_.size() < big_numbers_.capacity() ? 0
+                                                                     : 2 * big_numbers_.size() + 4);
   auto* number = ::new (number_memory_.allocate(sizeof(Number))) Number(value);
   if (!number->is_small()) big_numbers_.push_back(number);
   const Type* type = value.is_integer() ? types_.int_type() : types_.real_type();
   const Symbol* symbol = signature_.make_internal(value.to_string(), type, Kind::NUMERAL, number);
   const TermRef term = table_.get(symbol, nullptr);
-  numerals_.insert(value, term);
+  numerals_[value] = term;
   return term;
 }
 

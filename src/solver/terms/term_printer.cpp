@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "solver/base/hash_table.h"
+#include "solver/terms/smtlib_text.h"
 #include "solver/terms/term_walk.h"
 
 namespace ordax {
@@ -31,7 +32,7 @@ std::size_t tree_size(TermRef root) {
 
 class Printer {
  public:
-  explicit Printer(std::size_t limit) : limit_(limit) {}
+  explicit Printer(std::size_t limit, bool standard = false) : limit_(limit), standard_(standard) {}
 
   std::string plain(TermRef root) {
     write(root);
@@ -58,7 +59,13 @@ class Printer {
     std::uint32_t next;
   };
 
-  static std::string name(TermRef t) {
+  std::string head(TermRef t) const {
+    if (!standard_ || is_number(t)) return std::string(t->symbol->name);
+    const char* const known = smtlib_operator(t->kind());
+    return known != nullptr ? known : smtlib_symbol(t->symbol);
+  }
+  std::string name(TermRef t) const {
+    if (standard_) return ".t" + std::to_string(t->id);
     std::string text(1, '`');
     text += std::to_string(t->id);
     text += '`';
@@ -103,12 +110,12 @@ class Printer {
 
   void open(TermRef t, std::vector<Frame>& stack) {
     if (t->arity() == 0) {
-      text_ += t->symbol->name;
+      text_ += head(t);
     } else if (named_.contains(t)) {
       text_ += name(t);
     } else {
       text_ += '(';
-      text_ += t->symbol->name;
+      text_ += head(t);
       stack.push_back({t, 0});
     }
   }
@@ -122,6 +129,7 @@ class Printer {
   }
 
   std::size_t limit_;
+  bool standard_;
   std::string text_;
   HashSet<TermRef, TermHash> named_;
 };
@@ -132,6 +140,11 @@ std::string print_term(TermRef term, std::size_t limit) {
   Printer printer(limit);
   if (limit != 0 || tree_size(term) <= LARGE_TREE) return printer.plain(term);
   return printer.with_names(term);
+}
+
+std::string print_term_as_smtlib(TermRef term) {
+  Printer printer(0, /*standard=*/true);
+  return tree_size(term) <= LARGE_TREE ? printer.plain(term) : printer.with_names(term);
 }
 
 }  // namespace ordax

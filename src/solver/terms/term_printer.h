@@ -12,4 +12,8 @@ namespace ordax {
 /// subterms. With a `limit`, the text is cut off there and ends with "...".
 std::string print_term(TermRef term, std::size_t limit = 0);
 
+/// The same, in full, with the operators of SMT-LIB and symbols quoted as it wants. Numerals stand
+/// as an integer or a fraction `p/q`.
+std::string print_term_as_smtlib(TermRef term);
+
 }  // namespace ordax

@@ -1,43 +1,11 @@
 #include "solver/theory/lemma_dump.h"
 
-#include "solver/terms/number.h"
+#include "solver/terms/smtlib_text.h"
 #include "solver/terms/term_walk.h"
 
 namespace ordax {
 
 namespace {
-
-const char* operator_name(Kind kind) {
-  switch (kind) {
-    case Kind::AND:
-      return "and";
-    case Kind::OR:
-      return "or";
-    case Kind::NOT:
-      return "not";
-    case Kind::IFF:
-    case Kind::EQUAL:
-      return "=";
-    case Kind::PLUS:
-      return "+";
-    case Kind::TIMES:
-      return "*";
-    case Kind::DIVIDE:
-      return "/";
-    case Kind::LEQ:
-      return "<=";
-    case Kind::TERM_ITE:
-      return "ite";
-    default:
-      return "unknown";
-  }
-}
-
-std::string number_text(const Number& n) {
-  const std::string top = n.numerator().abs().to_string();
-  std::string text = n.is_integer() ? top : "(/ " + top + " " + n.denominator().to_string() + ")";
-  return n.sign() < 0 ? "(- " + text + ")" : text;
-}
 
 // Prints with an explicit stack: a null entry closes a bracket.
 void print(TermRef term, std::string& out) {
@@ -51,12 +19,14 @@ void print(TermRef term, std::string& out) {
     }
     if (out.back() != '(' && out.back() != ' ') out += ' ';
     if (is_number(t)) {
-      out += number_text(number_of(t));
+      out += smtlib_numeral(number_of(t), /*as_real=*/false);
     } else if (t->arity() == 0) {
-      out += '|' + std::string(t->symbol->name) + '|';
+      const char* const name = smtlib_operator(t->kind());
+      out += name != nullptr ? name : smtlib_symbol(t->symbol);
     } else {
       out += '(';
-      out += is_uf(t) ? '|' + std::string(t->symbol->name) + '|' : operator_name(t->kind());
+      const char* const name = smtlib_operator(t->kind());
+      out += name != nullptr ? name : smtlib_symbol(t->symbol);
       stack.push_back(nullptr);
       for (std::uint32_t i = t->arity(); i-- > 0;) stack.push_back(t->arg(i));
     }
@@ -75,8 +45,7 @@ std::string lemma_script(const std::vector<TermRef>& literals) {
         [&seen, &text](TermRef t) {
           seen.insert(t);
           if (!is_variable(t)) return;
-          text +=
-              "(declare-fun |" + std::string(t->symbol->name) + "| () " + t->type()->name + ")\n";
+          text += "(declare-fun " + smtlib_symbol(t->symbol) + " () " + t->type()->name + ")\n";
         });
   }
   text += "(assert (not (or false";

@@ -34,14 +34,13 @@ TermRef ModelStore::value(TermRef term) {
 }
 
 void ModelStore::validate() {
-  validated_ = true;  // a model found wrong is told once more by the same failure
-  if (!with_numbers_) return;
-  bool valid = theories_.validate_models();
-  for (const TermRef formula : formulas_) valid = valid && evaluate(formula).truth;
-  if (!valid) {
-    validated_ = false;
-    throw error("Invalid model");
+  // A model found wrong is told once more by the same failure.
+  bool valid = !with_numbers_ || theories_.validate_models();
+  if (with_numbers_) {
+    for (const TermRef formula : formulas_) valid = valid && evaluate(formula).truth;
   }
+  if (!valid) throw error("Invalid model");
+  validated_ = true;
 }
 
 // Bottom-up with an explicit stack; a replaced variable waits for its replacement.
@@ -49,6 +48,7 @@ const ModelValue& ModelStore::evaluate(TermRef root) {
   stack_.clear();
   stack_.push_back(root);
   while (!stack_.empty()) {
+    stop_.step();
     const TermRef term = stack_.back();
     if (memo_.contains(term)) {
       stack_.pop_back();

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "solver/base/exception.h"
+#include "solver/base/termination.h"
 #include "solver/dpll/dpll_solver.h"
 #include "solver/terms/eliminated_terms.h"
 #include "solver/terms/term_manager.h"
@@ -33,6 +34,8 @@ class ModelStore {
   ModelStore(const ModelStore&) = delete;
   ModelStore& operator=(const ModelStore&) = delete;
 
+  void set_termination_test(TerminationTest* test) { stop_.set(test); }
+
   /// Takes an asserted formula, which the model has to satisfy; null closes this phase.
   void add_formula(TermRef formula);
   bool is_complete() const { return complete_; }
@@ -52,6 +55,7 @@ class ModelStore {
   const DpllSolver& engine_;
   const EliminatedTerms* eliminated_;
   bool with_numbers_;
+  StopPoint stop_;
   bool complete_ = false;
   bool validated_ = false;
   std::vector<TermRef> formulas_;
