@@ -242,6 +242,27 @@ TEST(SimplexTest, DisequalitiesAreAllKeptInTheModel) {
   EXPECT_EQ(solver.conflict().size(), 2U);
 }
 
+// Of a row's variables one without a limit enters, and of several the one that stands in the fewest
+// rows, for each of these is filled by the pivot.
+TEST(SimplexTest, TheEnteringVariableFillsTheFewestRows) {
+  for (const bool limited : {false, true}) {
+    Logger logger(0, "");
+    Solver solver(logger, 0);
+    const LaVar common = solver.new_variable(false);
+    const LaVar rare = solver.new_variable(false);
+    const LaVar other = solver.new_variable(false);
+    const Number one(1);
+    const LaVar sum = solver.new_slack({{common, one}, {rare, one}}, false);
+    solver.new_slack({{common, one}, {other, one}}, false);
+    solver.new_slack({{common, one}, {other, Number(2)}}, false);
+    ASSERT_TRUE(!limited || solver.assert_upper(0, rare, BoundValue(10)));
+    ASSERT_TRUE(solver.assert_lower(2, sum, BoundValue(1)));
+    ASSERT_TRUE(solver.check());
+    EXPECT_EQ(solver.tableau().is_basic(rare), !limited);
+    EXPECT_EQ(solver.tableau().is_basic(common), limited);
+  }
+}
+
 TEST(SimplexTest, ChainOfStrictBoundsKeepsItsGaps) {
   Logger logger(0, "");
   Solver solver(logger, 0);
