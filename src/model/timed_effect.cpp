@@ -116,6 +116,25 @@ bool is_effect(const ExpressionFactory& ef, Expression e) {
   return found;
 }
 
+std::vector<Expression> single_statements(model::ExpressionFactory& ef, Expression statement) {
+  if (!ef.is_temporal_expression(statement) || !ef.is_and(statement->child(1)) ||
+      !is_effect(ef, statement)) {
+    return {statement};
+  }
+  std::vector<Expression> result;
+  std::vector<Expression> open{statement->child(1)};
+  while (!open.empty()) {
+    const Expression at = open.back();
+    open.pop_back();
+    if (ef.is_and(at)) {
+      for (std::size_t i = at->arity(); i > 0; --i) open.push_back(at->child(i - 1));
+    } else {
+      result.push_back(ef.make_temporal_expression(statement->child(0), at));
+    }
+  }
+  return result;
+}
+
 Expression assigned_fluent(ExpressionFactory& ef, const Effect& effect) {
   const Expression reference = ef.make_fluent_reference(effect.fluent());
   if (effect.actual_parameters().empty()) return reference;

@@ -54,6 +54,10 @@ std::optional<Effect> get_effect(model::ExpressionFactory& ef, model::Expression
 /// Whether `e` holds an assignment to anything but the duration.
 bool is_effect(const model::ExpressionFactory& ef, model::Expression e);
 
+/// A timed conjunction of assignments as one statement for each; any other statement as it stands.
+std::vector<model::Expression> single_statements(model::ExpressionFactory& ef,
+                                                 model::Expression statement);
+
 /// The reference of the effect's fluent, applied to the actual parameters when it has any: the key
 /// of a ground fluent when these are constants.
 model::Expression assigned_fluent(model::ExpressionFactory& ef, const Effect& effect);

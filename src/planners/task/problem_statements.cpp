@@ -47,25 +47,6 @@ ProblemStatements::ProblemStatements(const model::ProblemInstance& problem) {
   }
 }
 
-std::vector<Expression> single_statements(model::ExpressionFactory& ef, Expression statement) {
-  if (!ef.is_temporal_expression(statement) || !ef.is_and(statement->child(1)) ||
-      !is_effect(ef, statement)) {
-    return {statement};
-  }
-  std::vector<Expression> result;
-  std::vector<Expression> open{statement->child(1)};
-  while (!open.empty()) {
-    const Expression at = open.back();
-    open.pop_back();
-    if (ef.is_and(at)) {
-      for (std::size_t i = at->arity(); i > 0; --i) open.push_back(at->child(i - 1));
-    } else {
-      result.push_back(ef.make_temporal_expression(statement->child(0), at));
-    }
-  }
-  return result;
-}
-
 std::vector<Expression> ProblemStatements::sorted_fluents(Environment& env) const {
   std::map<std::string, Expression> by_text;
   for (const auto& [key, value] : values_by_fluent(env, initial_assignments)) {

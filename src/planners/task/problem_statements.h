@@ -25,10 +25,6 @@ struct ProblemStatements {
   std::vector<model::Expression> sorted_fluents(Environment& env) const;
 };
 
-/// A timed conjunction of assignments as one statement for each; any other statement as it stands.
-std::vector<model::Expression> single_statements(model::ExpressionFactory& ef,
-                                                 model::Expression statement);
-
 /// The initial value of each slot: null where there is none. Throws as
 /// `model::resolve_initial_values`.
 std::vector<model::Expression> initial_values(const ProblemStatements& statements,
