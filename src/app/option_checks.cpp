@@ -137,8 +137,13 @@ const char* only_grounding(const Choices& c) {
 const char* only_moving_targets(const Choices& c) {
   return c.judges_moving_targets ? nullptr : "without '-P --strict'";
 }
-const char* never_for_pddl(const Choices& c) {
-  return c.is("convert-to") && c.target == "pddl" ? "with '--target pddl'" : nullptr;
+const char* only_single_texts(const Choices& c) {
+  if (!c.is("convert-to")) return nullptr;
+  if (c.target == "pddl") return "with '--target pddl'";
+  return c.target == "uppaal" ? "with '--target uppaal'" : nullptr;
+}
+const char* only_uppaal(const Choices& c) {
+  return c.target == "uppaal" ? nullptr : "without '--target uppaal'";
 }
 const char* only_both_files(const Choices& c) {
   if (c.target != "pddl") return "without '--target pddl'";
@@ -148,11 +153,11 @@ const char* only_both_files(const Choices& c) {
 constexpr OptionUse option_uses[] = {
     {"bounding-problem", only_bounder},
     {"disable-prune-actions", only_grounding},
-    {"output", never_for_pddl},
+    {"output", only_single_texts},
     {"domain", only_both_files},
     {"problem", only_both_files},
-    {"model", never_for_pddl},
-    {"query", never_for_pddl},
+    {"model", only_uppaal},
+    {"query", only_uppaal},
     {"epsilon", only_moving_targets},
     {"rational-precision", only_timed},
     {"smt-max-horizon", only_smt},
@@ -184,8 +189,7 @@ bool is_built(const Choices& choices) {
   const std::string& chosen = choices.is("solve")        ? choices.algorithm
                               : choices.is("convert-to") ? choices.target
                                                          : choices.function;
-  constexpr const char* missing[] = {"tsimple", "iw",  "rlftp",         "ltl",
-                                     "uppaal",  "smv", "trace-to-plan", "code-generate"};
+  constexpr const char* missing[] = {"tsimple", "iw", "rlftp", "code-generate"};
   return std::find(std::begin(missing), std::end(missing), chosen) == std::end(missing);
 }
 

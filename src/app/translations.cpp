@@ -6,13 +6,17 @@
 #include <string>
 #include <vector>
 
-#include "app/not_built.h"
 #include "app/output.h"
 #include "model/problem_instance.h"
+#include "plans/time_triggered_plan.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
+#include "translators/ltl_encoder.h"
 #include "translators/pddl_writer.h"
+#include "translators/pelmo_encoder.h"
+#include "translators/uppaal_encoder.h"
+#include "translators/uppaal_trace.h"
 
 namespace kelvo {
 
@@ -22,7 +26,7 @@ using model::ProblemInstance;
 
 struct Target {
   const char* name;
-  void (*write)(Environment&, const ProblemInstance&);  // null: not built
+  void (*write)(Environment&, const ProblemInstance&);
 };
 
 void write_pddl(Environment& env, const ProblemInstance& problem) {
@@ -42,21 +46,46 @@ void write_pddl(Environment& env, const ProblemInstance& problem) {
   write_file(problem_file, [&](std::ostream& out) { out << problem_text.str(); });
 }
 
+// The whole text first: a refusal leaves nothing behind.
+template <typename Encoder>
+std::string text_of(Environment& env, const ProblemInstance& problem) {
+  std::ostringstream text;
+  Encoder(env, problem).print(text);
+  return text.str();
+}
+
+template <typename Encoder>
+void write_encoding(Environment& env, const ProblemInstance& problem) {
+  const std::string text = text_of<Encoder>(env, problem);
+  write_output(env.configuration().get_string_value("output"),
+               [&text](std::ostream& out) { out << text; });
+}
+
+void write_uppaal(Environment& env, const ProblemInstance& problem) {
+  const UppaalEncoder encoder(env, problem);
+  std::ostringstream model;
+  encoder.print(model);
+  write_output(env.configuration().get_string_value("model"),
+               [&model](std::ostream& out) { out << model.str(); });
+  write_output(env.configuration().get_string_value("query"),
+               [&encoder](std::ostream& out) { encoder.print_query(out); });
+}
+
 constexpr Target targets[] = {
     {"pddl", write_pddl},
-    {"ltl", nullptr},
-    {"uppaal", nullptr},
-    {"smv", nullptr},
+    {"ltl", write_encoding<LtlEncoder>},
+    {"uppaal", write_uppaal},
+    {"smv", write_encoding<PelmoEncoder>},
 };
 
 struct TraceFormat {
   const char* name;
-  void (*read)(Environment&, const ProblemInstance&, std::istream&);  // null: not built
+  std::shared_ptr<TimeTriggeredPlan> (*read)(const ProblemInstance&, std::istream&);
 };
 
 constexpr TraceFormat trace_formats[] = {
-    {"uppaal", nullptr},
-    {"smv", nullptr},
+    {"uppaal", read_uppaal_trace},
+    {"smv", read_pelmo_trace},
 };
 
 }  // namespace
@@ -77,7 +106,6 @@ void convert(Environment& env, const ProblemInstance& problem) {
   const std::string& name = env.configuration().get_string_value("target");
   for (const Target& target : targets) {
     if (name != target.name) continue;
-    if (target.write == nullptr) not_built("writer for '" + name + "'");
     return target.write(env, problem);
   }
   throw InvalidParameterError() << "The target '" << name << "' is unknown!";
@@ -91,8 +119,9 @@ void convert_trace(Environment& env, const ProblemInstance& problem) {
   if (!trace.is_open()) throw InvalidParameterError("The trace file does not exist!");
   for (const TraceFormat& format : trace_formats) {
     if (name != format.name) continue;
-    if (format.read == nullptr) not_built("reader of '" + name + "' traces");
-    return format.read(env, problem, trace);
+    const std::shared_ptr<TimeTriggeredPlan> plan = format.read(problem, trace);
+    return write_output(env.configuration().get_string_value("output"),
+                        [&plan](std::ostream& out) { plan->print(out); });
   }
   throw InvalidParameterError() << "The trace format '" << name << "' is unknown!";
 }
