@@ -261,4 +261,14 @@ TimedStatement decompose_statement(Expression statement) {
   return result;
 }
 
+bool asks_nothing(ExpressionFactory& ef, const TimedStatement& condition) {
+  if (!condition.is_timed() || condition.is_contains) return false;
+  const std::optional<AnchoredTime> left = try_timing(ef, condition.left);
+  const std::optional<AnchoredTime> right = try_timing(ef, condition.right);
+  if (!left || !right || left->from_start != right->from_start) return false;
+  const rational length = left->from_start ? rational(right->offset - left->offset)
+                                           : rational(left->offset - right->offset);
+  return length < 0 || (length == 0 && !(condition.left_closed && condition.right_closed));
+}
+
 }  // namespace kelvo

@@ -107,4 +107,8 @@ struct TimedStatement {
 /// `TEMPORAL_EXPR(INTERVAL, body)` or a plain body.
 TimedStatement decompose_statement(model::Expression statement);
 
+/// Whether a condition is over an interval in which, as far as its text tells, there is no time:
+/// then it asks nothing. A `contains` over such an interval is never met, and is not meant here.
+bool asks_nothing(model::ExpressionFactory& ef, const TimedStatement& condition);
+
 }  // namespace kelvo

@@ -37,7 +37,7 @@ ProblemStatements::ProblemStatements(const model::ProblemInstance& problem) {
     for (const Expression e : single_statements(ef, statement)) {
       std::optional<Effect> effect = get_effect(ef, e);
       if (!effect) {
-        goals.push_back(e);
+        if (!asks_nothing(ef, decompose_statement(e))) goals.push_back(e);
       } else if (is_at_start(ef, effect->timing())) {
         initial_assignments.push_back(std::move(*effect));
       } else {

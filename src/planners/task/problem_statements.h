@@ -13,6 +13,7 @@ class StateSpace;
 
 /// The statements of a problem by what they mean to a search.
 struct ProblemStatements {
+  /// Without those over intervals that hold no time.
   std::vector<model::Expression> goals;
   std::vector<Effect> initial_assignments;
   /// Assignments at a time after the start, as they were written.

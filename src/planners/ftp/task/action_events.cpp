@@ -108,13 +108,6 @@ std::optional<rational> length_of(ExpressionFactory& ef, const TimedStatement& s
                          : rational(left.offset - right.offset);
 }
 
-// An interval without a time in it asks nothing.
-bool is_empty(ExpressionFactory& ef, const TimedStatement& statement) {
-  const std::optional<rational> length = length_of(ef, statement);
-  if (!length) return false;
-  return *length < 0 || (*length == 0 && !(statement.left_closed && statement.right_closed));
-}
-
 // How much later than it says a goal opens that is open on the left: behind the effects that come
 // at that time, and before its end.
 rational opening_shift(ExpressionFactory& ef, const TimedStatement& goal, const rational& gap) {
@@ -162,7 +155,7 @@ std::vector<PlacedEvent> place_problem_events(ExpressionFactory& ef,
   }
   for (const Expression e : goals) {
     const TimedStatement statement = decompose_statement(e);
-    if (is_empty(ef, statement)) continue;
+    if (asks_nothing(ef, statement)) continue;
     const bool from_initial_state = statement.left_closed && is_at_start(ef, statement.left);
     const EventTime left = place(ef, statement.left, opening_shift(ef, statement, gap), 0);
     if (statement.is_point()) {
