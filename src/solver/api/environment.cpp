@@ -101,7 +101,7 @@ void Environment::open_tracer() {
     }
   }
   const bool scoped = debug.api_call_trace == 3;
-  tracer_ = std::make_unique<SmtLib2ApiTracer>(stream, scoped, configuration_, terms_);
+  tracer_ = std::make_unique<SmtLib2ApiTracer>(stream, scoped, configuration_);
 }
 
 void Environment::create_components() {

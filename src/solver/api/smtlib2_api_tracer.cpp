@@ -19,8 +19,8 @@ std::string name_of(TermRef term) {
 }  // namespace
 
 SmtLib2ApiTracer::SmtLib2ApiTracer(std::FILE* stream, bool scoped,
-                                   const Configuration& configuration, TermManager& terms)
-    : stream_(stream), scoped_(scoped), terms_(terms) {
+                                   const Configuration& configuration)
+    : stream_(stream), scoped_(scoped) {
   if (configuration.debug.api_call_trace_dump_config) {
     for (const OptionRow& row : option_table()) {
       line("; option " + std::string(row.name) + " = " +

@@ -17,8 +17,7 @@ class SmtLib2ApiTracer : public ApiTracer {
  public:
   /// Takes the stream over, and closes it unless it is standard output. With `scoped`, declarations
   /// vanish at the pop of their backtrack point and are written again when needed.
-  SmtLib2ApiTracer(std::FILE* stream, bool scoped, const Configuration& configuration,
-                   TermManager& terms);
+  SmtLib2ApiTracer(std::FILE* stream, bool scoped, const Configuration& configuration);
   SmtLib2ApiTracer(const SmtLib2ApiTracer&) = delete;
   SmtLib2ApiTracer& operator=(const SmtLib2ApiTracer&) = delete;
   ~SmtLib2ApiTracer() override;
@@ -43,7 +42,6 @@ class SmtLib2ApiTracer : public ApiTracer {
 
   std::FILE* stream_;
   bool scoped_;
-  TermManager& terms_;
   HashMap<TermRef, std::string, TermHash> texts_;  // of the formula being written
   HashSet<TermRef, TermHash> named_;
   HashSet<std::uint32_t> declared_;  // by id of the symbol
