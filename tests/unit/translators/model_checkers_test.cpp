@@ -113,7 +113,8 @@ TEST_F(ModelCheckersTest, WhatAnAutomatonCannotExpressIsRefused) {
        "InternalError: The timing of the following expression is negative: "},
   };
   for (const auto& [text, expected] : cases) {
-    EXPECT_THAT(message_of([&] { encode<UppaalEncoder>(text); }), HasSubstr(expected)) << text;
+    EXPECT_THAT(message_of([&, anml = text] { encode<UppaalEncoder>(anml); }), HasSubstr(expected))
+        << text;
   }
 }
 
