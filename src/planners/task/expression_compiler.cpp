@@ -88,8 +88,28 @@ Expression ExpressionCompiler::simplify(Expression e) const {
 
 // --- conditions ---
 
-// Enters `e` into the word tests when it is a conjunction of literals over boolean slots.
-bool ExpressionCompiler::add_literals(Expression e, Condition& condition) const {
+// A slot of instances that is compared with one of them. The instance is not numbered yet: the
+// program for the whole does that first.
+bool ExpressionCompiler::add_value_test(Expression atom, bool is_equal, Condition& condition,
+                                        std::vector<Expression>& instances) const {
+  const ExpressionFactory& ef = environment().expression_factory();
+  if (!ef.is_equals(atom)) return false;
+  for (std::size_t side = 0; side < 2; ++side) {
+    const Expression instance = atom->child(1 - side);
+    const auto slot = space_.fluent_index().find(atom->child(side));
+    if (!ef.is_instance_reference(instance) || slot == space_.fluent_index().end()) continue;
+    if (!space_.type(slot->second)->is_user_defined()) return false;
+    condition.values.push_back({static_cast<std::uint32_t>(slot->second),
+                                space_.place(slot->second).position, ValueTable::NONE, is_equal});
+    instances.push_back(instance);
+    return true;
+  }
+  return false;
+}
+
+// Enters `e` into the tests when it is a conjunction of literals.
+bool ExpressionCompiler::add_literals(Expression e, Condition& condition,
+                                      std::vector<Expression>& instances) const {
   const ExpressionFactory& ef = environment().expression_factory();
   std::vector<Expression> open{e};
   std::vector<Expression> literals;
@@ -115,7 +135,10 @@ bool ExpressionCompiler::add_literals(Expression e, Condition& condition) const 
       continue;
     }
     const auto slot = space_.fluent_index().find(literal);
-    if (slot == space_.fluent_index().end() || !space_.place(slot->second).is_boolean) return false;
+    if (slot == space_.fluent_index().end() || !space_.place(slot->second).is_boolean) {
+      if (!add_value_test(literal, positive, condition, instances)) return false;
+      continue;
+    }
     const std::uint32_t position = space_.place(slot->second).position;
     const std::uint64_t bit = std::uint64_t{1} << (position % 64);
     WordTest& test = words.try_emplace(position / 64, WordTest{position / 64, 0, 0}).first->second;
@@ -133,14 +156,20 @@ bool ExpressionCompiler::add_literals(Expression e, Condition& condition) const 
 Condition ExpressionCompiler::compile_condition(Expression e) {
   const Expression simplified = simplify(e);
   Condition condition;
-  if (add_literals(simplified, condition)) {
+  std::vector<Expression> instances;
+  const bool is_conjunction = add_literals(simplified, condition, instances);
+  if (is_conjunction && instances.empty()) {
     condition.program.expression = simplified;
     return condition;
   }
-  Condition general;
-  general.is_mask = false;
-  general.program = compile_term(e);
-  return general;
+  if (!is_conjunction) condition = Condition();
+  condition.is_mask = false;
+  condition.program = compile_term(e);
+  condition.is_conjunction = is_conjunction && !condition.program.reads_all;
+  for (std::size_t i = 0; i < condition.values.size(); ++i) {
+    condition.values[i].value = space_.value_table().id_of(instances[i]);
+  }
+  return condition;
 }
 
 // --- terms ---

@@ -19,10 +19,15 @@ class Machine : public EnvObject {
   /// Whether the condition holds. An argument outside its parameter's bounds counts as false.
   /// Throws `InternalError` on a value that is no boolean.
   bool holds(const Condition& condition, const StateValues& state) {
-    if (!condition.is_mask) return holds(condition.program, state);
+    if (!condition.is_conjunction) return holds(condition.program, state);
     if (condition.never) return false;
     for (const WordTest& test : condition.tests) {
       if ((state.bits[test.word] & test.mask) != test.expected) return false;
+    }
+    for (const ValueTest& test : condition.values) {
+      const ValueId value = state.ids[test.position];
+      if (value == ValueTable::NONE) return holds(condition.program, state);
+      if ((value == test.value) != test.is_equal) return false;
     }
     return true;
   }

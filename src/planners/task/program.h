@@ -74,12 +74,22 @@ struct WordTest {
   std::uint64_t expected;
 };
 
-/// A condition on a state: a conjunction of word tests and, when it is more than a conjunction of
-/// literals over boolean slots, a program for the whole.
+/// A slot of instances that is compared with one: `(ids[position] == value) == is_equal`.
+struct ValueTest {
+  std::uint32_t slot;
+  std::uint32_t position;
+  ValueId value;
+  bool is_equal;
+};
+
+/// A condition on a state. A conjunction of literals is tests of words and values; where it has
+/// only the former, it is a mask. Whatever is no mask has a program for the whole.
 struct Condition {
   bool is_mask = true;
+  bool is_conjunction = true;
   bool never = false;  // a mask condition that is false in every state
   std::vector<WordTest> tests;
+  std::vector<ValueTest> values;
   Program program;
 };
 
