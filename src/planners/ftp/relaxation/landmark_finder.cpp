@@ -32,15 +32,38 @@ LandmarkFinder::LandmarkFinder(const GuidedTask& task) : task_(task) {
 
 // --- the layout ---
 
+void LandmarkFinder::number_literal(const SlotLiteral& literal) {
+  if (task_.is_constant(literal.slot) || find_number_of(literal) != NONE) return;
+  atoms_of_slot_[literal.slot].push_back(num_literals_++);
+  literals_.push_back(literal);
+}
+
+std::uint32_t LandmarkFinder::find_number_of(const SlotLiteral& literal) const {
+  for (const std::uint32_t atom : atoms_of_slot_[literal.slot]) {
+    if (literals_[atom] == literal) return atom;
+  }
+  return NONE;
+}
+
 void LandmarkFinder::number_atoms() {
   const StateSpace& space = task_.task().space();
-  literal_of_slot_.assign(task_.num_slots(), NONE);
+  atoms_of_slot_.resize(task_.num_slots());
   for (std::uint32_t slot = 0; slot < task_.num_slots(); ++slot) {
-    if (!space.place(slot).is_boolean || task_.is_constant(slot)) continue;
-    literal_of_slot_[slot] = num_literals_;
-    num_literals_ += 2;
-    slot_of_literal_.insert(slot_of_literal_.end(), 2, slot);
+    if (!space.place(slot).is_boolean) continue;
+    number_literal({slot, ValueTable::TRUE});
+    number_literal({slot, ValueTable::FALSE});
   }
+  const auto number_all = [&](const std::vector<const Condition*>& conditions) {
+    for (const Condition* condition : conditions) {
+      if (condition->is_mask || !condition->is_conjunction) continue;
+      for_each_literal(space, *condition, [this](const SlotLiteral& one) { number_literal(one); });
+    }
+  };
+  for (const GuidedStep& step : task_.steps()) {
+    number_all(step.checks);
+    number_all(step.opened);
+  }
+  number_all(task_.goals());
   num_words_ = (num_literals_ + 63) / 64;
   const std::size_t num_atoms = num_literals_ + task_.steps().size();
   users_.resize(num_atoms);
@@ -52,17 +75,11 @@ void LandmarkFinder::number_atoms() {
 }
 
 void LandmarkFinder::add_literals(const Condition& condition, Atoms& atoms) const {
-  if (!condition.is_mask) return;
-  const StateSpace& space = task_.task().space();
-  for (const std::uint32_t slot : condition.program.reads) {
-    if (literal_of_slot_[slot] == NONE) continue;
-    const std::uint32_t position = space.place(slot).position;
-    for (const WordTest& test : condition.tests) {
-      if (test.word != position / 64) continue;
-      const bool value = (test.expected >> (position % 64) & 1) != 0;
-      atoms.push_back(literal_of_slot_[slot] + (value ? 0 : 1));
-    }
-  }
+  if (!condition.is_conjunction) return;
+  for_each_literal(task_.task().space(), condition, [&](const SlotLiteral& literal) {
+    const std::uint32_t atom = find_number_of(literal);
+    if (atom != NONE) atoms.push_back(atom);
+  });
 }
 
 void LandmarkFinder::lay_out_step(std::uint32_t number) {
@@ -73,26 +90,16 @@ void LandmarkFinder::lay_out_step(std::uint32_t number) {
   Atoms& conditions = conditions_[number];
   for (const Condition* check : step.checks) add_literals(*check, conditions);
   if (!is_problem && step.position > 0) conditions.push_back(num_literals_ + number);
-  for (const std::uint32_t slot : step.changes.members) {
-    if (literal_of_slot_[slot] == NONE) continue;
-    const std::uint32_t position = task_.task().space().place(slot).position;
-    bool may_be_true = true;
-    bool may_be_false = true;
-    for (const EffectProgram* effect : step.effects) {
-      for (const WordUpdate& update : effect->updates) {
-        if (update.word != position / 64 || !has_bit(&update.clear, position % 64)) continue;
-        may_be_true = has_bit(&update.set, position % 64);
-        may_be_false = !may_be_true;
-      }
+  for_each_change(task_.task().space(), step, [&](std::uint32_t slot, auto value) {
+    for (const std::uint32_t atom : atoms_of_slot_[slot]) {
+      if (!value || literals_[atom].holds_for(*value)) effects_[number].push_back(atom);
     }
-    if (may_be_true) effects_[number].push_back(literal_of_slot_[slot]);
-    if (may_be_false) effects_[number].push_back(literal_of_slot_[slot] + 1);
-  }
+  });
   // What opens behind the effects is a condition unless the step makes it.
   Atoms opened;
   for (const Condition* condition : step.opened) add_literals(*condition, opened);
   for (const std::uint32_t atom : opened) {
-    const std::uint32_t slot = slot_of_literal_[atom];
+    const std::uint32_t slot = literals_[atom].slot;
     const std::vector<std::uint32_t>& changes = step.changes.members;
     if (!std::binary_search(changes.begin(), changes.end(), slot)) conditions.push_back(atom);
   }
@@ -151,9 +158,8 @@ bool LandmarkFinder::find() {
   if (num_atoms * num_words_ > MAX_LABEL_WORDS) return false;
   labels_.assign(num_atoms * num_words_, 0);
   const std::vector<ValueId>& values = task_.task().initial_values();
-  for (std::uint32_t literal = 0; literal < num_literals_; literal += 2) {
-    const bool value = values[slot_of_literal_[literal]] == ValueTable::TRUE;
-    reach(literal + (value ? 0 : 1));
+  for (std::uint32_t atom = 0; atom < num_literals_; ++atom) {
+    if (literals_[atom].holds_for(values[literals_[atom].slot])) reach(atom);
   }
   for (std::uint32_t step = 0; step < task_.steps().size(); ++step) {
     if (!conditions_[step].empty() || is_queued_[step]) continue;
@@ -190,7 +196,7 @@ LandmarkFinder::Atoms LandmarkFinder::conditions_of_action(std::uint32_t number)
     for (const std::uint32_t atom : conditions_[earlier]) {
       if (atom >= num_literals_) continue;
       const bool is_unmade = earlier != number && std::binary_search(changes.begin(), changes.end(),
-                                                                     slot_of_literal_[atom]);
+                                                                     literals_[atom].slot);
       if (!is_unmade) result.push_back(atom);
     }
   }
@@ -249,10 +255,10 @@ std::vector<GuidedLandmarks::Landmark> LandmarkFinder::landmarks() const {
   std::vector<std::vector<std::uint32_t>> before = orders(found);
   std::vector<GuidedLandmarks::Landmark> result;
   for (std::size_t i = 0; i < found.size(); ++i) {
-    const std::uint32_t slot = slot_of_literal_[found[i]];
+    const SlotLiteral& literal = literals_[found[i]];
     const bool is_goal = std::find(goals.begin(), goals.end(), found[i]) != goals.end();
-    result.push_back({task_.task().space().place(slot).position, found[i] % 2 == 0, is_goal,
-                      std::move(before[i])});
+    result.push_back(
+        {task_.task().space().place(literal.slot), literal, is_goal, std::move(before[i])});
   }
   return result;
 }

@@ -8,9 +8,9 @@
 
 namespace kelvo::ftp {
 
-/// Finds the landmarks of a guided task. An atom is a literal of a boolean slot (even numbers: it
-/// is true) or, behind these, the fact that a step comes next. What a condition asks for beyond a
-/// conjunction of literals is left out, which may only lose landmarks.
+/// Finds the landmarks of a guided task. An atom is a literal (both of each boolean slot, of others
+/// those that a conjunction asks for) or, after these, the fact that a step comes next. What a
+/// condition asks for beyond a conjunction of literals is left out, which may only lose landmarks.
 class LandmarkFinder {
  public:
   explicit LandmarkFinder(const GuidedTask& task);
@@ -27,6 +27,8 @@ class LandmarkFinder {
   static constexpr std::uint32_t NONE = 0xffffffff;
 
   void number_atoms();
+  void number_literal(const SlotLiteral& literal);
+  std::uint32_t find_number_of(const SlotLiteral& literal) const;
   void add_literals(const Condition& condition, Atoms& atoms) const;
   void lay_out_step(std::uint32_t number);
   void reach(std::uint32_t atom);
@@ -43,8 +45,8 @@ class LandmarkFinder {
   }
 
   const GuidedTask& task_;
-  std::vector<std::uint32_t> literal_of_slot_;  // the even one
-  std::vector<std::uint32_t> slot_of_literal_;
+  std::vector<SlotLiteral> literals_;
+  std::vector<Atoms> atoms_of_slot_;  // empty for one that never changes
   std::uint32_t num_literals_ = 0;
   std::size_t num_words_ = 0;
 

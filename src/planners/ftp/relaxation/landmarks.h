@@ -5,10 +5,11 @@
 
 #include "planners/ftp/task/step_state.h"
 #include "planners/ftp/task/step_task.h"
+#include "planners/task/literals.h"
 
 namespace kelvo::ftp {
 
-/// Literals of boolean slots that hold at some time in every plan, and how many of them a state has
+/// Literals that hold at some time in every plan, and how many of them a state has
 /// still to reach.
 ///
 /// They are those of the delete relaxation: each fact is labelled with what every way to it passes
@@ -33,15 +34,18 @@ class GuidedLandmarks {
   friend class LandmarkFinder;
 
   struct Landmark {
-    std::uint32_t bit;  // in the state
-    bool value;
+    SlotPlace place;
+    SlotLiteral literal;
     bool is_goal;
     /// The landmarks before which this one has to hold.
     std::vector<std::uint32_t> before;
   };
 
   static bool holds(const Landmark& landmark, const GuidedState& state) {
-    return ((state.bits[landmark.bit / 64] >> (landmark.bit % 64) & 1) != 0) == landmark.value;
+    const std::uint32_t position = landmark.place.position;
+    if (!landmark.place.is_boolean) return landmark.literal.holds_for(state.ids[position]);
+    const bool value = (state.bits[position / 64] >> (position % 64) & 1) != 0;
+    return landmark.literal.value == (value ? ValueTable::TRUE : ValueTable::FALSE);
   }
   static bool is_reached(std::uint32_t landmark, const GuidedState& state) {
     return (state.landmarks[landmark / 64] >> (landmark % 64) & 1) != 0;

@@ -26,7 +26,7 @@ void GuidedSchedule::start(GuidedState& state) const {
   state.times.assign(1, 0.0);
   state.heads.assign(1, NONE);
   state.node_lists.assign(1, GuidedTask::PROBLEM);
-  state.slots.assign(task_.num_slots(), SlotUsers());
+  state.slots.assign(task_.num_order_slots(), SlotUsers());
 }
 
 void GuidedSchedule::cut_back(const Mark& mark) {

@@ -51,8 +51,20 @@ bool GuidedSuccessors::compresses(const GuidedList& list) const {
   return list.may_compress;
 }
 
+bool GuidedSuccessors::may_apply(const GuidedState& state, const GuidedStep& step) {
+  for (const WordTest& test : step.entry_words) {
+    if ((state.values.bits[test.word] & test.mask) != test.expected) return false;
+  }
+  for (const ValueTest& test : step.entry_values) {
+    const ValueId value = state.values.ids[test.position];
+    // A slot without a value is left to the condition.
+    if (value != ValueTable::NONE && (value == test.value) != test.is_equal) return false;
+  }
+  return step.other_checks.empty() || all_hold(step.other_checks, state.values);
+}
+
 bool GuidedSuccessors::may_open(const GuidedState& state, const GuidedList& list) {
-  return list.is_useful && all_hold(task_.step(list.first_step).checks, state.values);
+  return list.is_useful && may_apply(state, task_.step(list.first_step));
 }
 
 void GuidedSuccessors::collect_moves(const GuidedState& state, std::vector<GuidedMove>& moves) {
@@ -60,11 +72,11 @@ void GuidedSuccessors::collect_moves(const GuidedState& state, std::vector<Guide
   for (const OpenList& open : state.open) {
     is_open_[open.list] = true;
     const GuidedStep& next = task_.step(open.list, open.position);
-    if (all_hold(next.checks, state.values)) moves.push_back({open.list, GuidedMove::Kind::STEP});
+    if (may_apply(state, next)) moves.push_back({open.list, GuidedMove::Kind::STEP});
   }
   if (state.problem_position < task_.list(GuidedTask::PROBLEM).num_steps) {
     const GuidedStep& next = task_.step(GuidedTask::PROBLEM, state.problem_position);
-    if (all_hold(next.checks, state.values)) {
+    if (may_apply(state, next)) {
       moves.push_back({GuidedTask::PROBLEM, GuidedMove::Kind::STEP});
     }
   }

@@ -63,6 +63,8 @@ class GuidedSuccessors {
   bool ends_in_time(GuidedState& state);
   bool rest_of_problem_applies(const GuidedState& state);
   bool compresses(const GuidedList& list) const;
+  /// Whether the step may apply as far as can be told before its effects.
+  bool may_apply(const GuidedState& state, const GuidedStep& step);
   bool may_open(const GuidedState& state, const GuidedList& list);
 
   const GuidedTask& task_;

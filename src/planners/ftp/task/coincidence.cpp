@@ -15,7 +15,7 @@ constexpr std::size_t MAX_NEEDS = std::size_t{1} << 21;
 /// A step and the value that it asks of a slot, or gives it; nothing for any.
 struct Use {
   std::uint32_t step;
-  std::optional<bool> value;
+  std::optional<ValueId> value;
 };
 
 /// Which steps have to come before which others, were they all at one instant.
@@ -28,7 +28,7 @@ class InstantOrder {
  private:
   void add_step(std::uint32_t number);
   void add_condition(const Condition& condition, std::uint32_t step);
-  std::optional<bool> value_asked(const Condition& condition, std::uint32_t slot) const;
+  void add_opened(const Condition& opened, std::uint32_t step);
   void add_reads(const Program& program, std::uint32_t step);
   void add_effect(const EffectProgram& effect, std::uint32_t step);
   void add_needs(std::uint32_t slot);
@@ -46,14 +46,8 @@ class InstantOrder {
   std::size_t num_needs_ = 0;
 };
 
-// Of a conjunction of literals: the value that it asks of a slot.
-std::optional<bool> InstantOrder::value_asked(const Condition& condition,
-                                              std::uint32_t slot) const {
-  const std::uint32_t position = space_.place(slot).position;
-  for (const WordTest& test : condition.tests) {
-    if (test.word == position / 64) return (test.expected >> (position % 64) & 1) != 0;
-  }
-  return {};
+std::optional<ValueId> value_asked(const SlotLiteral& literal) {
+  return literal.is_equal ? std::optional(literal.value) : std::nullopt;
 }
 
 InstantOrder::InstantOrder(const GuidedTask& task)
@@ -73,27 +67,32 @@ InstantOrder::InstantOrder(const GuidedTask& task)
 void InstantOrder::add_step(std::uint32_t number) {
   const GuidedStep& step = task_.step(number);
   for (const Condition* check : step.checks) add_condition(*check, number);
-  for (const Condition* opened : step.opened) {
-    for (std::uint32_t slot = 0; opened->program.reads_all && slot < openers_.size(); ++slot) {
-      openers_[slot].push_back({number, {}});
-    }
-    for (const std::uint32_t slot : opened->program.reads) {
-      // A literal that is tested as well: who changes it can't be at this instant.
-      const std::vector<Use>& readers = readers_[slot];
-      const bool is_tested = opened->is_mask && !readers.empty() && readers.back().step == number &&
-                             readers.back().value &&
-                             readers.back().value == value_asked(*opened, slot);
-      if (!is_tested) openers_[slot].push_back({number, {}});
-    }
-  }
+  for (const Condition* opened : step.opened) add_opened(*opened, number);
   for (const EffectProgram* effect : step.effects) add_effect(*effect, number);
 }
 
 void InstantOrder::add_condition(const Condition& condition, std::uint32_t step) {
-  if (!condition.is_mask) return add_reads(condition.program, step);
-  for (const std::uint32_t slot : condition.program.reads) {
-    readers_[slot].push_back({step, value_asked(condition, slot)});
+  if (!condition.is_conjunction) return add_reads(condition.program, step);
+  for_each_literal(space_, condition, [&](const SlotLiteral& literal) {
+    readers_[literal.slot].push_back({step, value_asked(literal)});
+  });
+}
+
+void InstantOrder::add_opened(const Condition& opened, std::uint32_t step) {
+  if (!opened.is_conjunction) {
+    for (std::uint32_t slot = 0; opened.program.reads_all && slot < openers_.size(); ++slot) {
+      openers_[slot].push_back({step, {}});
+    }
+    for (const std::uint32_t slot : opened.program.reads) openers_[slot].push_back({step, {}});
+    return;
   }
+  for_each_literal(space_, opened, [&](const SlotLiteral& literal) {
+    // A literal that is tested as well: who changes it can't be at this instant.
+    const std::vector<Use>& readers = readers_[literal.slot];
+    const bool is_tested = !readers.empty() && readers.back().step == step &&
+                           readers.back().value && readers.back().value == value_asked(literal);
+    if (!is_tested) openers_[literal.slot].push_back({step, {}});
+  });
 }
 
 void InstantOrder::add_reads(const Program& program, std::uint32_t step) {
@@ -104,21 +103,12 @@ void InstantOrder::add_reads(const Program& program, std::uint32_t step) {
 }
 
 void InstantOrder::add_effect(const EffectProgram& effect, std::uint32_t step) {
-  const auto add = [&](std::uint32_t slot, std::optional<bool> value) {
+  const auto add = [&](std::uint32_t slot, std::optional<ValueId> value) {
     writers_[slot].push_back({step, value});
     changes_[step].add(slot);
   };
   for (std::uint32_t slot = 0; effect.writes_all && slot < writers_.size(); ++slot) add(slot, {});
-  for (const std::uint32_t slot : effect.writes) {
-    const SlotPlace place = space_.place(slot);
-    std::optional<bool> value;
-    for (const WordUpdate& update : effect.updates) {
-      if (!place.is_boolean || update.word != place.position / 64) continue;
-      if ((update.clear >> (place.position % 64) & 1) == 0) continue;
-      value = (update.set >> (place.position % 64) & 1) != 0;
-    }
-    add(slot, value);
-  }
+  kelvo::for_each_change(space_, effect, add);
   for (const Assignment& assignment : effect.assignments) {
     if (!assignment.is_constant) add_reads(assignment.value, step);
     if (assignment.target != nullptr) add_reads(*assignment.target, step);

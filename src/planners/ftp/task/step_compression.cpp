@@ -1,6 +1,8 @@
 // Which openings of a guided task may apply the rest of their list at once.
 
+#include <algorithm>
 #include <optional>
+#include <vector>
 
 #include "planners/ftp/task/step_task.h"
 
@@ -8,90 +10,63 @@ namespace kelvo::ftp {
 
 namespace {
 
-/// What a step makes of a slot.
-enum class Change : std::uint8_t { TO_TRUE, TO_FALSE, TO_CONSTANT, COMPUTED };
-
+/// What a step makes of a slot: nothing for a value that depends on the state.
 struct SlotChange {
   std::uint32_t slot;
   std::uint32_t position;
-  Change change;
+  std::optional<ValueId> value;
 };
 
-/// Where the conditions of a task need a slot true, false, or read it at all.
-struct Uses {
-  std::vector<bool> as_true;
-  std::vector<bool> as_false;
-
-  explicit Uses(std::size_t num_slots) : as_true(num_slots), as_false(num_slots) {}
-
-  bool any(std::uint32_t slot) const { return as_true[slot] || as_false[slot]; }
-
-  void add_reads(const Program& program) {
-    if (program.reads_all) {
-      as_true.assign(as_true.size(), true);
-      as_false.assign(as_false.size(), true);
-    }
-    for (const std::uint32_t slot : program.reads) {
-      as_true[slot] = true;
-      as_false[slot] = true;
-    }
-  }
+/// What the conditions of a task ask of its slots.
+class Uses {
+ public:
+  explicit Uses(std::size_t num_slots) : literals_(num_slots), any_value_(num_slots) {}
 
   void add(const Condition& condition, const StateSpace& space) {
-    if (!condition.is_mask) {
+    if (!condition.is_conjunction) {
       add_reads(condition.program);
       return;
     }
-    for (const std::uint32_t slot : condition.program.reads) {
-      const std::uint32_t position = space.place(slot).position;
-      for (const WordTest& test : condition.tests) {
-        if (test.word != position / 64) continue;
-        const bool is_true = (test.expected >> (position % 64) & 1) != 0;
-        (is_true ? as_true : as_false)[slot] = true;
-      }
-    }
+    for_each_literal(space, condition, [this](const SlotLiteral& literal) {
+      std::vector<SlotLiteral>& known = literals_[literal.slot];
+      if (std::find(known.begin(), known.end(), literal) == known.end()) known.push_back(literal);
+    });
   }
+
+  void add_reads(const Program& program) {
+    if (program.reads_all) any_value_.assign(any_value_.size(), true);
+    for (const std::uint32_t slot : program.reads) any_value_[slot] = true;
+  }
+
+  bool may_need(std::uint32_t slot, ValueId value) const {
+    return any_value_[slot] ||
+           std::any_of(literals_[slot].begin(), literals_[slot].end(),
+                       [&](const SlotLiteral& literal) { return literal.holds_for(value); });
+  }
+
+ private:
+  std::vector<std::vector<SlotLiteral>> literals_;
+  std::vector<bool> any_value_;
 };
 
 std::vector<SlotChange> changes_of(const GuidedTask& task, const GuidedList& list) {
-  const StateSpace& space = task.task().space();
   std::vector<SlotChange> result;
   for (std::uint32_t position = 0; position < list.num_steps; ++position) {
     const GuidedStep& step = task.step(list.first_step + position);
-    for (const EffectProgram* effect : step.effects) {
-      for (const std::uint32_t slot : effect->writes) {
-        const SlotPlace place = space.place(slot);
-        Change change = Change::COMPUTED;
-        for (const Assignment& assignment : effect->assignments) {
-          if (assignment.slot != slot || assignment.target != nullptr) continue;
-          if (!assignment.is_constant) break;
-          change = Change::TO_CONSTANT;
-        }
-        for (const WordUpdate& update : effect->updates) {
-          if (!place.is_boolean || update.word != place.position / 64) continue;
-          if ((update.clear >> (place.position % 64) & 1) == 0) continue;
-          const bool is_true = (update.set >> (place.position % 64) & 1) != 0;
-          change = is_true ? Change::TO_TRUE : Change::TO_FALSE;
-        }
-        result.push_back({slot, position, change});
-      }
-    }
+    for_each_change(task.task().space(), step, [&](std::uint32_t slot, auto value) {
+      result.push_back({slot, position, value});
+    });
   }
   return result;
 }
 
-/// Whether the action makes something true that a condition may need and that it unmakes later.
+/// Whether the action gives a slot a value that a condition may need and that it takes away later.
 bool has_temporary_literal(const std::vector<SlotChange>& changes, const Uses& uses) {
   for (const SlotChange& first : changes) {
+    if (!first.value || !uses.may_need(first.slot, *first.value)) continue;
     for (const SlotChange& later : changes) {
       if (later.slot != first.slot || later.position <= first.position) continue;
-      if (first.change == Change::TO_TRUE && later.change == Change::TO_TRUE) continue;
-      if (first.change == Change::TO_FALSE && later.change == Change::TO_FALSE) continue;
-      const bool is_needed = first.change == Change::TO_TRUE       ? uses.as_true[first.slot]
-                             : first.change == Change::TO_FALSE    ? uses.as_false[first.slot]
-                             : first.change == Change::TO_CONSTANT ? uses.any(first.slot)
-                                                                   : false;
-      if (is_needed) return true;
+      if (later.value != first.value) return true;
     }
   }
   return false;

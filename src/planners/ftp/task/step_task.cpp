@@ -41,8 +41,10 @@ GuidedTask::GuidedTask(CompiledTask& task) : task_(task), lists_(task.templates(
   find_reachable_actions();
   find_order_slots();
   collect_accesses();
+  number_order_slots();
   find_relevant_actions();
   find_compressible_actions();
+  collect_entries();
 }
 
 bool GuidedTask::is_complete() const {
@@ -80,7 +82,7 @@ void GuidedTask::find_order_slots() {
   for (const GuidedList& list : lists_) {
     for (const OpenSet& open : list.open_at) {
       for (const Condition* condition : open.conditions) {
-        if (condition->is_mask) continue;
+        if (condition->is_conjunction) continue;
         SlotSet reads;
         add_reads(condition->program, reads);
         for (const std::uint32_t slot : reads.members) {
@@ -148,6 +150,75 @@ void GuidedTask::collect_accesses() {
   for (std::uint32_t position = 0; position < problem.num_steps; ++position) {
     const GuidedStep& at = step(PROBLEM, position);
     touches_goal_.push_back(have_common_member(at.changes, goal_reads));
+  }
+}
+
+// Schedules keep users of each slot with every state, so that they are numbered without gaps.
+void GuidedTask::number_order_slots() {
+  std::vector<std::uint32_t> numbers(num_slots(), NO_ORDER);
+  for (const GuidedStep& step : steps_) {
+    for (const std::uint32_t slot : step.writes.members) numbers[slot] = 0;
+  }
+  num_order_slots_ = 0;
+  for (std::uint32_t& number : numbers) {
+    if (number != NO_ORDER) number = static_cast<std::uint32_t>(num_order_slots_++);
+  }
+  const auto renumber = [&](SlotSet& slots) {
+    SlotSet result;
+    for (const std::uint32_t slot : slots.members) {
+      if (numbers[slot] != NO_ORDER) result.add(numbers[slot]);
+    }
+    result.finish();
+    slots = std::move(result);
+  };
+  for (GuidedStep& step : steps_) {
+    renumber(step.reads);
+    renumber(step.reads_behind);
+    renumber(step.writes);
+  }
+  for (std::uint32_t& slot : order_slot_) slot = numbers[slot];
+}
+
+// --- what tells a step that does not apply ---
+
+namespace {
+
+void add_word_test(std::vector<WordTest>& tests, std::uint32_t position, bool value) {
+  const std::uint64_t bit = std::uint64_t{1} << (position % 64);
+  auto test = std::find_if(tests.begin(), tests.end(),
+                           [&](const WordTest& one) { return one.word == position / 64; });
+  if (test == tests.end()) test = tests.insert(test, {position / 64, 0, 0});
+  test->mask |= bit;
+  if (value) test->expected |= bit;
+}
+
+}  // namespace
+
+void GuidedTask::collect_entries() {
+  const StateSpace& space = task_.space();
+  for (GuidedStep& step : steps_) {
+    const auto add = [&](const SlotLiteral& literal) {
+      const SlotPlace place = space.place(literal.slot);
+      if (place.is_boolean) {
+        add_word_test(step.entry_words, place.position, literal.value == ValueTable::TRUE);
+      } else {
+        step.entry_values.push_back(
+            {literal.slot, place.position, literal.value, literal.is_equal});
+      }
+    };
+    for (const Condition* check : step.checks) {
+      if (check->is_conjunction && !check->never) {
+        for_each_literal(space, *check, add);
+      } else {
+        step.other_checks.push_back(check);
+      }
+    }
+    for (const Condition* opened : step.opened) {
+      if (!opened->is_conjunction) continue;
+      for_each_literal(space, *opened, [&](const SlotLiteral& literal) {
+        if (!step.changes.contains(literal.slot)) add(literal);
+      });
+    }
   }
 }
 

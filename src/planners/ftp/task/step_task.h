@@ -2,11 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "planners/ftp/task/compiled_task.h"
 #include "planners/task/id_set.h"
+#include "planners/task/literals.h"
 #include "planners/task/program.h"
 #include "shell/numbers.h"
 
@@ -26,6 +28,12 @@ struct GuidedStep {
   std::vector<const EffectProgram*> effects;
   /// The conditions that open here and stay open behind it.
   std::vector<const Condition*> opened;
+  /// What can be told before the step is applied: the literals of its checks, and of what opens
+  /// those whose slots it leaves alone. As a rule this tells most steps that don't apply.
+  std::vector<WordTest> entry_words;
+  std::vector<ValueTest> entry_values;
+  /// The checks that are no conjunctions of literals.
+  std::vector<const Condition*> other_checks;
   /// An effect computes a value, so that the state before it is needed.
   bool has_computed_effects = false;
   /// Several effects, one of them on a fluent whose arguments depend on the state: two may meet.
@@ -40,6 +48,19 @@ struct GuidedStep {
   /// The slots of the state that the effects change.
   SlotSet changes;
 };
+
+/// Calls `visit(slot, value)` for what the step changes, as `kelvo::for_each_change`; slots that an
+/// argument which depends on the state may stand for come without a value.
+template <typename Visitor>
+void for_each_change(const StateSpace& space, const GuidedStep& step, Visitor&& visit) {
+  bool writes_all = false;
+  for (const EffectProgram* effect : step.effects) {
+    kelvo::for_each_change(space, *effect, visit);
+    writes_all |= effect->writes_all;
+  }
+  if (!writes_all) return;
+  for (const std::uint32_t slot : step.changes.members) visit(slot, std::optional<ValueId>());
+}
 
 /// The durative conditions that are open between two steps.
 struct OpenSet {
@@ -128,6 +149,12 @@ class GuidedTask {
   bool is_constant(std::uint32_t slot) const { return is_constant_[slot]; }
   std::size_t num_slots() const { return task_.space().num_slots(); }
 
+  /// The slots of a schedule, which `reads` and `writes` of steps name: several slots of the state
+  /// may be one, and what no step writes is none.
+  static constexpr std::uint32_t NO_ORDER = 0xffffffff;
+  std::uint32_t order_slot(std::uint32_t slot) const { return order_slot_[slot]; }
+  std::size_t num_order_slots() const { return num_order_slots_; }
+
  private:
   friend class GuidedStepMaker;
 
@@ -135,8 +162,10 @@ class GuidedTask {
   void find_constant_slots();
   void find_order_slots();
   void collect_accesses();
+  void number_order_slots();
   void find_relevant_actions();
   void find_compressible_actions();
+  void collect_entries();
   void add_reads(const Program& program, SlotSet& slots, bool with_constants = false) const;
   void add_accesses(GuidedStep& step) const;
 
@@ -151,8 +180,8 @@ class GuidedTask {
   std::vector<const Condition*> goals_;
   std::vector<bool> touches_goal_;
   std::vector<bool> is_constant_;
-  /// By slot: the slot that stands for it in orders.
-  std::vector<std::uint32_t> order_slot_;
+  std::vector<std::uint32_t> order_slot_;  // by slot
+  std::size_t num_order_slots_ = 0;
 };
 
 }  // namespace kelvo::ftp
