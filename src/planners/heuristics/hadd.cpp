@@ -226,12 +226,24 @@ void HAdd::settle(std::uint32_t literal, double cost) {
   for (std::uint32_t i = occurrence_begin_[literal]; i < occurrence_begin_[literal + 1]; ++i) {
     Disjunct& disjunct = disjuncts_[occurrences_[i]];
     disjunct.sum += cost;
+    if (has_times()) {
+      double& time = disjunct_times_[occurrences_[i]];
+      time = std::max(time, times_[literal]);
+    }
     if (--disjunct.missing == 0) ready_.push_back(occurrences_[i]);
   }
 }
 
 void HAdd::improve(std::uint32_t literal, double cost, std::uint32_t disjunct) {
-  if (!(cost < costs_[literal])) return;
+  if (!(cost < costs_[literal])) {
+    if (!has_times() || cost > costs_[literal] ||
+        !is_earlier(disjunct, times_[literal] - lags_[literal]))
+      return;
+    times_[literal] = disjunct_times_[disjunct] + lags_[literal];
+    supporters_[literal] = disjunct;
+    return;
+  }
+  if (has_times()) times_[literal] = disjunct_times_[disjunct] + lags_[literal];
   costs_[literal] = cost;
   supporters_[literal] = disjunct;
   queue_.push(cost, literal);
@@ -241,15 +253,22 @@ void HAdd::fire(std::uint32_t number) {
   const Disjunct& disjunct = disjuncts_[number];
   if (disjunct.missing != 0) return;  // what was assumed has been taken back
   if (disjunct.owner == GOAL) {
-    if (disjunct.sum < goal_cost_) {
+    if (disjunct.sum < goal_cost_ ||
+        (disjunct.sum == goal_cost_ && is_earlier(number, goal_time_))) {
       goal_cost_ = disjunct.sum;
+      if (has_times()) goal_time_ = disjunct_times_[number];
       goal_disjunct_ = number;
     }
     return;
   }
   const double cost = disjunct.sum + 1;
-  if (!(cost < action_costs_[disjunct.owner])) return;
-  action_costs_[disjunct.owner] = cost;
+  double& known = action_costs_[disjunct.owner];
+  if (!(cost < known) &&
+      !(cost == known && has_times() && is_earlier(number, action_times_[disjunct.owner]))) {
+    return;
+  }
+  known = cost;
+  if (has_times()) action_times_[disjunct.owner] = disjunct_times_[number];
   for (std::uint32_t i = effect_begin_[disjunct.owner]; i < effect_begin_[disjunct.owner + 1];
        ++i) {
     improve(effects_[i], cost, number);
@@ -262,6 +281,11 @@ double HAdd::compute(const State& state, bool record) {
   costs_ = assumed_costs_;
   disjuncts_ = assumed_disjuncts_;
   action_costs_.assign(num_actions_, UNREACHED);
+  if (has_times()) {
+    times_.assign(num_literals_, 0);
+    disjunct_times_.assign(disjuncts_.size(), 0);
+    action_times_.assign(num_actions_, 0);
+  }
   goal_cost_ = UNREACHED;
   goal_disjunct_ = NO_DISJUNCT;
   ready_.clear();

@@ -76,6 +76,9 @@ class HAdd : public Heuristic {
   virtual double unmet_cost(std::size_t) const { return unmet_comparison_cost_; }
   /// Called when an action of `watched_actions_` gets cheaper.
   virtual void on_reached(std::uint32_t, double) {}
+  /// Which of the literals of one cost is settled first, and so which of equally cheap supporters
+  /// a literal gets.
+  void set_ties(LiteralQueue::Ties ties) { queue_.set_ties(ties); }
   /// Offers a cost for a literal, by which disjunct.
   void improve(std::uint32_t literal, double cost, std::uint32_t disjunct);
 
@@ -120,6 +123,14 @@ class HAdd : public Heuristic {
   /// By action; empty for none.
   std::vector<bool> watched_actions_;
 
+  /// Of equally cheap supporters the one counts whose conditions are there first. By literal: how
+  /// long after its supporter it is there. Empty: no times.
+  std::vector<double> lags_;
+  /// By literal, for `reach_initial_literals` and for the evaluation.
+  std::vector<double> times_;
+  bool has_times() const { return !lags_.empty(); }
+  double goal_time() const { return goal_time_; }
+
  private:
   static constexpr std::uint32_t GOAL = 0xffffffff;
 
@@ -145,6 +156,9 @@ class HAdd : public Heuristic {
                          std::vector<std::uint32_t>& effects) const;
   void settle(std::uint32_t literal, double cost);
   void fire(std::uint32_t disjunct);
+  bool is_earlier(std::uint32_t disjunct, double time) const {
+    return has_times() && disjunct_times_[disjunct] < time;
+  }
 
   StateSpace& space_;
   model::ExpressionFreeVars free_vars_;
@@ -173,6 +187,9 @@ class HAdd : public Heuristic {
   std::vector<double> costs_;
   std::vector<Disjunct> disjuncts_;
   std::vector<double> action_costs_;
+  std::vector<double> disjunct_times_;
+  std::vector<double> action_times_;
+  double goal_time_ = 0;
   std::vector<std::uint32_t> supporters_;  // by literal, a disjunct
   std::vector<std::uint32_t> ready_;
   LiteralQueue queue_;

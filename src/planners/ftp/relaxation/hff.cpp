@@ -43,6 +43,7 @@ HFF::HFF(const GuidedTask& task, const Options& options)
   }
   lay_out_comparisons();
   is_marked_.resize(task.steps().size());
+  if (options_.earliest_supporters) lay_out_times();
 }
 
 // --- the layout ---
@@ -63,30 +64,59 @@ void HFF::lay_out_markers() {
   }
 }
 
-// False when a slot that never changes has the wrong value. Slots of `made` are left out.
-bool HFF::add_literals_of_mask(const Condition& condition, const SlotSet& made,
-                               Literals& literals) {
-  for (const std::uint32_t slot : condition.program.reads) {
-    if (made.contains(slot)) continue;
-    const std::uint32_t position = space().place(slot).position;
-    for (const WordTest& test : condition.tests) {
-      if (test.word != position / 64) continue;
-      const bool value = (test.expected >> (position % 64) & 1) != 0;
-      if (!task_.is_constant(slot)) {
-        literals.push_back(literal_of_slot(slot, value));
-      } else if ((task_.task().initial_values()[slot] == ValueTable::TRUE) != value) {
-        return false;
-      }
-    }
+// Of a boolean slot as the additive heuristic has it; of others with a number of its own.
+std::uint32_t HFF::number_of(const SlotLiteral& literal) {
+  if (space().place(literal.slot).is_boolean) {
+    return literal_of_slot(literal.slot, literal.value == ValueTable::TRUE);
   }
+  const std::uint32_t known = find_number_of(literal);
+  if (known != NO_LITERAL) return known;
+  if (values_of_slot_.size() <= literal.slot) values_of_slot_.resize(task_.num_slots());
+  values_of_slot_[literal.slot].push_back({literal, make_literal()});
+  return values_of_slot_[literal.slot].back().number;
+}
+
+std::uint32_t HFF::find_number_of(const SlotLiteral& literal) const {
+  if (literal.slot >= values_of_slot_.size()) return NO_LITERAL;
+  for (const ValueLiteral& known : values_of_slot_[literal.slot]) {
+    if (known.literal == literal) return known.number;
+  }
+  return NO_LITERAL;
+}
+
+// Nothing to ask of a slot that never changes: false when it has the wrong value.
+bool HFF::add_literal(const SlotLiteral& literal, Literals& literals) {
+  if (task_.is_constant(literal.slot)) {
+    return literal.holds_for(task_.task().initial_values()[literal.slot]);
+  }
+  literals.push_back(number_of(literal));
   return true;
 }
 
+// Slots of `made` are left out.
+bool HFF::add_literals(const Condition& condition, const SlotSet& made, Literals& literals) {
+  bool is_possible = !condition.never;
+  for_each_literal(space(), condition, [&](const SlotLiteral& literal) {
+    if (made.contains(literal.slot)) return;
+    is_possible = add_literal(literal, literals) && is_possible;
+  });
+  return is_possible;
+}
+
 std::vector<HAdd::Literals> HFF::alternatives_of(const Condition& condition) {
-  if (!condition.is_mask) return literals_of_expression(condition.program.expression);
-  if (condition.never) return {};
+  if (!condition.is_conjunction) return literals_of_expression(condition.program.expression);
   std::vector<Literals> result(1);
-  if (!add_literals_of_mask(condition, SlotSet(), result.front())) return {};
+  if (!add_literals(condition, SlotSet(), result.front())) return {};
+  return result;
+}
+
+// A conjunct as a literal, if it is one.
+std::optional<SlotLiteral> HFF::as_literal(Expression conjunct) const {
+  const Condition condition = task_.task().compiler().compile_condition(conjunct);
+  std::optional<SlotLiteral> result;
+  if (!condition.is_conjunction || condition.never) return result;
+  for_each_literal(task_.task().space(), condition,
+                   [&](const SlotLiteral& literal) { result = literal; });
   return result;
 }
 
@@ -104,15 +134,10 @@ std::vector<HAdd::Literals> HFF::literals_of_expression(Expression e) {
     for (const Expression one : conjunction) {
       if (ef.is_true(one)) continue;
       if (ef.is_false(one)) is_possible = false;
-      const bool positive = !ef.is_not(one);
-      const auto slot = space().fluent_index().find(positive ? one : one->child(0));
-      if (slot == space().fluent_index().end() || !space().place(slot->second).is_boolean) {
-        literals.push_back(literal(one));
-      } else if (!task_.is_constant(static_cast<std::uint32_t>(slot->second))) {
-        literals.push_back(literal_of_slot(slot->second, positive));
+      if (const std::optional<SlotLiteral> slot_literal = as_literal(one)) {
+        is_possible = add_literal(*slot_literal, literals) && is_possible;
       } else {
-        const ValueId value = task_.task().initial_values()[slot->second];
-        if ((value == ValueTable::TRUE) != positive) is_possible = false;
+        literals.push_back(literal(one));
       }
     }
     if (is_possible) result.push_back(std::move(literals));
@@ -134,6 +159,37 @@ void HFF::add_condition(const Condition& condition, std::vector<Literals>& alter
     }
   }
   alternatives = std::move(result);
+}
+
+// A step comes as long after the one before it as their offsets say; an end that is free, at the
+// least duration.
+void HFF::lay_out_times() {
+  lags_.assign(num_literals(), 0);
+  for (const GuidedList& list : task_.lists()) {
+    const auto offset = [&](std::uint32_t position) {
+      const GuidedStep& step = task_.step(list.first_step + position);
+      return step.offset + (step.at_end_node ? list.lower : 0);
+    };
+    for (std::uint32_t i = 1; i < list.num_steps; ++i) {
+      const std::uint32_t marker = markers_[list.first_step + i];
+      if (marker != NO_LITERAL) lags_[marker] = std::max(0.0, offset(i) - offset(i - 1));
+    }
+  }
+  const StateSpace& space = task_.task().space();
+  for (std::uint32_t slot = 0; slot < task_.num_slots(); ++slot) {
+    const std::uint32_t order_slot = task_.order_slot(slot);
+    if (order_slot == GuidedTask::NO_ORDER) continue;
+    if (space.place(slot).is_boolean) {
+      for (const bool value : {true, false}) {
+        const std::uint32_t literal = find_literal_of_slot(slot, value);
+        if (literal != NO_LITERAL) timed_literals_.push_back({literal, order_slot});
+      }
+    } else if (slot < values_of_slot_.size()) {
+      for (const ValueLiteral& one : values_of_slot_[slot]) {
+        timed_literals_.push_back({one.number, order_slot});
+      }
+    }
+  }
 }
 
 std::vector<HAdd::Literals> HFF::make_goal() {
@@ -171,15 +227,13 @@ HAdd::Operator HFF::make_operator(const GuidedStep& step) {
   if (is_problem || step.position > 0) made.condition.front().push_back(markers_[number]);
   for (const Condition* check : step.checks) add_condition(*check, made.condition);
   for (const Condition* opened : step.opened) {
-    if (!opened->is_mask) {
+    if (!opened->is_conjunction) {
       if (!is_made_by(*opened, step)) add_condition(*opened, made.condition);
       continue;
     }
     // Literal by literal: the step may make some of them.
     Literals literals;
-    if (opened->never || !add_literals_of_mask(*opened, step.changes, literals)) {
-      made.condition.clear();
-    }
+    if (!add_literals(*opened, step.changes, literals)) made.condition.clear();
     for (Literals& one : made.condition) one.insert(one.end(), literals.begin(), literals.end());
   }
   for (Literals& one : made.condition) {
@@ -194,22 +248,17 @@ void HFF::add_effects(const GuidedStep& step, Operator& made) const {
   const auto add = [&](std::uint32_t literal) {
     if (literal != NO_LITERAL) made.effects.push_back(literal);
   };
-  for (const std::uint32_t slot : step.changes.members) {
-    const SlotPlace place = task_.task().space().place(slot);
-    if (!place.is_boolean) continue;
-    bool may_be_true = true;
-    bool may_be_false = true;
-    for (const EffectProgram* effect : step.effects) {
-      for (const WordUpdate& update : effect->updates) {
-        if (update.word != place.position / 64) continue;
-        if ((update.clear >> (place.position % 64) & 1) == 0) continue;
-        may_be_true = (update.set >> (place.position % 64) & 1) != 0;
-        may_be_false = !may_be_true;
+  const StateSpace& space = task_.task().space();
+  for_each_change(space, step, [&](std::uint32_t slot, std::optional<ValueId> value) {
+    if (space.place(slot).is_boolean) {
+      if (value != ValueTable::FALSE) add(find_literal_of_slot(slot, true));
+      if (value != ValueTable::TRUE) add(find_literal_of_slot(slot, false));
+    } else if (slot < values_of_slot_.size()) {
+      for (const ValueLiteral& one : values_of_slot_[slot]) {
+        if (!value || one.literal.holds_for(*value)) add(one.number);
       }
     }
-    if (may_be_true) add(find_literal_of_slot(slot, true));
-    if (may_be_false) add(find_literal_of_slot(slot, false));
-  }
+  });
   if (step.list == GuidedTask::PROBLEM) {
     add(passed_[step.position]);
     return;
@@ -236,6 +285,7 @@ void HFF::number_disjuncts(const std::vector<Literals>& goal,
 
 void HFF::reach_initial_literals(const State& state) {
   const GuidedState& guided = static_cast<const GuidedState&>(state);
+  if (has_times()) reach_times(guided);
   for (const OpenList& open : guided.open) {
     const std::uint32_t first = task_.list(open.list).first_step;
     take_back(markers_[first]);
@@ -246,9 +296,48 @@ void HFF::reach_initial_literals(const State& state) {
     const bool is_done = position < guided.problem_position;
     reach(is_done ? passed_[position] : markers_[problem.first_step + position]);
   }
+  for (const std::vector<ValueLiteral>& values : values_of_slot_) {
+    for (const ValueLiteral& one : values) {
+      if (one.literal.holds_for(guided.ids[space().place(one.literal.slot).position])) {
+        reach(one.number);
+      }
+    }
+  }
+}
+
+// What holds is there since it was written, what must still come is there when the schedule has it.
+void HFF::reach_times(const GuidedState& state) {
+  if (written_at_ != nullptr) {
+    for (const TimedLiteral& one : timed_literals_) times_[one.literal] = (*written_at_)[one.slot];
+  }
+  for (const OpenList& open : state.open) {
+    const GuidedStep& step = task_.step(open.list, open.position);
+    times_[markers_[task_.list(open.list).first_step + open.position]] =
+        state.times[open.node + (step.at_end_node ? 1 : 0)] + step.offset;
+  }
+  const GuidedList& problem = task_.list(GuidedTask::PROBLEM);
+  for (std::uint32_t i = state.problem_position; i < problem.num_steps; ++i) {
+    times_[markers_[problem.first_step + i]] = task_.step(problem.first_step + i).offset;
+  }
+}
+
+double HFF::evaluate(const State& state, const std::vector<double>& written_at) {
+  written_at_ = &written_at;
+  return compute_estimate(state);
 }
 
 double HFF::evaluate(const State& state) {
+  written_at_ = nullptr;
+  return compute_estimate(state);
+}
+
+void HFF::collect_preferred(std::vector<std::uint32_t>& steps) const {
+  for (const std::uint32_t step : relaxed_plan_) {
+    if (cost_of_action(step) <= 1) steps.push_back(step);
+  }
+}
+
+double HFF::compute_estimate(const State& state) {
   state_ = static_cast<const GuidedState*>(&state);
   ++num_evaluations_;
   const double cost = compute(state, /*record=*/false);

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "planners/ftp/relaxation/hadd.h"
 #include "planners/ftp/task/step_state.h"
 #include "planners/ftp/task/step_task.h"
+#include "planners/task/literals.h"
 
 namespace kelvo::ftp {
 
@@ -22,17 +24,27 @@ class HFF : public HAdd {
     bool numeric_supporters = true;
     /// The estimate is the size of the relaxed plan; else the additive heuristic.
     bool counts_relaxed_plan = true;
+    /// Which of equally cheap supporters enters the relaxed plan.
+    LiteralQueue::Ties ties = LiteralQueue::Ties::FIRST;
+    /// Among those the ones count whose conditions are there first, by the durations of the steps.
+    bool earliest_supporters = true;
   };
 
   /// The task is borrowed.
   HFF(const GuidedTask& task, const Options& options);
 
-  /// The state is a `GuidedState`.
+  using HAdd::set_ties;
+
+  /// The state is a `GuidedState`. By slot of the schedule: when it was written last.
+  double evaluate(const State& state, const std::vector<double>& written_at);
+  /// The same where all that holds counts as there from the start.
   double evaluate(const State& state) override;
 
-  /// Whether the step is in the relaxed plan of the latest evaluation: a preferred operator where
-  /// it is applicable.
-  bool is_preferred(std::uint32_t step) const { return is_marked_[step]; }
+  // Of the latest evaluation.
+  /// When its relaxed plan would have come to the goal; 0 without `earliest_supporters`.
+  double end_of_relaxed_plan() const { return goal_time(); }
+  /// Adds the steps of the relaxed plan that apply in the state: the preferred operators.
+  void collect_preferred(std::vector<std::uint32_t>& steps) const;
 
  protected:
   void reach_initial_literals(const State& state) override;
@@ -57,6 +69,11 @@ class HFF : public HAdd {
     std::uint32_t comparison;
     std::uint32_t repetitions;
   };
+  /// A literal of a slot of instances.
+  struct ValueLiteral {
+    SlotLiteral literal;
+    std::uint32_t number;
+  };
   struct StepSupports {
     std::vector<std::uint32_t> comparisons;  // that read what the step changes
     std::vector<Support> supports;
@@ -65,7 +82,11 @@ class HFF : public HAdd {
 
   std::vector<Literals> alternatives_of(const Condition& condition);
   std::vector<Literals> literals_of_expression(model::Expression e);
-  bool add_literals_of_mask(const Condition& condition, const SlotSet& made, Literals& literals);
+  std::uint32_t number_of(const SlotLiteral& literal);
+  std::uint32_t find_number_of(const SlotLiteral& literal) const;
+  std::optional<SlotLiteral> as_literal(model::Expression conjunct) const;
+  bool add_literal(const SlotLiteral& literal, Literals& literals);
+  bool add_literals(const Condition& condition, const SlotSet& made, Literals& literals);
   void add_condition(const Condition& condition, std::vector<Literals>& alternatives);
   bool is_made_by(const Condition& condition, const GuidedStep& step) const;
   void lay_out_markers();
@@ -74,6 +95,9 @@ class HFF : public HAdd {
   void add_effects(const GuidedStep& step, Operator& made) const;
   void number_disjuncts(const std::vector<Literals>& goal, const std::vector<Operator>& operators);
 
+  double compute_estimate(const State& state);
+  void lay_out_times();
+  void reach_times(const GuidedState& state);
   void lay_out_comparisons();
   void find_writers(Slack& comparison) const;
   void find_supports(const GuidedStep& step, StepSupports& made);
@@ -91,6 +115,9 @@ class HFF : public HAdd {
   /// By step of the problem that has conditions: has been done.
   std::vector<std::uint32_t> passed_;
 
+  /// By slot: its literals that a condition asks for, if it is one of instances.
+  std::vector<std::vector<ValueLiteral>> values_of_slot_;
+
   /// The literals of the disjuncts, in compressed rows.
   std::vector<std::uint32_t> disjunct_begin_;
   std::vector<std::uint32_t> disjunct_literals_;
@@ -102,6 +129,14 @@ class HFF : public HAdd {
   const GuidedState* state_ = nullptr;
   std::vector<std::uint64_t> bits_;
   std::vector<ValueId> ids_;
+
+  /// A literal of a slot that the schedule knows.
+  struct TimedLiteral {
+    std::uint32_t literal;
+    std::uint32_t slot;  // of the schedule
+  };
+  std::vector<TimedLiteral> timed_literals_;
+  const std::vector<double>* written_at_ = nullptr;
 
   std::vector<bool> is_marked_;  // by step
   std::vector<std::uint32_t> relaxed_plan_;

@@ -4,11 +4,12 @@
 
 namespace kelvo::ftp {
 
-GuidedQueues::GuidedQueues(bool preferred_operators, bool landmarks)
-    : preferred_operators_(preferred_operators), landmarks_(landmarks) {}
+GuidedQueues::GuidedQueues(bool preferred_operators, bool landmarks, long boost)
+    : preferred_operators_(preferred_operators), landmarks_(landmarks), boost_(boost) {}
 
 bool GuidedQueues::comes_later(const Entry& a, const Entry& b) {
-  return a.estimate > b.estimate || (a.estimate == b.estimate && a.tie > b.tie);
+  if (a.estimate != b.estimate) return a.estimate > b.estimate;
+  return a.second != b.second ? a.second > b.second : a.tie > b.tie;
 }
 
 void GuidedQueues::push(Heap& heap, const Entry& entry) {
@@ -18,14 +19,14 @@ void GuidedQueues::push(Heap& heap, const Entry& entry) {
 
 void GuidedQueues::push(std::uint32_t node, double estimate, double num_landmarks, double tie,
                         bool is_preferred) {
-  const float ties = static_cast<float>(tie);
-  const auto push_both = [&](std::array<Heap, 2>& heaps, double value) {
-    const Entry entry{static_cast<float>(value), ties, node};
+  const auto push_both = [&](std::array<Heap, 2>& heaps, double value, double second) {
+    const Entry entry{static_cast<float>(value), static_cast<float>(second),
+                      static_cast<float>(tie), node};
     push(heaps[0], entry);
     if (preferred_operators_ && is_preferred) push(heaps[1], entry);
   };
-  push_both(heaps_[0], estimate);
-  if (landmarks_) push_both(heaps_[1], num_landmarks);
+  push_both(heaps_[0], estimate, 0);
+  if (landmarks_) push_both(heaps_[1], num_landmarks, estimate);
 }
 
 std::uint32_t GuidedQueues::pop() {
@@ -50,7 +51,7 @@ void GuidedQueues::note_progress(double estimate, double num_landmarks) {
   best_estimate_ = std::min(best_estimate_, estimate);
   least_landmarks_ = std::min(least_landmarks_, num_landmarks);
   if (!is_better) return;
-  for (std::array<Heap, 2>& heaps : heaps_) heaps[1].priority -= BOOST;
+  for (std::array<Heap, 2>& heaps : heaps_) heaps[1].priority -= boost_;
 }
 
 std::size_t GuidedQueues::size() const {

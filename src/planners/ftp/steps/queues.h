@@ -15,9 +15,10 @@ class GuidedQueues {
  public:
   static constexpr std::uint32_t NOTHING = 0xffffffff;
 
-  GuidedQueues(bool preferred_operators, bool landmarks);
+  /// Progress gives each preferred heap `boost` turns.
+  GuidedQueues(bool preferred_operators, bool landmarks, long boost);
 
-  /// Of equal estimates the least `tie` comes first.
+  /// Of equal numbers of landmarks the least estimate comes first, then the least `tie`.
   void push(std::uint32_t node, double estimate, double num_landmarks, double tie,
             bool is_preferred);
   /// `NOTHING` when all are empty. A node comes as often as it was entered.
@@ -32,6 +33,7 @@ class GuidedQueues {
  private:
   struct Entry {
     float estimate;
+    float second;
     float tie;
     std::uint32_t node;
   };
@@ -42,10 +44,9 @@ class GuidedQueues {
   static bool comes_later(const Entry& a, const Entry& b);
   static void push(Heap& heap, const Entry& entry);
 
-  static constexpr long BOOST = 1000;
-
   bool preferred_operators_;
   bool landmarks_;
+  long boost_;
   /// By estimate: all, preferred.
   std::array<std::array<Heap, 2>, 2> heaps_;
   double best_estimate_ = std::numeric_limits<double>::infinity();

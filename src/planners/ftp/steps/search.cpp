@@ -23,7 +23,7 @@ GuidedSearch::GuidedSearch(const GuidedTask& task, HFF& heuristic, const GuidedL
       options_(options),
       successors_(task, options.compression),
       duplicates_(options.duplicates, task, successors_.schedule()),
-      queues_(options.preferred_operators, options.landmarks && !landmarks.empty()),
+      queues_(options.preferred_operators, options.landmarks && !landmarks.empty(), options.boost),
       plan_makespan_(options.makespan_bound) {}
 
 GuidedSearch::~GuidedSearch() = default;
@@ -34,7 +34,7 @@ bool GuidedSearch::is_improving() const {
 
 GuidedSearch::Outcome GuidedSearch::run(std::size_t max_built) {
   const std::size_t before = statistics_.num_built;
-  evaluated_node_ = NO_NODE;  // the heuristic may have served another search since
+  heuristic_.set_ties(options_.heuristic.ties);
   if (nodes_.empty()) {
     make_root();
   } else {
@@ -58,7 +58,7 @@ void GuidedSearch::resume() {
   if (!is_over_) return;
   is_over_ = false;
   has_plan_ = false;
-  if (interrupted_ != NO_NODE) expand(std::exchange(interrupted_, NO_NODE), /*is_again=*/true);
+  if (interrupted_ != NO_NODE) make_children(std::exchange(interrupted_, NO_NODE));
 }
 
 void GuidedSearch::make_root() {
@@ -78,7 +78,9 @@ void GuidedSearch::make_root() {
 
 std::size_t GuidedSearch::memory() const {
   return state_bytes_ + nodes_.capacity() * sizeof(Node) + states_.capacity() * sizeof(void*) +
-         duplicates_.memory() + queues_.memory() + successors_.schedule().memory();
+         preferred_of_.capacity() * sizeof(Range) +
+         preferred_steps_.capacity() * sizeof(std::uint32_t) + duplicates_.memory() +
+         queues_.memory() + successors_.schedule().memory();
 }
 
 // The state is in `child_`.
@@ -94,15 +96,43 @@ void GuidedSearch::drop_state(std::uint32_t node) {
   state.reset();
 }
 
+void GuidedSearch::note_times(const GuidedState& state) {
+  written_at_.assign(state.slots.size(), 0);
+  const GuidedSchedule& schedule = successors_.schedule();
+  for (std::size_t slot = 0; slot < state.slots.size(); ++slot) {
+    const std::uint32_t writer = state.slots[slot].writer;
+    if (writer == SlotUsers::NONE) continue;
+    written_at_[slot] =
+        state.times[schedule.node_of_point(writer)] + schedule.offset_of_point(writer);
+  }
+}
+
 double GuidedSearch::evaluate(const GuidedState& state, std::uint32_t node) {
   ++statistics_.num_evaluated;
-  evaluated_node_ = node;
-  return heuristic_.evaluate(state);
+  note_times(state);
+  const double estimate = heuristic_.evaluate(state, written_at_);
+  if (estimate != Heuristic::DEAD_END) note_preferred(node);
+  return estimate;
+}
+
+void GuidedSearch::note_preferred(std::uint32_t node) {
+  if (!options_.preferred_operators) return;
+  if (preferred_of_.size() <= node) preferred_of_.resize(node + 1);
+  const std::uint32_t begin = static_cast<std::uint32_t>(preferred_steps_.size());
+  heuristic_.collect_preferred(preferred_steps_);
+  std::sort(preferred_steps_.begin() + begin, preferred_steps_.end());
+  preferred_of_[node] = {begin, static_cast<std::uint32_t>(preferred_steps_.size())};
 }
 
 void GuidedSearch::push(std::uint32_t node, bool is_preferred) {
   const Node& at = nodes_[node];
-  queues_.push(node, at.estimate, at.num_landmarks, at.makespan, is_preferred);
+  queues_.push(node, at.estimate, at.num_landmarks, at.end, is_preferred);
+}
+
+bool GuidedSearch::is_preferred(std::uint32_t node, std::uint32_t step) const {
+  const Range& range = preferred_of_[node];
+  return std::binary_search(preferred_steps_.begin() + range.begin,
+                            preferred_steps_.begin() + range.end, step);
 }
 
 // --- states ---
@@ -141,6 +171,11 @@ bool GuidedSearch::enter(std::uint32_t number) {
   const GuidedState& parent = *states_[nodes_[nodes_[number].parent].state];
   if (!build(parent, nodes_[number].move, child_)) return false;
   if (phase == Node::Phase::DEFERRED) {
+    if (successors_.is_goal(child_)) {
+      is_over_ = note_goal(nodes_[number].parent, nodes_[number].move);
+      successors_.schedule().cut_back(mark);
+      return false;
+    }
     const bool is_new = is_new_state(nodes_[number].parent, nodes_[number].move,
                                      successors_.schedule().makespan(child_));
     if (!is_new) ++statistics_.num_duplicates;
@@ -160,10 +195,6 @@ bool GuidedSearch::enter(std::uint32_t number) {
 bool GuidedSearch::evaluate_deferred(std::uint32_t number) {
   Node& node = nodes_[number];
   const double makespan = successors_.schedule().makespan(child_);
-  if (successors_.is_goal(child_)) {
-    is_over_ = note_goal(node.parent, node.move);
-    return false;
-  }
   const double estimate = evaluate(child_, number);
   if (estimate == Heuristic::DEAD_END) {
     ++statistics_.num_dead_ends;
@@ -172,7 +203,7 @@ bool GuidedSearch::evaluate_deferred(std::uint32_t number) {
   const bool is_worse = estimate > static_cast<double>(node.estimate);
   node.estimate = static_cast<float>(estimate);
   node.num_landmarks = static_cast<float>(landmarks_.count_missing(child_));
-  node.makespan = static_cast<float>(makespan);
+  node.end = static_cast<float>(std::max(makespan, heuristic_.end_of_relaxed_plan()));
   if (!is_worse) return true;
   node.phase = Node::Phase::POSTPONED;
   push(number, /*is_preferred=*/false);
@@ -181,14 +212,10 @@ bool GuidedSearch::evaluate_deferred(std::uint32_t number) {
 
 // --- expansion ---
 
-void GuidedSearch::expand(std::uint32_t number, bool is_again) {
-  if (!is_again) note_expansion();
+void GuidedSearch::expand(std::uint32_t number) {
+  note_expansion();
   const GuidedState& state = *states_[nodes_[number].state];
   states_[nodes_[number].state]->refresh_values();
-  if (options_.preferred_operators && evaluated_node_ != number) {
-    heuristic_.evaluate(state);  // for the preferred operators, so that it is not counted
-    evaluated_node_ = number;
-  }
   successors_.collect_moves(state, moves_);
   is_preferred_.assign(moves_.size(), true);
   if (options_.preferred_operators) {
@@ -196,11 +223,18 @@ void GuidedSearch::expand(std::uint32_t number, bool is_again) {
       // A plain opening beside a compressed one can wait.
       const bool is_sibling = i > 0 && moves_[i].list == moves_[i - 1].list;
       is_preferred_[i] =
-          !is_sibling && heuristic_.is_preferred(successors_.first_step(state, moves_[i]));
+          !is_sibling && is_preferred(number, successors_.first_step(state, moves_[i]));
     }
   }
-  has_children_ = is_again;
-  for (std::size_t i = 0; i < moves_.size() && !is_over_; ++i) {
+  next_move_ = 0;
+  has_children_ = false;
+  make_children(number);
+}
+
+// Until a plan is found; the moves after it are kept for a search that goes on.
+void GuidedSearch::make_children(std::uint32_t number) {
+  while (next_move_ < moves_.size() && !is_over_) {
+    const std::size_t i = next_move_++;
     if (is_preferred_[i]) {
       is_over_ = make_child(number, moves_[i]);
     } else {
@@ -219,7 +253,7 @@ void GuidedSearch::defer_child(std::uint32_t parent, GuidedMove move) {
   has_children_ = true;
   const Node from = nodes_[parent];
   nodes_.push_back(
-      {parent, from.estimate, from.num_landmarks, from.makespan, move, Node::Phase::DEFERRED});
+      {parent, from.estimate, from.num_landmarks, from.end, move, Node::Phase::DEFERRED});
   push(static_cast<std::uint32_t>(nodes_.size() - 1), /*is_preferred=*/false);
 }
 
@@ -227,17 +261,19 @@ bool GuidedSearch::make_child(std::uint32_t parent, GuidedMove move) {
   const GuidedSchedule::Mark mark = successors_.schedule().mark();
   if (!build(*states_[nodes_[parent].state], move, child_)) return false;
   const double makespan = successors_.schedule().makespan(child_);
+  // A goal is looked at first: where the plan by another way to it was refused, this one may do.
   const auto judge = [&]() -> double {
+    if (successors_.is_goal(child_)) {
+      ++statistics_.num_generated;
+      is_over_ = note_goal(parent, move);
+      return Heuristic::DEAD_END;
+    }
     if (!is_new_state(parent, move, makespan)) {
       ++statistics_.num_duplicates;
       return Heuristic::DEAD_END;
     }
     ++statistics_.num_generated;
     if (is_improving() && makespan >= plan_makespan_ - LEAST_GAIN) return Heuristic::DEAD_END;
-    if (successors_.is_goal(child_)) {
-      is_over_ = note_goal(parent, move);
-      return Heuristic::DEAD_END;
-    }
     const double estimate = evaluate(child_, static_cast<std::uint32_t>(nodes_.size()));
     if (estimate == Heuristic::DEAD_END) ++statistics_.num_dead_ends;
     return estimate;
@@ -247,7 +283,8 @@ bool GuidedSearch::make_child(std::uint32_t parent, GuidedMove move) {
   if (estimate == Heuristic::DEAD_END) return is_over_;
   nodes_.push_back({parent, static_cast<float>(estimate),
                     static_cast<float>(landmarks_.count_missing(child_)),
-                    static_cast<float>(makespan), move, Node::Phase::EVALUATED});
+                    static_cast<float>(std::max(makespan, heuristic_.end_of_relaxed_plan())), move,
+                    Node::Phase::EVALUATED});
   has_children_ = true;
   push(static_cast<std::uint32_t>(nodes_.size() - 1), /*is_preferred=*/true);
   queues_.note_progress(nodes_.back().estimate, nodes_.back().num_landmarks);

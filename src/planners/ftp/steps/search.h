@@ -26,6 +26,9 @@ struct GuidedOptions {
   bool preferred_operators = true;
   /// The number of landmarks that are still to be reached leads a second pair of heaps.
   bool landmarks = true;
+  /// How many turns progress gives to preferred operators. Many turns are fast where they lead to
+  /// the goal, and keep the search on a plateau where they don't.
+  long boost = 2;
   std::size_t max_evaluations = std::numeric_limits<std::size_t>::max();
   /// Bytes, roughly. A search that wants more gives up.
   std::size_t max_memory = std::size_t{1} << 30;
@@ -83,7 +86,7 @@ class GuidedSearch {
     std::uint32_t parent;
     float estimate;
     float num_landmarks;
-    float makespan;
+    float end;  // when the relaxed plan would be through
     GuidedMove move;
     Phase phase;
     std::uint32_t state = NO_STATE;
@@ -102,11 +105,15 @@ class GuidedSearch {
   bool build(const GuidedState& parent, GuidedMove& move, GuidedState& child);
   /// False for a node that is a dead end, or that goes back into the heaps.
   bool evaluate_deferred(std::uint32_t node);
-  /// An expansion that was cut short by a plan is done again: children that are known are left out.
-  void expand(std::uint32_t node, bool is_again = false);
+  void expand(std::uint32_t node);
+  /// Of the node that is expanded, until one of them is a plan; once more: those after it.
+  void make_children(std::uint32_t node);
   /// True when the search is over.
   bool make_child(std::uint32_t parent, GuidedMove move);
   void defer_child(std::uint32_t parent, GuidedMove move);
+  void note_times(const GuidedState& state);
+  void note_preferred(std::uint32_t node);
+  bool is_preferred(std::uint32_t node, std::uint32_t step) const;
   double evaluate(const GuidedState& state, std::uint32_t node);
   void push(std::uint32_t node, bool is_preferred);
   bool note_goal(std::uint32_t parent, GuidedMove move);
@@ -125,9 +132,18 @@ class GuidedSearch {
   std::vector<std::unique_ptr<GuidedState>> states_;
   std::size_t state_bytes_ = 0;
   GuidedState child_;
-  std::uint32_t evaluated_node_ = NO_NODE;  // that of the heuristic's latest evaluation
   std::vector<GuidedMove> moves_;
+  std::vector<double> written_at_;  // by slot of the schedule
+  /// By node: the steps of its relaxed plan that apply, in `preferred_steps_`; nothing where it was
+  /// not evaluated.
+  struct Range {
+    std::uint32_t begin = NO_NODE;
+    std::uint32_t end = NO_NODE;
+  };
+  std::vector<Range> preferred_of_;
+  std::vector<std::uint32_t> preferred_steps_;
   std::vector<bool> is_preferred_;
+  std::size_t next_move_ = 0;  // of the node that is expanded
   bool has_children_ = false;
   bool is_over_ = false;
   std::uint32_t interrupted_ = NO_NODE;  // the node whose expansion the latest plan has cut short

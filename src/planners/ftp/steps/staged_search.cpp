@@ -24,7 +24,9 @@ GuidedPlanner::GuidedPlanner(CompiledTask& task, const GuidedOptions& options,
 
 GuidedPlanner::~GuidedPlanner() = default;
 
+// The second stage differs from the first where ties and turns are a matter of luck.
 void GuidedPlanner::start() {
+  constexpr long OTHER_BOOST = 1000;
   heuristic_ = std::make_unique<HFF>(task_, options_.heuristic);
   if (options_.landmarks) {
     landmarks_ = GuidedLandmarks(task_);
@@ -34,7 +36,12 @@ void GuidedPlanner::start() {
   complete.compression = Compression::SHORTCUT;
   complete.duplicates = Duplicates::EXACT;
   complete.max_memory = options_.max_memory / 2;
+  GuidedOptions other_ties = options_;
+  other_ties.heuristic.ties = LiteralQueue::Ties::LATEST;
+  other_ties.boost = OTHER_BOOST;
+  other_ties.max_memory = options_.max_memory / 2;
   add_stage("full compression, duplicates by values", options_);
+  add_stage("full compression, other supporters", other_ties);
   add_stage("plain openings, exact duplicates", complete);
 }
 

@@ -56,7 +56,7 @@ class GuidedPlanner {
   GuidedStatistics statistics() const;
 
  private:
-  static constexpr std::size_t COMPLETE_STAGE = 1;
+  static constexpr std::size_t COMPLETE_STAGE = 2;
 
   struct Stage {
     std::size_t number;

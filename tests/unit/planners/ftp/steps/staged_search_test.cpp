@@ -242,15 +242,72 @@ TEST_F(GuidedSearchTest, TheEstimateIsTheSizeOfARelaxedPlan) {
   // Two steps of each action, and the number is counted up three times.
   EXPECT_EQ(heuristic.evaluate(state), 8);
   const std::uint32_t makes_p = list_of("makes_p");
-  EXPECT_TRUE(heuristic.is_preferred(task_->list(makes_p).first_step));
+  const auto is_preferred = [&](std::uint32_t list) {
+    std::vector<std::uint32_t> steps;
+    heuristic.collect_preferred(steps);
+    const std::uint32_t first = task_->list(list).first_step;
+    return std::find(steps.begin(), steps.end(), first) != steps.end();
+  };
+  EXPECT_TRUE(is_preferred(makes_p));
+  EXPECT_FALSE(is_preferred(list_of("makes_q")));  // of the relaxed plan, but later
   ASSERT_TRUE(successors.apply(state, {makes_p, Kind::OPEN}));
   EXPECT_EQ(heuristic.evaluate(state), 7);
-  EXPECT_FALSE(heuristic.is_preferred(task_->list(makes_p).first_step));
+  EXPECT_FALSE(is_preferred(makes_p));
   ASSERT_TRUE(successors.apply(state, {makes_p, Kind::STEP}));
   EXPECT_EQ(heuristic.evaluate(state), 6);
   // An action that is open has to come to its end, whether it helps or not.
   ASSERT_TRUE(successors.apply(state, {makes_p, Kind::OPEN}));
   EXPECT_EQ(heuristic.evaluate(state), 7);
+}
+
+// A comparison of an instance is one literal for each that is asked for: the way through three
+// rooms is three moves, where a comparison without a gain would be one guess.
+TEST_F(GuidedSearchTest, ValuesOfInstancesAreLiterals) {
+  load(R"(
+    type Room; instance Room a, b, c, d;
+    fluent Room at; fluent Room seen; fluent boolean p;
+    action to_b() { duration := 1; [start] at == a; [end] at := b; };
+    action to_c() { duration := 1; [start] at == b; [end] at := c; };
+    action to_d() { duration := 1; [start] not (at == a); [start] at == c and p; [end] at := d; };
+    action look() { duration := 1; [end] seen := at; };
+    [start] at := a; [start] seen := a; [start] p := true;
+    [end] at == d; [end] not (seen == a);
+  )");
+  HFF heuristic(*task_, HFF::Options());
+  const GuidedLandmarks landmarks(*task_);
+  EXPECT_EQ(landmarks.size(), 5U);  // three rooms, not a, and something else seen
+  GuidedSuccessors successors(*task_, Compression::FULL);
+  GuidedState state;
+  ASSERT_TRUE(successors.make_initial_state(state));
+  EXPECT_EQ(heuristic.evaluate(state), 8);  // two steps of each action
+  std::vector<GuidedMove> moves;
+  for (const char* action : {"to_b", "to_c", "to_d"}) {
+    // What can't be is no move: nothing but this and the look.
+    successors.collect_moves(state, moves);
+    EXPECT_EQ(moves.size(), 2U) << action;
+    ASSERT_TRUE(successors.apply(state, {list_of(action), Kind::OPEN_ALL})) << action;
+  }
+  EXPECT_EQ(heuristic.evaluate(state), 2);
+}
+
+// Of two ways of equal length the one that is through first counts.
+TEST_F(GuidedSearchTest, OfEquallyCheapSupportersTheEarliestCounts) {
+  for (const bool slow_is_first : {false, true}) {
+    const std::string slow = "action slow() { duration := 9; [end] p := true; };";
+    const std::string fast = "action fast() { duration := 2; [end] p := true; };";
+    load("fluent boolean p; fluent boolean q;" + (slow_is_first ? slow + fast : fast + slow) +
+         R"(action wait() { duration := 1; [start] p; [end] q := true; };
+            [start] p := false; [start] q := false; [end] q;)");
+    HFF heuristic(*task_, HFF::Options());
+    GuidedSuccessors successors(*task_, Compression::NONE);
+    GuidedState state;
+    ASSERT_TRUE(successors.make_initial_state(state));
+    EXPECT_EQ(heuristic.evaluate(state), 4);
+    EXPECT_EQ(heuristic.end_of_relaxed_plan(), 3);
+    std::vector<std::uint32_t> preferred;
+    heuristic.collect_preferred(preferred);
+    EXPECT_EQ(preferred, std::vector<std::uint32_t>{task_->list(list_of("fast")).first_step});
+  }
 }
 
 TEST_F(GuidedSearchTest, WhatNobodyWritesAnyMoreIsOutOfReach) {

@@ -124,7 +124,7 @@ TEST_F(StagesTest, TheEndOfACompleteStageIsAnAnswer) {
 }
 
 TEST_F(StagesTest, AStageTellsWhichPlanIsItsOwn) {
-  for (const auto& [text, stage] : {std::pair(MATCH_CELLAR, 0U), std::pair(SPANNING, 1U)}) {
+  for (const auto& [text, stage] : {std::pair(MATCH_CELLAR, 0U), std::pair(SPANNING, 2U)}) {
     load(text);
     GuidedPlanner planner(*compiled_, GuidedOptions(), 0);
     ASSERT_NE(planner.find_plan(), nullptr) << text;
