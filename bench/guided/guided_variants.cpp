@@ -2,7 +2,7 @@
 //
 //   guided_variants DOMAIN PROBLEM [--improve=N] [--without-X ...]
 //
-// X: compression, duplicates, relaxed-plan, preferred, landmarks, numeric, times.
+// X: compression, duplicates, relaxed-plan, preferred, landmarks, symmetry, numeric, times.
 // --ties-latest, --exact-duplicates and --boost are other ways. The line has: plan or
 // none, the CPU seconds of the planner without the reader, states evaluated, generated and
 // expanded, and the makespan.
@@ -40,8 +40,10 @@ const std::map<std::string, Variant>& variants() {
       {"--without-relaxed-plan", [](GuidedOptions& o) { o.heuristic.counts_relaxed_plan = false; }},
       {"--without-preferred", [](GuidedOptions& o) { o.preferred_operators = false; }},
       {"--without-landmarks", [](GuidedOptions& o) { o.landmarks = false; }},
+      {"--without-symmetry", [](GuidedOptions& o) { o.symmetry = false; }},
       {"--ties-latest", [](GuidedOptions& o) { o.heuristic.ties = LiteralQueue::Ties::LATEST; }},
       {"--without-times", [](GuidedOptions& o) { o.heuristic.earliest_supporters = false; }},
+      {"--without-time-weight", [](GuidedOptions& o) { o.time_weight = 0; }},
       {"--boost", [](GuidedOptions& o) { o.boost = 1000; }},
       {"--without-numeric", [](GuidedOptions& o) { o.heuristic.numeric_supporters = false; }},
   };

@@ -14,12 +14,26 @@ namespace {
 constexpr double LEAST_GAIN = 1e-3;
 constexpr std::size_t REPORT_INTERVAL = 1000;
 
+/// Of the actions that last; 1 if none does.
+double mean_duration(const GuidedTask& task) {
+  double sum = 0;
+  std::size_t num_actions = 0;
+  for (const GuidedList& list : task.lists()) {
+    if (!list.is_useful || list.lower <= 0) continue;
+    sum += list.lower;
+    ++num_actions;
+  }
+  return num_actions == 0 ? 1 : sum / static_cast<double>(num_actions);
+}
+
 }  // namespace
 
 GuidedSearch::GuidedSearch(const GuidedTask& task, HFF& heuristic, const GuidedLandmarks& landmarks,
-                           const GuidedOptions& options)
+                           ObjectSymmetry& symmetry, const GuidedOptions& options)
     : heuristic_(heuristic),
       landmarks_(landmarks),
+      symmetry_(symmetry),
+      steps_per_time_(options.time_weight / mean_duration(task)),
       options_(options),
       successors_(task, options.compression),
       duplicates_(options.duplicates, task, successors_.schedule()),
@@ -126,7 +140,8 @@ void GuidedSearch::note_preferred(std::uint32_t node) {
 
 void GuidedSearch::push(std::uint32_t node, bool is_preferred) {
   const Node& at = nodes_[node];
-  queues_.push(node, at.estimate, at.num_landmarks, at.end, is_preferred);
+  queues_.push(node, at.estimate + steps_per_time_ * at.end, at.num_landmarks, at.end,
+               is_preferred);
 }
 
 bool GuidedSearch::is_preferred(std::uint32_t node, std::uint32_t step) const {
@@ -226,9 +241,37 @@ void GuidedSearch::expand(std::uint32_t number) {
           !is_sibling && is_preferred(number, successors_.first_step(state, moves_[i]));
     }
   }
+  if (options_.symmetry && !symmetry_.is_trivial()) leave_out_equal_moves(state);
   next_move_ = 0;
   has_children_ = false;
   make_children(number);
+}
+
+// A preferred one of equal moves stays, else the first.
+void GuidedSearch::leave_out_equal_moves(const GuidedState& state) {
+  symmetry_.look_at(state);
+  representatives_.clear();
+  const auto add = [&](const GuidedMove& move) {
+    const std::pair key(symmetry_.representative(move.list), move.kind);
+    const bool is_known =
+        std::find(representatives_.begin(), representatives_.end(), key) != representatives_.end();
+    if (!is_known) representatives_.push_back(key);
+    return !is_known;
+  };
+  std::vector<bool> stays(moves_.size());
+  for (const bool preferred : {true, false}) {
+    for (std::size_t i = 0; i < moves_.size(); ++i) {
+      if (is_preferred_[i] == preferred) stays[i] = add(moves_[i]);
+    }
+  }
+  std::size_t num_kept = 0;
+  for (std::size_t i = 0; i < moves_.size(); ++i) {
+    if (!stays[i]) continue;
+    moves_[num_kept] = moves_[i];
+    is_preferred_[num_kept++] = is_preferred_[i];
+  }
+  moves_.resize(num_kept);
+  is_preferred_.resize(num_kept);
 }
 
 // Until a plan is found; the moves after it are kept for a search that goes on.

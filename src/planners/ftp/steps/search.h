@@ -13,6 +13,7 @@
 #include "planners/ftp/steps/successors.h"
 #include "planners/ftp/task/step_state.h"
 #include "planners/ftp/task/step_task.h"
+#include "planners/ftp/task/symmetry.h"
 
 namespace kelvo::ftp {
 
@@ -26,6 +27,11 @@ struct GuidedOptions {
   bool preferred_operators = true;
   /// The number of landmarks that are still to be reached leads a second pair of heaps.
   bool landmarks = true;
+  /// Of moves that differ in equal objects one is enough.
+  bool symmetry = true;
+  /// How many steps of the relaxed plan the search would take for a plan that is through sooner by
+  /// the mean duration of an action.
+  double time_weight = 1;
   /// How many turns progress gives to preferred operators. Many turns are fast where they lead to
   /// the goal, and keep the search on a plateau where they don't.
   long boost = 2;
@@ -53,9 +59,9 @@ struct GuidedStatistics {
 /// stopped and continued.
 class GuidedSearch {
  public:
-  /// The task, the heuristic and the landmarks are borrowed.
+  /// All are borrowed but the options.
   GuidedSearch(const GuidedTask& task, HFF& heuristic, const GuidedLandmarks& landmarks,
-               const GuidedOptions& options);
+               ObjectSymmetry& symmetry, const GuidedOptions& options);
   ~GuidedSearch();
 
   enum class Outcome { FOUND, EXHAUSTED, STOPPED, OUT_OF_MEMORY };
@@ -108,6 +114,7 @@ class GuidedSearch {
   void expand(std::uint32_t node);
   /// Of the node that is expanded, until one of them is a plan; once more: those after it.
   void make_children(std::uint32_t node);
+  void leave_out_equal_moves(const GuidedState& state);
   /// True when the search is over.
   bool make_child(std::uint32_t parent, GuidedMove move);
   void defer_child(std::uint32_t parent, GuidedMove move);
@@ -121,6 +128,8 @@ class GuidedSearch {
 
   HFF& heuristic_;
   const GuidedLandmarks& landmarks_;
+  ObjectSymmetry& symmetry_;
+  double steps_per_time_;
   GuidedOptions options_;
   GuidedSuccessors successors_;
   GuidedDuplicates duplicates_;
@@ -143,6 +152,7 @@ class GuidedSearch {
   std::vector<Range> preferred_of_;
   std::vector<std::uint32_t> preferred_steps_;
   std::vector<bool> is_preferred_;
+  std::vector<std::pair<std::uint32_t, GuidedMove::Kind>> representatives_;  // scratch
   std::size_t next_move_ = 0;  // of the node that is expanded
   bool has_children_ = false;
   bool is_over_ = false;

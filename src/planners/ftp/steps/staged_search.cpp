@@ -32,6 +32,7 @@ void GuidedPlanner::start() {
     landmarks_ = GuidedLandmarks(task_);
     LOG(LogLevel::INFO) << "Landmarks: " << landmarks_.size();
   }
+  symmetry_ = std::make_unique<ObjectSymmetry>(task_);
   GuidedOptions complete = options_;
   complete.compression = Compression::SHORTCUT;
   complete.duplicates = Duplicates::EXACT;
@@ -39,6 +40,7 @@ void GuidedPlanner::start() {
   GuidedOptions other_ties = options_;
   other_ties.heuristic.ties = LiteralQueue::Ties::LATEST;
   other_ties.boost = OTHER_BOOST;
+  other_ties.time_weight = 0;
   other_ties.max_memory = options_.max_memory / 2;
   add_stage("full compression, duplicates by values", options_);
   add_stage("full compression, other supporters", other_ties);
@@ -46,7 +48,7 @@ void GuidedPlanner::start() {
 }
 
 void GuidedPlanner::add_stage(const std::string& name, const GuidedOptions& options) {
-  auto search = std::make_unique<GuidedSearch>(task_, *heuristic_, landmarks_, options);
+  auto search = std::make_unique<GuidedSearch>(task_, *heuristic_, landmarks_, *symmetry_, options);
   stages_.push_back({stages_.size(), name, std::move(search)});
 }
 
@@ -119,7 +121,7 @@ void GuidedPlanner::improve() {
   options.max_evaluations = num_improvements_;
   options.makespan_bound = makespan_;
   LOG(LogLevel::INFO) << "Guided search: shortening a makespan of " << makespan_;
-  GuidedSearch search(task_, *heuristic_, landmarks_, options);
+  GuidedSearch search(task_, *heuristic_, landmarks_, *symmetry_, options);
   const GuidedSearch::Outcome outcome = search.run();
   report(search);
   if (outcome != GuidedSearch::Outcome::FOUND || !take(search)) return;

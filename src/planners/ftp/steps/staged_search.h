@@ -78,6 +78,7 @@ class GuidedPlanner {
   std::size_t num_improvements_;
   Test test_;
   std::unique_ptr<HFF> heuristic_;
+  std::unique_ptr<ObjectSymmetry> symmetry_;
   GuidedLandmarks landmarks_;
   std::vector<Stage> stages_;
   GuidedStatistics statistics_;  // of the searches that are over

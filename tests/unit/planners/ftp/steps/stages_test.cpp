@@ -24,7 +24,8 @@ class StagesTest : public GuidedSearchTest {
     }
     HFF heuristic(*task_, options.heuristic);
     const GuidedLandmarks landmarks(*task_);
-    GuidedSearch search(*task_, heuristic, landmarks, options);
+    ObjectSymmetry symmetry(*task_);
+    GuidedSearch search(*task_, heuristic, landmarks, symmetry, options);
     const GuidedSearch::Outcome outcome = search.run(max_built);
     num_expanded_ = search.statistics().num_expanded;
     return outcome;
@@ -143,10 +144,11 @@ TEST_F(StagesTest, ASearchGoesOnWhereItStopped) {
       options.duplicates = duplicates;
       HFF heuristic(*task_, options.heuristic);
       const GuidedLandmarks landmarks(*task_);
-      GuidedSearch whole(*task_, heuristic, landmarks, options);
+      ObjectSymmetry symmetry(*task_);
+      GuidedSearch whole(*task_, heuristic, landmarks, symmetry, options);
       const GuidedSearch::Outcome outcome = whole.run();
-      GuidedSearch sliced(*task_, heuristic, landmarks, options);
-      GuidedSearch disturbing(*task_, heuristic, landmarks, options);
+      GuidedSearch sliced(*task_, heuristic, landmarks, symmetry, options);
+      GuidedSearch disturbing(*task_, heuristic, landmarks, symmetry, options);
       GuidedSearch::Outcome last = GuidedSearch::Outcome::STOPPED;
       while (last == GuidedSearch::Outcome::STOPPED) {
         last = sliced.run(1);
