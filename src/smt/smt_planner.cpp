@@ -21,6 +21,9 @@ namespace kelvo::smt {
 
 SmtPlanner::SmtPlanner(Environment& env, const model::ProblemInstance& problem)
     : Planner(env, problem) {
+  if (env.configuration().get_integer_value("smt-optimization-rounds") > 0) {
+    throw InternalError("Optimization has not been implemented yet");
+  }
   OwnCompilation compilation;
   compilation.grounds_actions = false;
   compile(compilation);
@@ -45,9 +48,6 @@ std::shared_ptr<Plan> SmtPlanner::solve() {
       if (!is_last_word(h)) continue;
       no_plan_ = {NoPlan::Certainty::PROVEN, "for it has no actions"};
       return nullptr;
-    }
-    if (options.get_integer_value("smt-optimization-rounds") > 0) {
-      throw InternalError("Optimization has not been implemented yet");
     }
     const std::shared_ptr<Plan> plan = map_back(plan_from_model(h, *solver));
     if (!passes_test(plan)) {
