@@ -9,8 +9,7 @@
 #include "model/expression_factory.h"
 #include "planners/ftp/events/network_replay.h"
 #include "planners/ftp/relaxation/hadd.h"
-#include "planners/ftp/relaxation/hlandmarks.h"
-#include "planners/ftp/relaxation/hmax.h"
+#include "planners/ftp/relaxation/heuristic_table.h"
 #include "planners/ftp/steps/staged_search.h"
 #include "planners/ftp/task/late_effects.h"
 #include "planners/own_compilation.h"
@@ -61,21 +60,10 @@ void FtpPlanner::make_heuristic() {
   const Configuration& options = environment().configuration();
   const std::string& name = options.get_string_value("ftp-heuristic");
   const bool is_learned = !options.get_string_value("rlftp-model").empty();
-  if (is_learned || name == "blind" || weight_ == 0) return;
-  if (name == "hsize") {
-    heuristic_ = std::make_unique<HSize>(environment());
-    return;
-  }
-  relaxed_ = std::make_unique<RelaxedTask>(*task_);
-  if (name == "hadd") {
-    heuristic_ = std::make_unique<HAdd>(*relaxed_);
-  } else if (name == "hmax") {
-    heuristic_ = std::make_unique<HMax>(*relaxed_);
-  } else if (name == "hlandmarks") {
-    heuristic_ = std::make_unique<HLandmarks>(*relaxed_);
-  } else {
-    throw InternalError("Heuristic not implemented!");
-  }
+  if (is_learned || weight_ == 0) return;
+  RelaxedHeuristic made = ftp::make_heuristic(name, *task_);
+  relaxed_ = std::move(made.relaxed);
+  heuristic_ = std::move(made.heuristic);
 }
 
 std::shared_ptr<Plan> FtpPlanner::solve() {
