@@ -2,24 +2,13 @@
 
 #include <ios>
 #include <iostream>
-#include <memory>
-#include <utility>
 
-#include "app/no_plan_line.h"
-#include "app/not_built.h"
-#include "app/option_checks.h"
+#include "app/functions.h"
 #include "app/output.h"
-#include "app/plan_check.h"
-#include "app/planner_factory.h"
 #include "app/transformer_factory.h"
-#include "app/translations.h"
-#include "app/validate.h"
 #include "model/problem_instance.h"
 #include "parsers/anml/anml_parser.h"
 #include "parsers/pddl/pddl_parser.h"
-#include "planners/planner.h"
-#include "plans/plan.h"
-#include "plans/time_triggered_plan.h"
 #include "shell/concat_stream.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
@@ -39,70 +28,12 @@ ProblemInstance read_problem(Environment& env, std::istream& source) {
 }
 
 /// Applies the transformers of the command line, each to completion before the next is made.
-TransformerChain transform(Environment& env, const ProblemInstance& problem) {
+TransformerChain apply_transformers(Environment& env, const ProblemInstance& problem) {
   TransformerChain chain(problem);
   for (const std::string& name : env.configuration().get_vector_string_value("transformer")) {
     chain.apply([&](const ProblemInstance& input) { return make_transformer(env, name, input); });
   }
   return chain;
-}
-
-void print_problem(const Configuration& configuration, const ProblemInstance& problem) {
-  const std::string& output = configuration.get_string_value("output");
-  // With `showproblem` it is on standard output already.
-  if (output.empty() && configuration.get_boolean_value("showproblem")) return;
-  write_output(output, [&problem](std::ostream& out) { out << *problem << '\n'; });
-}
-
-/// The plan in the form that the options ask for.
-std::shared_ptr<Plan> converted_plan(const Configuration& configuration,
-                                     std::shared_ptr<Plan> plan) {
-  if (configuration.get_boolean_value("time-triggered")) {
-    plan = std::make_shared<TimeTriggeredPlan>(plan);
-  }
-  return plan;
-}
-
-/// Times are rounded where what is printed is still a plan.
-void print_plan(Environment& env, const Plan& plan, PlanCheck& check) {
-  std::cout << ";; A plan has been found:\n";
-  const auto* time_triggered = dynamic_cast<const TimeTriggeredPlan*>(&plan);
-  if (time_triggered != nullptr && !env.configuration().get_boolean_value("rational-precision") &&
-      time_triggered->is_changed_by_rounding()) {
-    const std::shared_ptr<TimeTriggeredPlan> rounded = time_triggered->rounded();
-    if (rounded == nullptr || !check.is_valid(*rounded)) {
-      LOG(LogLevel::INFO)
-          << "The times of the plan are printed exactly: rounded, it would not be valid, "
-             "or not be read";
-      time_triggered->print_exactly(std::cout);
-      return;
-    }
-  }
-  plan.print(std::cout);
-}
-
-void solve(Environment& env, const ProblemInstance& as_read, const TransformerChain& chain) {
-  const Configuration& configuration = env.configuration();
-  refuse_what_is_not_built(configuration);
-  const std::unique_ptr<Planner> planner =
-      make_planner(env, configuration.get_string_value("algorithm"), chain.problem());
-  PlanCheck check(env, as_read, chain);
-  std::shared_ptr<Plan> passed;
-  planner->set_plan_test([&check, &passed](const std::shared_ptr<Plan>& plan) {
-    const bool passes = check.passes(plan);
-    if (passes) passed = plan;
-    return passes;
-  });
-  std::shared_ptr<Plan> plan = planner->solve();
-  if (plan != nullptr && plan != passed && !check.passes(plan)) plan = nullptr;
-  if (plan == nullptr) {
-    std::cout << "No solution exists.\n" << std::flush;
-    std::cerr << no_plan_line(planner->no_plan(), check.num_refused()) << '\n';
-    check.explain_first_refusal(std::cerr);
-    return;
-  }
-  plan = converted_plan(configuration, check.confirmed());
-  print_plan(env, *plan, check);
 }
 
 int run_with_files(Environment& env, const std::vector<std::string>& input_files) {
@@ -133,25 +64,9 @@ int run_with_input_files(Environment& env, const std::vector<std::string>& input
 int process_problem(Environment& env, std::istream& source) {
   const Configuration& configuration = env.configuration();
   const ProblemInstance as_read = read_problem(env, source);
-  const TransformerChain chain = transform(env, as_read);
-  const ProblemInstance& problem = chain.problem();
-  if (configuration.get_boolean_value("showproblem")) std::cout << *problem << '\n';
-
-  const std::string& function = configuration.get_string_value("function");
-  if (function == "transform") {
-    print_problem(configuration, problem);
-  } else if (function == "convert-to") {
-    convert(env, problem);
-  } else if (function == "trace-to-plan") {
-    convert_trace(env, problem);
-  } else if (function == "code-generate") {
-    not_built("code generator");
-  } else if (function == "validate") {
-    return validate(env, as_read, chain);
-  } else if (function == "solve") {
-    solve(env, as_read, chain);
-  }
-  return 0;
+  const TransformerChain chain = apply_transformers(env, as_read);
+  if (configuration.get_boolean_value("showproblem")) std::cout << *chain.problem() << '\n';
+  return run_function(env, configuration.get_string_value("function"), as_read, chain);
 }
 
 }  // namespace kelvo

@@ -1,17 +1,19 @@
 #include "app/option_checks.h"
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
 #include <ostream>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "app/not_built.h"
+#include "app/functions.h"
+#include "app/planner_factory.h"
+#include "app/table.h"
 #include "shell/configuration.h"
 #include "shell/errors.h"
 #include "shell/numbers.h"
+#include "shell/option_table.h"
 
 namespace kelvo {
 
@@ -63,8 +65,8 @@ bool check_count(const Configuration& configuration, const char* option, std::os
 struct Choices {
   explicit Choices(const Configuration& options);
 
-  bool is(const char* wanted) const { return function == wanted; }
-  bool solves_with(const char* wanted) const { return is("solve") && algorithm == wanted; }
+  bool is(const std::string& wanted) const { return function == wanted; }
+  bool solves_with(const std::string& wanted) const { return is("solve") && algorithm == wanted; }
   bool has_transformer(const char* name) const {
     return std::find(transformers.begin(), transformers.end(), name) != transformers.end();
   }
@@ -94,103 +96,72 @@ Choices::Choices(const Configuration& options)
       writes_two_files(!options.get_string_value("domain").empty() &&
                        !options.get_string_value("problem").empty()) {}
 
-/// Why an option is not read, as the end of a sentence, or null when it is.
-using Excuse = const char* (*)(const Choices&);
-
-struct OptionUse {
-  const char* option;
-  Excuse excuse;
+/// What reads an option when not every run of its function does, planners aside, which have their
+/// names. The excuse for not reading it is the end of a sentence, or null when it is read.
+struct Reader {
+  const char* name;
+  const char* (*excuse)(const Choices&);
 };
 
-const char* only_ftp(const Choices& c) {
-  return c.solves_with("ftp") ? nullptr : "without '-a ftp'";
-}
-const char* only_standard_ftp(const Choices& c) {
-  return c.is_guided ? "on the guided search" : only_ftp(c);
-}
-const char* only_guided_ftp(const Choices& c) {
-  return c.is_guided ? nullptr : "without '-a ftp --ftp-search guided'";
-}
-const char* only_smt(const Choices& c) {
-  return c.solves_with("smt") ? nullptr : "without '-a smt'";
-}
-const char* only_tsimple(const Choices& c) {
-  return c.solves_with("tsimple") ? nullptr : "without '-a tsimple'";
-}
-const char* only_iw(const Choices& c) {
-  return c.solves_with("iw") ? nullptr : "without '-a iw'";
-}
-const char* only_rlftp(const Choices& c) {
-  return c.solves_with("rlftp") ? nullptr : "without '-a rlftp'";
-}
-const char* only_timed(const Choices& c) {
-  return c.prints_partial_order ? "on a partial-order plan without '-T'" : nullptr;
-}
-const char* only_bounder(const Choices& c) {
+const char* excuse_of_bounder(const Choices& c) {
   return c.has_transformer("bounder") ? nullptr : "without '-t bounder'";
 }
-const char* only_grounding(const Choices& c) {
+const char* excuse_of_grounding(const Choices& c) {
   const bool grounds = c.has_transformer("action-grounder") || c.has_transformer("full-grounder") ||
                        (c.is("solve") && c.algorithm != "smt");
   return grounds ? nullptr : "where nothing is grounded";
 }
-const char* only_moving_targets(const Choices& c) {
-  return c.judges_moving_targets ? nullptr : "without '-P --strict'";
-}
-const char* only_single_texts(const Choices& c) {
-  if (!c.is("convert-to")) return nullptr;
+const char* excuse_of_one_text(const Choices& c) {
   if (c.target == "pddl") return "with '--target pddl'";
   return c.target == "uppaal" ? "with '--target uppaal'" : nullptr;
 }
-const char* only_uppaal(const Choices& c) {
-  return c.target == "uppaal" ? nullptr : "without '--target uppaal'";
-}
-const char* only_both_files(const Choices& c) {
+const char* excuse_of_two_files(const Choices& c) {
   if (c.target != "pddl") return "without '--target pddl'";
   return c.writes_two_files ? nullptr : "without both '--domain' and '--problem'";
 }
+const char* excuse_of_uppaal(const Choices& c) {
+  return c.target == "uppaal" ? nullptr : "without '--target uppaal'";
+}
+const char* excuse_of_timed_plan(const Choices& c) {
+  return c.prints_partial_order ? "on a partial-order plan without '-T'" : nullptr;
+}
+const char* excuse_of_moving_targets(const Choices& c) {
+  return c.judges_moving_targets ? nullptr : "without '-P --strict'";
+}
+const char* excuse_of_standard_search(const Choices& c) {
+  if (!c.solves_with("ftp")) return "without '-a ftp'";
+  return c.is_guided ? "on the guided search" : nullptr;
+}
+const char* excuse_of_guided_search(const Choices& c) {
+  return c.is_guided ? nullptr : "without '-a ftp --ftp-search guided'";
+}
 
-constexpr OptionUse option_uses[] = {
-    {"bounding-problem", only_bounder},
-    {"disable-prune-actions", only_grounding},
-    {"output", only_single_texts},
-    {"domain", only_both_files},
-    {"problem", only_both_files},
-    {"model", only_uppaal},
-    {"query", only_uppaal},
-    {"epsilon", only_moving_targets},
-    {"rational-precision", only_timed},
-    {"smt-max-horizon", only_smt},
-    {"smt-optimization-rounds", only_smt},
-    {"weight", only_standard_ftp},
-    {"tsimple-heuristic", only_tsimple},
-    {"tsimple-goals-serialization", only_tsimple},
-    {"ftp-heuristic", only_standard_ftp},
-    {"ftp-deordering", only_standard_ftp},
-    {"ftp-weak-equality", only_standard_ftp},
-    {"ftp-simultaneity", only_standard_ftp},
-    {"ftp-no-backtracking", only_standard_ftp},
-    {"ftp-search", only_ftp},
-    {"ftp-improve", only_guided_ftp},
-    {"rlftp-gamma", only_rlftp},
-    {"rlftp-max-plan-size", only_rlftp},
-    {"rlftp-disable-use-fluents-as-input", only_rlftp},
-    {"rlftp-disable-use-actions-as-input", only_rlftp},
-    {"rlftp-disable-use-constants-as-input", only_rlftp},
-    {"rlftp-disable-use-goals-as-input", only_rlftp},
-    {"rlftp-disable-use-tn-as-input", only_rlftp},
-    {"rlftp-use-heuristic-as-input", only_rlftp},
-    {"rlftp-use-makespan-as-input", only_rlftp},
-    {"iw-disable-tuple-computation-in-initial-states", only_iw},
+constexpr Reader readers[] = {
+    {"bounder", excuse_of_bounder},
+    {"grounding", excuse_of_grounding},
+    {"one text", excuse_of_one_text},
+    {"two files", excuse_of_two_files},
+    {"uppaal", excuse_of_uppaal},
+    {"timed plan", excuse_of_timed_plan},
+    {"moving targets", excuse_of_moving_targets},
+    {"standard search", excuse_of_standard_search},
+    {"guided search", excuse_of_guided_search},
 };
+
+/// Empty when the run reads the option.
+std::string excuse_of(const OptionName& option, const Choices& choices) {
+  if (option.reader.empty()) return "";
+  if (const Reader* reader = find_row(readers, option.reader)) {
+    const char* excuse = reader->excuse(choices);
+    return excuse == nullptr ? "" : excuse;
+  }
+  return choices.solves_with(option.reader) ? "" : "without '-a " + option.reader + "'";
+}
 
 /// Whether what was chosen is a part that this program has: else its own error is enough.
 bool is_built(const Choices& choices) {
-  const std::string& chosen = choices.is("solve")        ? choices.algorithm
-                              : choices.is("convert-to") ? choices.target
-                                                         : choices.function;
-  constexpr const char* missing[] = {"tsimple", "iw", "rlftp", "code-generate"};
-  return std::find(std::begin(missing), std::end(missing), chosen) == std::end(missing);
+  if (choices.is("solve")) return is_planner_built(choices.algorithm);
+  return is_function_built(choices.function);
 }
 
 }  // namespace
@@ -210,20 +181,19 @@ bool check_option_numbers(const Configuration& configuration, std::ostream& erro
 void tell_options_without_effect(const Configuration& configuration, std::ostream& errors) {
   const Choices choices(configuration);
   if (!is_built(choices)) return;
-  for (const OptionUse& use : option_uses) {
-    if (!configuration.was_given(use.option)) continue;
-    const char* excuse = use.excuse(choices);
-    if (excuse == nullptr) continue;
-    errors << "The option '" << use.option << "' has no effect " << excuse << ".\n";
+  for (const OptionName& option : option_names()) {
+    const bool is_of_run = option.group == choices.function || option.group == "generic";
+    if (!is_of_run || !configuration.was_given(option.name)) continue;
+    const std::string excuse = excuse_of(option, choices);
+    if (excuse.empty()) continue;
+    errors << "The option '" << option.name << "' has no effect " << excuse << ".\n";
   }
 }
 
-void refuse_what_is_not_built(const Configuration& configuration) {
-  if (configuration.get_boolean_value("mission")) not_built("mission plan");
-  if (configuration.get_string_value("algorithm") == "smt" &&
-      configuration.get_integer_value("smt-optimization-rounds") > 0) {
-    throw InternalError("Optimization has not been implemented yet");
-  }
+bool is_reader_known(const std::string& reader) {
+  if (find_row(readers, reader) != nullptr) return true;
+  const std::vector<std::string> planners = planner_names();
+  return std::find(planners.begin(), planners.end(), reader) != planners.end();
 }
 
 }  // namespace kelvo

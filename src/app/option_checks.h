@@ -1,6 +1,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <string>
 
 namespace kelvo {
 
@@ -14,7 +15,8 @@ bool check_option_numbers(const Configuration& configuration, std::ostream& erro
 /// read.
 void tell_options_without_effect(const Configuration& configuration, std::ostream& errors);
 
-/// Raises the error of what the options ask of `solve` and no planner of this program does.
-void refuse_what_is_not_built(const Configuration& configuration);
+/// Whether the checks know what a row of the option table names as the option's reader: a planner,
+/// or another part of a run.
+bool is_reader_known(const std::string& reader);
 
 }  // namespace kelvo

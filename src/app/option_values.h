@@ -4,8 +4,8 @@
 
 namespace kelvo {
 
-/// The names that stand in the tables of planners, transformers, targets and trace formats, by the
-/// option that chooses among them, in the order of the usage text.
+/// The names that stand in the tables of the program, by the option that chooses among them, in the
+/// order of the usage text. The option `function` is the first word of the command line.
 OptionValues option_values();
 
 }  // namespace kelvo

@@ -1,6 +1,7 @@
 #include "app/planner_factory.h"
 
 #include "app/not_built.h"
+#include "app/table.h"
 #include "planners/ftp/ftp_planner.h"
 #include "planners/planner.h"
 #include "shell/environment.h"
@@ -34,19 +35,20 @@ constexpr Row rows[] = {
 }  // namespace
 
 std::vector<std::string> planner_names() {
-  std::vector<std::string> names;
-  for (const auto& row : rows) names.emplace_back(row.name);
-  return names;
+  return names_of(rows);
+}
+
+bool is_planner_built(const std::string& algorithm) {
+  const Row* row = find_row(rows, algorithm);
+  return row != nullptr && row->make != nullptr;
 }
 
 std::unique_ptr<Planner> make_planner(Environment& env, const std::string& algorithm,
                                       const ProblemInstance& problem) {
-  for (const Row& row : rows) {
-    if (algorithm != row.name) continue;
-    if (row.make == nullptr) not_built("planner '" + algorithm + "'");
-    return row.make(env, problem);
-  }
-  throw InvalidParameterError() << "Unknown planner type: " << algorithm;
+  const Row* row = find_row(rows, algorithm);
+  if (row == nullptr) throw InvalidParameterError() << "Unknown planner type: " << algorithm;
+  if (row->make == nullptr) not_built("planner '" + algorithm + "'");
+  return row->make(env, problem);
 }
 
 }  // namespace kelvo

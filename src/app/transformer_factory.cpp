@@ -1,5 +1,6 @@
 #include "app/transformer_factory.h"
 
+#include "app/table.h"
 #include "model/problem_instance.h"
 #include "parsers/anml/anml_parser.h"
 #include "shell/concat_stream.h"
@@ -77,17 +78,14 @@ constexpr Row rows[] = {
 }  // namespace
 
 std::vector<std::string> transformer_names() {
-  std::vector<std::string> names;
-  for (const auto& row : rows) names.emplace_back(row.name);
-  return names;
+  return names_of(rows);
 }
 
 std::shared_ptr<BasicTransformer> make_transformer(Environment& env, const std::string& name,
                                                    const ProblemInstance& problem) {
-  for (const Row& row : rows) {
-    if (name == row.name) return row.make(env, problem);
-  }
-  throw InternalError() << "Transformer '" << name << "' is unknown!";
+  const Row* row = find_row(rows, name);
+  if (row == nullptr) throw InternalError() << "Transformer '" << name << "' is unknown!";
+  return row->make(env, problem);
 }
 
 }  // namespace kelvo

@@ -159,8 +159,8 @@ class Validation {
 
 }  // namespace
 
-int validate(Environment& env, const ProblemInstance& problem, const TransformerChain& chain) {
-  Validation validation(env, problem, chain);
+int validate(Environment& env, const ProblemInstance& as_read, const TransformerChain& chain) {
+  Validation validation(env, as_read, chain);
   const bool is_strict = env.configuration().get_boolean_value("strict");
   return is_strict ? validation.run_strict() : validation.run_told();
 }

@@ -8,8 +8,8 @@ class Environment;
 class TransformerChain;
 
 /// The function `validate`: judges the plan of the option `plan`, a plan of the chain's output.
-/// `problem` is what was read. Returns the exit status.
-int validate(Environment& env, const model::ProblemInstance& problem,
+/// Returns the exit status.
+int validate(Environment& env, const model::ProblemInstance& as_read,
              const TransformerChain& chain);
 
 }  // namespace kelvo

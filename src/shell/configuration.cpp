@@ -8,6 +8,7 @@
 #include <iostream>
 #include <map>
 #include <set>
+#include <utility>
 
 #include "shell/errors.h"
 
@@ -58,6 +59,7 @@ auto& find_option(Values& values, const std::string& name) {
 
 /// The maps are ordered so that the messages of a wrong command line come in a fixed order.
 struct Configuration::Impl {
+  std::vector<std::string> functions_;
   std::map<std::string, po::options_description> opts_;
   po::options_description positional_ = make_description("Positional options");
   po::positional_options_description p_;
@@ -162,10 +164,6 @@ bool Configuration::Impl::copy_values(const po::variables_map& given,
 
 Configuration::Configuration() : impl_(std::make_unique<Impl>()) {
   impl_->add_group(generic_group, "");
-  for (const char* name :
-       {"transform", "solve", "validate", "code-generate", "convert-to", "trace-to-plan", "repl"}) {
-    impl_->add_group(name, std::string(name) + " options");
-  }
   impl_->positional_.add_options()("function", po::value<std::string>())(
       "input-files", po::value<std::vector<std::string>>());
   impl_->p_.add("function", 1).add("input-files", -1);
@@ -177,6 +175,11 @@ Configuration::Configuration() : impl_(std::make_unique<Impl>()) {
 }
 
 Configuration::~Configuration() = default;
+
+void Configuration::add_function(const std::string& name) {
+  impl_->functions_.push_back(name);
+  impl_->add_group(name, name + " options");
+}
 
 void Configuration::add_boolean_option(const std::string& name, const std::string& description,
                                        const std::string& type, char short_name) {
@@ -274,11 +277,13 @@ int Configuration::parse_from_command_line(int argc, const char* const* argv,
   all.add(impl_->positional_).add(generic);
   visible.add(generic);
 
-  const auto print_usage = [argv, &visible] {
-    std::cerr << "Usage: " << argv[0]
-              << " (code-generate | solve | convert-to | trace-to-plan | transform | validate | "
-                 "repl) [options] <input-file-1> ... <input-file-n>\n"
-              << visible << '\n';
+  const auto print_usage = [this, argv, &visible] {
+    std::cerr << "Usage: " << argv[0] << " (";
+    const char* separator = "";
+    for (const std::string& name : impl_->functions_) {
+      std::cerr << std::exchange(separator, " | ") << name;
+    }
+    std::cerr << ") [options] <input-file-1> ... <input-file-n>\n" << visible << '\n';
     return 1;
   };
   const auto print_whole_usage = [this, &visible, &print_usage] {

@@ -15,11 +15,14 @@ namespace kelvo {
 /// default.
 class Configuration {
  public:
-  /// The groups, the options `version` and `help`, and the positional arguments.
+  /// The options `version` and `help`, and the positional arguments.
   Configuration();
   Configuration(const Configuration&) = delete;
   Configuration& operator=(const Configuration&) = delete;
   ~Configuration();
+
+  /// A function, which is the group of its options; those may be registered later only.
+  void add_function(const std::string& name);
 
   /// A switch without a value, false unless given.
   void add_boolean_option(const std::string& name, const std::string& description,

@@ -1,22 +1,21 @@
-#include "app/translations.h"
+#include "app/convert_to.h"
 
-#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "app/output.h"
+#include "app/table.h"
 #include "model/problem_instance.h"
-#include "plans/time_triggered_plan.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
+#include "transformers/transformer_chain.h"
 #include "translators/ltl_encoder.h"
 #include "translators/pddl_writer.h"
 #include "translators/pelmo_encoder.h"
 #include "translators/uppaal_encoder.h"
-#include "translators/uppaal_trace.h"
 
 namespace kelvo {
 
@@ -78,52 +77,20 @@ constexpr Target targets[] = {
     {"smv", write_encoding<PelmoEncoder>},
 };
 
-struct TraceFormat {
-  const char* name;
-  std::shared_ptr<TimeTriggeredPlan> (*read)(const ProblemInstance&, std::istream&);
-};
-
-constexpr TraceFormat trace_formats[] = {
-    {"uppaal", read_uppaal_trace},
-    {"smv", read_pelmo_trace},
-};
-
 }  // namespace
 
 std::vector<std::string> target_names() {
-  std::vector<std::string> names;
-  for (const auto& row : targets) names.emplace_back(row.name);
-  return names;
+  return names_of(targets);
 }
 
-std::vector<std::string> trace_format_names() {
-  std::vector<std::string> names;
-  for (const auto& row : trace_formats) names.emplace_back(row.name);
-  return names;
-}
-
-void convert(Environment& env, const ProblemInstance& problem) {
+int convert_to(Environment& env, const ProblemInstance&, const TransformerChain& chain) {
   const std::string& name = env.configuration().get_string_value("target");
-  for (const Target& target : targets) {
-    if (name != target.name) continue;
-    return target.write(env, problem);
+  const Target* target = find_row(targets, name);
+  if (target == nullptr) {
+    throw InvalidParameterError() << "The target '" << name << "' is unknown!";
   }
-  throw InvalidParameterError() << "The target '" << name << "' is unknown!";
-}
-
-void convert_trace(Environment& env, const ProblemInstance& problem) {
-  const std::string& name = env.configuration().get_string_value("input-format");
-  const std::string& trace_name = env.configuration().get_string_value("trace");
-  if (trace_name.empty()) throw InvalidParameterError("No trace file provided!");
-  std::ifstream trace(trace_name);
-  if (!trace.is_open()) throw InvalidParameterError("The trace file does not exist!");
-  for (const TraceFormat& format : trace_formats) {
-    if (name != format.name) continue;
-    const std::shared_ptr<TimeTriggeredPlan> plan = format.read(problem, trace);
-    return write_output(env.configuration().get_string_value("output"),
-                        [&plan](std::ostream& out) { plan->print(out); });
-  }
-  throw InvalidParameterError() << "The trace format '" << name << "' is unknown!";
+  target->write(env, chain.problem());
+  return 0;
 }
 
 }  // namespace kelvo

@@ -1,0 +1,66 @@
+#include "app/solve.h"
+
+#include <iostream>
+#include <memory>
+
+#include "app/no_plan_line.h"
+#include "app/plan_check.h"
+#include "app/plan_formats.h"
+#include "app/planner_factory.h"
+#include "planners/planner.h"
+#include "plans/time_triggered_plan.h"
+#include "shell/configuration.h"
+#include "shell/environment.h"
+#include "shell/log.h"
+#include "transformers/transformer_chain.h"
+
+namespace kelvo {
+
+namespace {
+
+/// Times are rounded where what is printed is still a plan.
+void print_plan(Environment& env, const Plan& plan, PlanCheck& check) {
+  std::cout << ";; A plan has been found:\n";
+  const auto* time_triggered = dynamic_cast<const TimeTriggeredPlan*>(&plan);
+  if (time_triggered != nullptr && !env.configuration().get_boolean_value("rational-precision") &&
+      time_triggered->is_changed_by_rounding()) {
+    const std::shared_ptr<TimeTriggeredPlan> rounded = time_triggered->rounded();
+    if (rounded == nullptr || !check.is_valid(*rounded)) {
+      LOG(LogLevel::INFO)
+          << "The times of the plan are printed exactly: rounded, it would not be valid, "
+             "or not be read";
+      time_triggered->print_exactly(std::cout);
+      return;
+    }
+  }
+  plan.print(std::cout);
+}
+
+}  // namespace
+
+int solve(Environment& env, const model::ProblemInstance& as_read, const TransformerChain& chain) {
+  const Configuration& configuration = env.configuration();
+  refuse_missing_plan_formats(configuration);
+  const std::unique_ptr<Planner> planner =
+      make_planner(env, configuration.get_string_value("algorithm"), chain.problem());
+  PlanCheck check(env, as_read, chain);
+  std::shared_ptr<Plan> passed;
+  planner->set_plan_test([&check, &passed](const std::shared_ptr<Plan>& plan) {
+    const bool passes = check.passes(plan);
+    if (passes) passed = plan;
+    return passes;
+  });
+  std::shared_ptr<Plan> plan = planner->solve();
+  if (plan != nullptr && plan != passed && !check.passes(plan)) plan = nullptr;
+  if (plan == nullptr) {
+    std::cout << "No solution exists.\n" << std::flush;
+    std::cerr << no_plan_line(planner->no_plan(), check.num_refused()) << '\n';
+    check.explain_first_refusal(std::cerr);
+    return 0;
+  }
+  plan = converted_plan(configuration, check.confirmed());
+  print_plan(env, *plan, check);
+  return 0;
+}
+
+}  // namespace kelvo
