@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cassert>
 
+#include "planners/ftp/task/time_constants.h"
+
 namespace kelvo::ftp {
 
 namespace {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "planners/ftp/task/time_constants.h"
+
 namespace kelvo::ftp {
 
 SearchNetwork::SearchNetwork() {

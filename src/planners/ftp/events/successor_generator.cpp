@@ -6,6 +6,8 @@
 #include <cstring>
 #include <new>
 
+#include "planners/ftp/task/time_constants.h"
+
 namespace kelvo::ftp {
 
 namespace {
@@ -377,8 +379,6 @@ bool SuccessorGenerator::add_deordered_opening_constraints(const SearchState& st
 // Whether two pending effects on one fluent stand at one time and can be ordered neither way. Only
 // pending effects can meet: what was applied is strictly before.
 bool SuccessorGenerator::must_effects_coincide() {
-  // Sums of times are exact only up to rounding.
-  constexpr double SAME_TIME = 1e-9;
   pending_effects_.clear();
   for (const TodoList& list : todo_) {
     const EventTemplate& events = task_.template_of(list.template_id);

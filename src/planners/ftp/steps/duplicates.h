@@ -8,6 +8,7 @@
 
 #include "planners/ftp/steps/live_times.h"
 #include "planners/ftp/task/step_state.h"
+#include "planners/ftp/task/time_constants.h"
 
 namespace kelvo::ftp {
 
@@ -42,7 +43,7 @@ class GuidedDuplicates {
     const float time = any_time ? 0 : static_cast<float>(makespan);
     const auto [known, is_new] = known_.try_emplace(hash_of(state), time);
     if (is_new) return true;
-    if (time + LEAST_GAIN >= known->second) return false;
+    if (time + static_cast<float>(LEAST_GAIN) >= known->second) return false;
     known->second = time;
     return true;
   }
@@ -52,8 +53,6 @@ class GuidedDuplicates {
 
  private:
   std::uint64_t hash_of(const GuidedState& state);
-
-  static constexpr float LEAST_GAIN = 1e-3F;
 
   Duplicates kind_;
   LiveTimes times_;

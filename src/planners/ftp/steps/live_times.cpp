@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "planners/ftp/task/time_constants.h"
 #include "shell/numbers.h"
 
 namespace kelvo::ftp {
@@ -11,12 +12,6 @@ namespace kelvo::ftp {
 namespace {
 
 constexpr double UNRELATED = -std::numeric_limits<double>::infinity();
-/// What sums of times may differ by and still be equal.
-constexpr double TOLERANCE = 1e-6;
-/// The goals are read so long behind the end of the last action.
-constexpr double GOAL_GAP = 1.0;
-/// Distances are told apart to so many parts of a time unit.
-constexpr double GRAIN = 1e5;
 
 class Hash {
  public:
@@ -28,7 +23,9 @@ class Hash {
   }
   void mix(double distance) {
     constexpr std::uint64_t NONE = 0x7ff0000000000000ULL;
-    mix(distance == UNRELATED ? NONE : static_cast<std::uint64_t>(std::llround(distance * GRAIN)));
+    mix(distance == UNRELATED
+            ? NONE
+            : static_cast<std::uint64_t>(std::llround(distance * DISTANCES_IN_A_UNIT)));
   }
   std::uint64_t value() const { return hash_; }
 
@@ -76,7 +73,7 @@ bool LiveTimes::must_time_the_end(const GuidedState& state) const {
     if (!task_.touches_goal(position - 1)) continue;
     if (position > state.problem_position) return true;
     const double offset = task_.step(GuidedTask::PROBLEM, position - 1).offset;
-    return !(schedule_.makespan(state) + GOAL_GAP > offset + TOLERANCE);
+    return !(schedule_.makespan(state) + PLAN_END_GAP > offset + STEP_TOLERANCE);
   }
   return false;
 }
@@ -111,7 +108,7 @@ void LiveTimes::collect_sources(const GuidedState& state) {
 
 bool LiveTimes::relax(std::uint32_t node, double distance) {
   double& known = (*at_)[node];
-  if (!(distance > known + TOLERANCE)) return false;
+  if (!(distance > known + STEP_TOLERANCE)) return false;
   known = distance;
   if (is_queued_[node] == 0) {
     is_queued_[node] = 1;
@@ -143,7 +140,7 @@ bool LiveTimes::find_distances(const GuidedState& state, std::uint32_t source,
     if (node == 0) {  // its own constraints are the least times
       for (std::uint32_t to = 1; to < num_nodes; ++to) relax(to, distance + state.times[to]);
     }
-    if (at[source] > TOLERANCE) return false;
+    if (at[source] > STEP_TOLERANCE) return false;
   }
   return true;
 }
@@ -169,7 +166,7 @@ bool LiveTimes::enter(const GuidedState& parent, GuidedMove move, const GuidedSt
     offset = step.offset;
   }
   for (std::size_t i = 0; i < sources_.size(); ++i) {
-    if (distances(i)[node] + offset > sources_[i].next_offset + TOLERANCE) return false;
+    if (distances(i)[node] + offset > sources_[i].next_offset + STEP_TOLERANCE) return false;
   }
   return true;
 }
@@ -205,7 +202,7 @@ std::uint64_t LiveTimes::hash(const GuidedState& state) {
       const SlotUsers& users = state.slots[slot];
       if (users.writer != SlotUsers::NONE) {
         const double written = time_of(users.writer);
-        if (written + write_gap > TOLERANCE) {
+        if (written + write_gap > STEP_TOLERANCE) {
           hash.mix((std::uint64_t{slot} << 32) + 2 * i + 1);
           hash.mix(written);
         }
@@ -213,7 +210,7 @@ std::uint64_t LiveTimes::hash(const GuidedState& state) {
       double read = UNRELATED;
       schedule_.for_each_reader(
           users, [&](std::uint32_t point) { read = std::max(read, time_of(point)); });
-      if (read + read_gap > TOLERANCE) {
+      if (read + read_gap > STEP_TOLERANCE) {
         hash.mix((std::uint64_t{slot} << 32) + 2 * i + 2);
         hash.mix(read);
       }

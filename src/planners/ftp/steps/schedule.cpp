@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
+#include "planners/ftp/task/time_constants.h"
+
 namespace kelvo::ftp {
 
 namespace {
 
 const rational NOTHING = 0;
-
-/// What sums of times may differ by and still be equal.
-constexpr double TOLERANCE = 1e-6;
 
 std::uint32_t node_of(const GuidedStep& step, std::uint32_t node) {
   return step.at_end_node ? node + 1 : node;
@@ -40,7 +39,7 @@ void GuidedSchedule::cut_back(const Mark& mark) {
 bool GuidedSchedule::add_edge(GuidedState& state, std::uint32_t from, std::uint32_t to,
                               double weight) {
   const double earliest = state.times[from] + weight;
-  const bool raises = earliest > state.times[to] + TOLERANCE;
+  const bool raises = earliest > state.times[to] + STEP_TOLERANCE;
   if (from != 0) {  // node 0 never moves, so that its constraints are met once and for all
     edges_.push_back({state.heads[from], to, weight});
     state.heads[from] = static_cast<std::uint32_t>(edges_.size() - 1);
@@ -65,7 +64,7 @@ bool GuidedSchedule::propagate(GuidedState& state, std::uint32_t source, std::ui
     for (std::uint32_t e = state.heads[node]; e != NONE; e = edges_[e].next) {
       const Edge& edge = edges_[e];
       const double earliest = state.times[node] + edge.weight;
-      if (!(earliest > state.times[edge.to] + TOLERANCE)) continue;
+      if (!(earliest > state.times[edge.to] + STEP_TOLERANCE)) continue;
       if (edge.to == 0 || (edge.to == source && source != 0)) {
         is_consistent = false;
         break;
@@ -206,7 +205,8 @@ bool GuidedSchedule::add_step(GuidedState& state, const GuidedStep& step, std::u
 bool GuidedSchedule::put_off(GuidedState& state, std::uint32_t node, const rational& time) {
   const rational earliest = time - 1 - task_.list(state.node_lists[node]).exact_latest;
   const double weight = to_double(earliest);
-  if (weight <= state.times[node] + TOLERANCE) return false;  // the end is late enough as it is
+  if (weight <= state.times[node] + STEP_TOLERANCE)
+    return false;  // the end is late enough as it is
   if (!add_edge(state, 0, node, weight)) return false;
   if (record_ != nullptr) record_->push_back({0, node, earliest});
   return true;

@@ -4,14 +4,13 @@
 #include <cmath>
 #include <utility>
 
+#include "planners/ftp/task/time_constants.h"
 #include "shell/log.h"
 
 namespace kelvo::ftp {
 
 namespace {
 
-/// A plan has to be shorter by more than this to be better.
-constexpr double LEAST_GAIN = 1e-3;
 constexpr std::size_t REPORT_INTERVAL = 1000;
 
 /// Of the actions that last; 1 if none does.

@@ -2,18 +2,10 @@
 
 #include <algorithm>
 
+#include "planners/ftp/task/time_constants.h"
 #include "shell/errors.h"
 
 namespace kelvo::ftp {
-
-namespace {
-
-/// The goal is read so long behind the end of the last action.
-constexpr double GOAL_GAP = 1.0;
-/// What sums of times may differ by and still be equal.
-constexpr double TOLERANCE = 1e-6;
-
-}  // namespace
 
 GuidedSuccessors::GuidedSuccessors(const GuidedTask& task, Compression compression)
     : task_(task),
@@ -220,10 +212,11 @@ bool GuidedSuccessors::ends_in_time(GuidedState& state) {
     if (unseen != nullptr) break;
   }
   const auto is_early = [&] {
-    return unseen == nullptr || schedule_.makespan(state) + GOAL_GAP <= unseen->offset + TOLERANCE;
+    return unseen == nullptr ||
+           schedule_.makespan(state) + PLAN_END_GAP <= unseen->offset + STEP_TOLERANCE;
   };
   if (!is_early()) return false;
-  if (seen == nullptr || schedule_.makespan(state) + GOAL_GAP > seen->offset + TOLERANCE) {
+  if (seen == nullptr || schedule_.makespan(state) + PLAN_END_GAP > seen->offset + STEP_TOLERANCE) {
     return rest_of_problem_applies(state);
   }
   rational end = seen->exact_offset + task_.write_gap();

@@ -8,6 +8,7 @@
 #include "model/expression_factory.h"
 #include "model/print_expression.h"
 #include "model/problem_instance.h"
+#include "planners/ftp/task/time_constants.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/log.h"

@@ -13,13 +13,6 @@
 
 namespace kelvo::ftp {
 
-/// What a strict constraint of the temporal network keeps apart.
-inline constexpr double NETWORK_EPSILON = 0.01;
-/// Times that differ by less count as equal.
-inline constexpr double NETWORK_TOLERANCE = 0.0001;
-/// Every action ends more than this before the plan does.
-inline constexpr double PLAN_END_GAP = 1.0;
-
 /// An event of a list, laid out once for all openings.
 struct TemplateEvent {
   EventRole role;
