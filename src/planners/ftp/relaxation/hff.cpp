@@ -286,7 +286,7 @@ void HFF::number_disjuncts(const std::vector<Literals>& goal,
 void HFF::reach_initial_literals(const State& state) {
   const GuidedState& guided = static_cast<const GuidedState&>(state);
   if (has_times()) reach_times(guided);
-  for (const OpenList& open : guided.open) {
+  for (const OpenAction& open : guided.open) {
     const std::uint32_t first = task_.list(open.list).first_step;
     take_back(markers_[first]);
     reach(markers_[first + open.position]);
@@ -310,7 +310,7 @@ void HFF::reach_times(const GuidedState& state) {
   if (written_at_ != nullptr) {
     for (const TimedLiteral& one : timed_literals_) times_[one.literal] = (*written_at_)[one.slot];
   }
-  for (const OpenList& open : state.open) {
+  for (const OpenAction& open : state.open) {
     const GuidedStep& step = task_.step(open.list, open.position);
     times_[markers_[task_.list(open.list).first_step + open.position]] =
         state.times[open.node + (step.at_end_node ? 1 : 0)] + step.offset;

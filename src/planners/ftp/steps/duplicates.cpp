@@ -15,7 +15,7 @@ std::uint64_t GuidedDuplicates::hash_of(const GuidedState& state) {
   std::for_each(state.bits.begin(), state.bits.end(), mix);
   std::for_each(state.ids.begin(), state.ids.end(), mix);
   open_.clear();
-  for (const OpenList& open : state.open) open_.emplace_back(open.list, open.position);
+  for (const OpenAction& open : state.open) open_.emplace_back(open.list, open.position);
   std::sort(open_.begin(), open_.end());
   for (const auto& [list, position] : open_) mix((std::uint64_t{list} << 32) + position + 1);
   mix(state.problem_position);

@@ -56,7 +56,7 @@ class Executor {
   }
 
   bool is_open(std::uint32_t list) const {
-    for (const OpenList& open : state_.open) {
+    for (const OpenAction& open : state_.open) {
       if (open.list == list) return true;
     }
     return false;

@@ -156,7 +156,7 @@ bool LiveTimes::enter(const GuidedState& parent, GuidedMove move, const GuidedSt
   if (move.kind == GuidedMove::Kind::STEP) {
     std::uint32_t position = parent.problem_position;
     node = 0;
-    for (const OpenList& open : parent.open) {
+    for (const OpenAction& open : parent.open) {
       if (open.list != move.list) continue;
       position = open.position;
       node = open.node;

@@ -188,7 +188,7 @@ bool GuidedSchedule::order_pending(GuidedState& state, const GuidedStep& step, s
     }
     return true;
   };
-  for (const OpenList& open : state.open) {
+  for (const OpenAction& open : state.open) {
     if (open.node == node) continue;
     if (!order_list(open.list, open.position, open.node)) return false;
   }

@@ -61,7 +61,7 @@ bool GuidedSuccessors::may_open(const GuidedState& state, const GuidedList& list
 
 void GuidedSuccessors::collect_moves(const GuidedState& state, std::vector<GuidedMove>& moves) {
   moves.clear();
-  for (const OpenList& open : state.open) {
+  for (const OpenAction& open : state.open) {
     is_open_[open.list] = true;
     const GuidedStep& next = task_.step(open.list, open.position);
     if (may_apply(state, next)) moves.push_back({open.list, GuidedMove::Kind::STEP});
@@ -85,7 +85,7 @@ void GuidedSuccessors::collect_moves(const GuidedState& state, std::vector<Guide
       moves.push_back({id, GuidedMove::Kind::OPEN});
     }
   }
-  for (const OpenList& open : state.open) is_open_[open.list] = false;
+  for (const OpenAction& open : state.open) is_open_[open.list] = false;
 }
 
 std::uint32_t GuidedSuccessors::first_step(const GuidedState& state, GuidedMove move) const {
@@ -93,7 +93,7 @@ std::uint32_t GuidedSuccessors::first_step(const GuidedState& state, GuidedMove 
   if (move.kind != GuidedMove::Kind::STEP) return first;
   if (move.list == GuidedTask::PROBLEM) return first + state.problem_position;
   const auto open = std::find_if(state.open.begin(), state.open.end(),
-                                 [&](const OpenList& one) { return one.list == move.list; });
+                                 [&](const OpenAction& one) { return one.list == move.list; });
   return first + open->position;
 }
 
@@ -127,7 +127,7 @@ bool GuidedSuccessors::open_action(GuidedState& state, std::uint32_t number) {
 }
 
 bool GuidedSuccessors::apply_next_step(GuidedState& state, std::size_t index) {
-  const OpenList open = state.open[index];
+  const OpenAction open = state.open[index];
   if (open.position + 1 == task_.list(open.list).num_steps) {
     state.open.erase(state.open.begin() + static_cast<std::ptrdiff_t>(index));
   } else {
@@ -184,7 +184,7 @@ bool GuidedSuccessors::open_conditions_hold(const GuidedState& state, const Guid
     const OpenSet& open = task_.list(number).open_at[position];
     return !have_common_member(open.reads, step.changes) || all_hold(open.conditions, state.values);
   };
-  for (const OpenList& open : state.open) {
+  for (const OpenAction& open : state.open) {
     if (!hold(open.list, open.position)) return false;
   }
   return hold(GuidedTask::PROBLEM, state.problem_position);

@@ -10,7 +10,7 @@ namespace kelvo::ftp {
 
 /// An action whose list is not through: the position of its next step, and its first node in the
 /// schedule.
-struct OpenList {
+struct OpenAction {
   std::uint32_t list;
   std::uint32_t position;
   std::uint32_t node;
@@ -30,7 +30,7 @@ struct SlotUsers {
 struct GuidedState : State {
   std::vector<std::uint64_t> bits;
   std::vector<ValueId> ids;
-  std::vector<OpenList> open;
+  std::vector<OpenAction> open;
   /// In the list of the problem.
   std::uint32_t problem_position = 0;
 
