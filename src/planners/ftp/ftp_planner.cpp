@@ -13,6 +13,7 @@
 #include "planners/ftp/steps/staged_search.h"
 #include "planners/ftp/task/late_effects.h"
 #include "planners/own_compilation.h"
+#include "planners/search/state_hash.h"
 #include "planners/task/unset_fluents.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/configuration.h"
@@ -92,39 +93,11 @@ struct FtpPlanner::OpenEntry {
   Step step;
 };
 
-// The state with the least priority comes first, of two the one with fewer lists. Nothing else
-// breaks ties: first in, first out was measured to be by far the worst choice.
-class FtpPlanner::OpenList {
- public:
-  bool empty() const { return heap_.empty(); }
-  std::size_t size() const { return heap_.size(); }
-  std::size_t memory() const { return heap_.capacity() * sizeof(OpenEntry); }
-
-  void push(const OpenEntry& entry) {
-    heap_.push_back(entry);
-    std::push_heap(heap_.begin(), heap_.end(), comes_later);
-  }
-  void push(SearchState* state) { push({state->f, state, state->num_todo, 0, {}}); }
-
-  OpenEntry pop() {
-    std::pop_heap(heap_.begin(), heap_.end(), comes_later);
-    const OpenEntry entry = heap_.back();
-    heap_.pop_back();
-    return entry;
-  }
-
-  template <typename Release>
-  void clear(const Release& release) {
-    for (const OpenEntry& entry : heap_) release(entry.state);
-    heap_.clear();
-  }
-
- private:
-  static bool comes_later(const OpenEntry& a, const OpenEntry& b) {
+// The state with the least priority comes first, of two the one with fewer lists.
+struct FtpPlanner::ComesLater {
+  bool operator()(const OpenEntry& a, const OpenEntry& b) const {
     return a.f > b.f || (a.f == b.f && a.num_todo > b.num_todo);
   }
-
-  std::vector<OpenEntry> heap_;
 };
 
 // --- weak equality ---
@@ -133,14 +106,9 @@ struct FtpPlanner::WeakHash {
   const StateSpace* space;
 
   std::size_t operator()(const SearchState* state) const {
-    std::uint64_t hash = 0;
-    const auto mix = [&hash](std::uint64_t word) {
-      hash = (hash ^ word) * 0x9e3779b97f4a7c15ULL;
-      hash ^= hash >> 32;
-    };
-    std::for_each_n(state->bits, space->num_words(), mix);
-    std::for_each_n(state->ids, space->num_ids(), mix);
-    return hash;
+    StateHash hash;
+    hash.mix(*space, state->values);
+    return hash.value();
   }
 };
 
@@ -155,8 +123,7 @@ struct FtpPlanner::WeakEquality {
 
   bool operator()(const SearchState* a, const SearchState* b) const {
     const StateSpace& space = task->space();
-    return std::equal(a->bits, a->bits + space.num_words(), b->bits) &&
-           std::equal(a->ids, a->ids + space.num_ids(), b->ids) && a->num_todo == b->num_todo &&
+    return have_same_values(space, a->values, b->values) && a->num_todo == b->num_todo &&
            (a->num_todo == 0 || first_length(a) == first_length(b));
   }
 };
@@ -255,7 +222,7 @@ class FtpPlanner::Search {
 
   FtpPlanner& planner_;
   bool weak_equality_;
-  OpenList open_;
+  Open open_;
   std::unordered_set<SearchState*, WeakHash, WeakEquality> closed_;
   std::vector<std::uint32_t> actions_;
   SearchState* goal_ = nullptr;
@@ -277,14 +244,14 @@ FtpPlanner::Search::Search(FtpPlanner& planner, bool weak_equality)
   if (estimate == Heuristic::DEAD_END) {
     planner_.release(initial);
   } else {
-    open_.push(initial);
+    open_.push({initial->f, initial, initial->num_todo, 0, {}});
   }
 }
 
 FtpPlanner::Search::~Search() {
   if (goal_ != nullptr) planner_.release(goal_);
   for (SearchState* state : closed_) planner_.release(state);
-  open_.clear([this](SearchState* state) { planner_.release(state); });
+  open_.clear([this](const OpenEntry& entry) { planner_.release(entry.state); });
 }
 
 FtpPlanner::Search::Outcome FtpPlanner::Search::run(std::size_t max_expansions) {
@@ -293,7 +260,7 @@ FtpPlanner::Search::Outcome FtpPlanner::Search::run(std::size_t max_expansions) 
     if (num == max_expansions) return Outcome::OUT_OF_EXPANSIONS;
     SearchState* state = planner_.build(open_.pop());
     if (planner_.no_backtracking_) {
-      open_.clear([this](SearchState* other) { planner_.release(other); });
+      open_.clear([this](const OpenEntry& other) { planner_.release(other.state); });
     }
     if (closed_.contains(state)) {
       planner_.release(state);
@@ -433,13 +400,13 @@ SearchState* FtpPlanner::make_successor(const SearchState& current, Step step, b
   return scratch;
 }
 
-void FtpPlanner::push_successor(OpenList& open, SearchState& current, Step step) {
+void FtpPlanner::push_successor(Open& open, SearchState& current, Step step) {
   if (simultaneity_) {
     SearchState* child = step.kind == Step::Kind::OPENING
                              ? expand_action(current, step.number, /*use_heuristic=*/true)
                              : expand_event(current, step.number, /*use_heuristic=*/true);
     if (child == nullptr) return;
-    open.push(child);
+    open.push({child->f, child, child->num_todo, 0, {}});
   } else {
     const SearchState* child = make_successor(current, step, /*use_heuristic=*/true);
     if (child == nullptr) return;

@@ -13,6 +13,7 @@
 #include "planners/ftp/task/search_state.h"
 #include "planners/heuristics/heuristic.h"
 #include "planners/planner.h"
+#include "planners/search/open_list.h"
 
 namespace kelvo {
 class TimeTriggeredPlan;
@@ -69,7 +70,8 @@ class FtpPlanner : public Planner {
   struct OpenEntry;
   struct WeakHash;
   struct WeakEquality;
-  class OpenList;
+  struct ComesLater;
+  using Open = OpenList<OpenEntry, ComesLater>;
   class Progress;
   class Search;
 
@@ -77,7 +79,7 @@ class FtpPlanner : public Planner {
   std::shared_ptr<Plan> solve_guided();
   double initial_estimate(const SearchState& state, std::vector<std::uint32_t>& actions);
   SearchState* make_successor(const SearchState& current, Step step, bool use_heuristic);
-  void push_successor(OpenList& open, SearchState& current, Step step);
+  void push_successor(Open& open, SearchState& current, Step step);
   SearchState* build(const OpenEntry& entry);
   SearchState* replace_by_follower(SearchState* child, std::size_t list, bool use_heuristic);
   double estimate_of(const SearchState& state) const;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <new>
 
-namespace kelvo::ftp {
+namespace kelvo {
 
 void* Arena::allocate(std::size_t size) {
   const std::size_t grains = (size + GRAIN - 1) / GRAIN;
@@ -32,4 +32,4 @@ void Arena::release(void* block, std::size_t size) {
   free_[grains] = new (block) FreeBlock{free_[grains]};
 }
 
-}  // namespace kelvo::ftp
+}  // namespace kelvo

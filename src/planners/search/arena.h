@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-namespace kelvo::ftp {
+namespace kelvo {
 
 /// Memory for search states and path nodes: freed blocks are kept by size class and handed out
 /// again. Everything goes back to the system with the arena.
@@ -36,4 +36,4 @@ class Arena {
   std::size_t memory_ = 0;
 };
 
-}  // namespace kelvo::ftp
+}  // namespace kelvo

@@ -28,7 +28,7 @@ class GuidedDuplicates {
  public:
   /// The task and the schedule are borrowed.
   GuidedDuplicates(Duplicates kind, const GuidedTask& task, const GuidedSchedule& schedule)
-      : kind_(kind), times_(task, schedule) {}
+      : kind_(kind), space_(task.task().space()), times_(task, schedule) {}
 
   /// The state that the move has made of its parent, which comes next. False when the plans through
   /// it are found by other orders of their steps.
@@ -55,6 +55,7 @@ class GuidedDuplicates {
   std::uint64_t hash_of(const GuidedState& state);
 
   Duplicates kind_;
+  const StateSpace& space_;
   LiveTimes times_;
   std::unordered_map<std::uint64_t, float> known_;
   std::vector<std::pair<std::uint32_t, std::uint32_t>> open_;  // scratch

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "planners/ftp/task/time_constants.h"
+#include "planners/search/state_hash.h"
 #include "shell/numbers.h"
 
 namespace kelvo::ftp {
@@ -13,25 +14,11 @@ namespace {
 
 constexpr double UNRELATED = -std::numeric_limits<double>::infinity();
 
-class Hash {
- public:
-  void mix(std::uint64_t word) {
-    hash_ = (hash_ ^ word) * 0x9e3779b97f4a7c15ULL;
-    hash_ ^= hash_ >> 32;
-    hash_ *= 0xd6e8feb86659fd93ULL;
-    hash_ ^= hash_ >> 29;
-  }
-  void mix(double distance) {
-    constexpr std::uint64_t NONE = 0x7ff0000000000000ULL;
-    mix(distance == UNRELATED
-            ? NONE
-            : static_cast<std::uint64_t>(std::llround(distance * DISTANCES_IN_A_UNIT)));
-  }
-  std::uint64_t value() const { return hash_; }
-
- private:
-  std::uint64_t hash_ = 0x243f6a8885a308d3ULL;  // of 0, so that a leading 0 counts
-};
+std::uint64_t word_of(double distance) {
+  constexpr std::uint64_t NONE = 0x7ff0000000000000ULL;
+  if (distance == UNRELATED) return NONE;
+  return static_cast<std::uint64_t>(std::llround(distance * DISTANCES_IN_A_UNIT));
+}
 
 std::uint32_t node_of(const GuidedStep& step, std::uint32_t node) {
   return step.at_end_node ? node + 1 : node;
@@ -174,21 +161,21 @@ bool LiveTimes::enter(const GuidedState& parent, GuidedMove move, const GuidedSt
 // --- the sum ---
 
 std::uint64_t LiveTimes::hash(const GuidedState& state) {
-  Hash hash;
+  StateHash hash;
   if (must_time_the_end(state)) {
     // Any action may be the last: when each may begin, in whatever order they were added.
     std::uint64_t sum = 0;
     for (std::uint32_t node = 1; node < state.times.size(); ++node) {
-      Hash one;
+      StateHash one;
       one.mix(std::uint64_t{state.node_lists[node]});
-      one.mix(state.times[node]);
-      one.mix(find_distances(state, node, spare_) ? spare_[0] : UNRELATED);
+      one.mix(word_of(state.times[node]));
+      one.mix(word_of(find_distances(state, node, spare_) ? spare_[0] : UNRELATED));
       sum += one.value();
     }
     hash.mix(sum);
   }
   for (std::size_t i = 0; i < sources_.size(); ++i) {
-    for (const Source& other : sources_) hash.mix(distances(i)[other.node]);
+    for (const Source& other : sources_) hash.mix(word_of(distances(i)[other.node]));
   }
   const double write_gap = to_double(task_.write_gap());
   const double read_gap = to_double(task_.read_gap());
@@ -204,7 +191,7 @@ std::uint64_t LiveTimes::hash(const GuidedState& state) {
         const double written = time_of(users.writer);
         if (written + write_gap > STEP_TOLERANCE) {
           hash.mix((std::uint64_t{slot} << 32) + 2 * i + 1);
-          hash.mix(written);
+          hash.mix(word_of(written));
         }
       }
       double read = UNRELATED;
@@ -212,7 +199,7 @@ std::uint64_t LiveTimes::hash(const GuidedState& state) {
           users, [&](std::uint32_t point) { read = std::max(read, time_of(point)); });
       if (read + read_gap > STEP_TOLERANCE) {
         hash.mix((std::uint64_t{slot} << 32) + 2 * i + 2);
-        hash.mix(read);
+        hash.mix(word_of(read));
       }
     }
   }

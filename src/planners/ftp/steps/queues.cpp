@@ -7,23 +7,13 @@ namespace kelvo::ftp {
 GuidedQueues::GuidedQueues(bool preferred_operators, bool landmarks, long boost)
     : preferred_operators_(preferred_operators), landmarks_(landmarks), boost_(boost) {}
 
-bool GuidedQueues::comes_later(const Entry& a, const Entry& b) {
-  if (a.estimate != b.estimate) return a.estimate > b.estimate;
-  return a.second != b.second ? a.second > b.second : a.tie > b.tie;
-}
-
-void GuidedQueues::push(Heap& heap, const Entry& entry) {
-  heap.entries.push_back(entry);
-  std::push_heap(heap.entries.begin(), heap.entries.end(), comes_later);
-}
-
 void GuidedQueues::push(std::uint32_t node, double estimate, double num_landmarks, double tie,
                         bool is_preferred) {
   const auto push_both = [&](std::array<Heap, 2>& heaps, double value, double second) {
     const Entry entry{static_cast<float>(value), static_cast<float>(second),
                       static_cast<float>(tie), node};
-    push(heaps[0], entry);
-    if (preferred_operators_ && is_preferred) push(heaps[1], entry);
+    heaps[0].entries.push(entry);
+    if (preferred_operators_ && is_preferred) heaps[1].entries.push(entry);
   };
   push_both(heaps_[0], estimate, 0);
   if (landmarks_) push_both(heaps_[1], num_landmarks, estimate);
@@ -39,10 +29,7 @@ std::uint32_t GuidedQueues::pop() {
   }
   if (best == nullptr) return NOTHING;
   ++best->priority;
-  std::pop_heap(best->entries.begin(), best->entries.end(), comes_later);
-  const std::uint32_t node = best->entries.back().node;
-  best->entries.pop_back();
-  return node;
+  return best->entries.pop().node;
 }
 
 void GuidedQueues::note_progress(double estimate, double num_landmarks) {
@@ -61,7 +48,7 @@ std::size_t GuidedQueues::size() const {
 std::size_t GuidedQueues::memory() const {
   std::size_t result = 0;
   for (const std::array<Heap, 2>& heaps : heaps_) {
-    for (const Heap& heap : heaps) result += heap.entries.capacity() * sizeof(Entry);
+    for (const Heap& heap : heaps) result += heap.entries.memory();
   }
   return result;
 }

@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <vector>
+
+#include "planners/search/open_list.h"
 
 namespace kelvo::ftp {
 
@@ -37,12 +38,16 @@ class GuidedQueues {
     float tie;
     std::uint32_t node;
   };
+  struct ComesLater {
+    bool operator()(const Entry& a, const Entry& b) const {
+      if (a.estimate != b.estimate) return a.estimate > b.estimate;
+      return a.second != b.second ? a.second > b.second : a.tie > b.tie;
+    }
+  };
   struct Heap {
-    std::vector<Entry> entries;
+    OpenList<Entry, ComesLater> entries;
     long priority = 0;
   };
-  static bool comes_later(const Entry& a, const Entry& b);
-  static void push(Heap& heap, const Entry& entry);
 
   bool preferred_operators_;
   bool landmarks_;
