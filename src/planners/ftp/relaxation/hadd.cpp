@@ -11,7 +11,7 @@ using model::ExpressionSet;
 
 HAdd::HAdd(RelaxedTask& relaxed)
     : kelvo::HAdd(relaxed.task().space(), relaxed.goal_dnf(), relaxed.actions()),
-      relaxed_(&relaxed) {
+      relaxed_(relaxed) {
   model::ExpressionFactory& ef = environment().expression_factory();
   for (const model::Expression marker : relaxed.markers()) {
     markers_.push_back({find_literal(marker), find_literal(ef.make_not(marker))});
@@ -27,8 +27,8 @@ HAdd::HAdd(RelaxedTask& relaxed)
 }
 
 void HAdd::reach_initial_literals(const State& state) {
-  const SearchState& search_state = static_cast<const SearchState&>(state);
-  relaxed_->for_each_open_action(search_state, [&](std::size_t first, std::size_t current) {
+  const SearchState& search_state = as_search_state(state);
+  relaxed_.for_each_open_action(search_state, [&](std::size_t first, std::size_t current) {
     take_back(markers_[first].positive);
     take_back(markers_[current].negative);
     reach(markers_[first].negative);
@@ -40,9 +40,9 @@ void HAdd::reach_initial_literals(const State& state) {
 ExpressionSet HAdd::goal_fluents() const {
   const model::ExpressionFactory& ef = environment().expression_factory();
   ExpressionSet fluents = kelvo::HAdd::goal_fluents();
-  for (const model::Expression marker : relaxed_->markers()) fluents.erase(marker);
+  for (const model::Expression marker : relaxed_.markers()) fluents.erase(marker);
   ExpressionSet others;
-  for (const model::Expression body : relaxed_->all_goal_bodies()) add_fluents(body, others);
+  for (const model::Expression body : relaxed_.all_goal_bodies()) add_fluents(body, others);
   for (const model::Expression fluent : others) {
     fluents.insert(ef.is_functional_apply(fluent) ? ef.get_reference_from_functional_apply(fluent)
                                                   : fluent);
@@ -53,10 +53,10 @@ ExpressionSet HAdd::goal_fluents() const {
 std::vector<std::uint32_t> HAdd::useful_actions() const {
   const std::unordered_set<model::Action> relevant = relevant_actions();
   const std::unordered_set<model::Action>& reached = reached_actions();
-  const CompiledTask& task = relaxed_->task();
+  const CompiledTask& task = relaxed_.task();
   std::vector<std::uint32_t> result;
   for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < task.templates().size(); ++id) {
-    const std::vector<model::Action>& phases = relaxed_->relaxed_actions(id);
+    const std::vector<model::Action>& phases = relaxed_.relaxed_actions(id);
     const auto is_in = [](const std::unordered_set<model::Action>& actions) {
       return [&](const model::Action& action) { return actions.contains(action); };
     };

@@ -19,9 +19,6 @@ class HAdd : public kelvo::HAdd {
   std::vector<std::uint32_t> useful_actions() const;
 
  protected:
-  /// For a subclass that lays out its own task.
-  explicit HAdd(StateSpace& space) : kelvo::HAdd(space) {}
-
   model::ExpressionSet goal_fluents() const override;
   void reach_initial_literals(const State& state) override;
 
@@ -31,7 +28,7 @@ class HAdd : public kelvo::HAdd {
     std::uint32_t negative;
   };
 
-  RelaxedTask* relaxed_ = nullptr;
+  RelaxedTask& relaxed_;
   std::vector<MarkerLiterals> markers_;  // as `RelaxedTask::markers()`
 };
 
@@ -40,9 +37,7 @@ class HSize : public Heuristic {
  public:
   using Heuristic::Heuristic;
 
-  double evaluate(const State& state) override {
-    return static_cast<const SearchState&>(state).num_todo;
-  }
+  double evaluate(const State& state) override { return as_search_state(state).num_todo; }
 };
 
 }  // namespace kelvo::ftp

@@ -103,7 +103,7 @@ bool HFF::add_literals(const Condition& condition, const SlotSet& made, Literals
   return is_possible;
 }
 
-std::vector<HAdd::Literals> HFF::alternatives_of(const Condition& condition) {
+std::vector<HFF::Literals> HFF::alternatives_of(const Condition& condition) {
   if (!condition.is_conjunction) return literals_of_expression(condition.program.expression);
   std::vector<Literals> result(1);
   if (!add_literals(condition, SlotSet(), result.front())) return {};
@@ -120,7 +120,7 @@ std::optional<SlotLiteral> HFF::as_literal(Expression conjunct) const {
   return result;
 }
 
-std::vector<HAdd::Literals> HFF::literals_of_expression(Expression e) {
+std::vector<HFF::Literals> HFF::literals_of_expression(Expression e) {
   const model::ExpressionFactory& ef = environment().expression_factory();
   const Expression normal = normalise(environment(), e);
   if (ef.is_true(normal)) return {Literals()};
@@ -192,7 +192,7 @@ void HFF::lay_out_times() {
   }
 }
 
-std::vector<HAdd::Literals> HFF::make_goal() {
+std::vector<HFF::Literals> HFF::make_goal() {
   std::vector<Literals> result(1);
   for (const Condition* goal : task_.goals()) add_condition(*goal, result);
   for (Literals& alternative : result) {
@@ -217,7 +217,7 @@ bool HFF::is_made_by(const Condition& condition, const GuidedStep& step) const {
   return have_common_member(reads, step.changes);
 }
 
-HAdd::Operator HFF::make_operator(const GuidedStep& step) {
+HFF::Operator HFF::make_operator(const GuidedStep& step) {
   Operator made;
   const GuidedList& list = task_.list(step.list);
   const bool is_problem = step.list == GuidedTask::PROBLEM;
@@ -283,8 +283,8 @@ void HFF::number_disjuncts(const std::vector<Literals>& goal,
 
 // --- evaluation ---
 
-void HFF::reach_initial_literals(const State& state) {
-  const GuidedState& guided = static_cast<const GuidedState&>(state);
+void HFF::reach_initial_literals(const State&) {
+  const GuidedState& guided = *state_;
   if (has_times()) reach_times(guided);
   for (const OpenAction& open : guided.open) {
     const std::uint32_t first = task_.list(open.list).first_step;
@@ -321,12 +321,12 @@ void HFF::reach_times(const GuidedState& state) {
   }
 }
 
-double HFF::evaluate(const State& state, const std::vector<double>& written_at) {
+double HFF::evaluate(const GuidedState& state, const std::vector<double>& written_at) {
   written_at_ = &written_at;
   return compute_estimate(state);
 }
 
-double HFF::evaluate(const State& state) {
+double HFF::evaluate(const GuidedState& state) {
   written_at_ = nullptr;
   return compute_estimate(state);
 }
@@ -337,10 +337,10 @@ void HFF::collect_preferred(std::vector<std::uint32_t>& steps) const {
   }
 }
 
-double HFF::compute_estimate(const State& state) {
-  state_ = static_cast<const GuidedState*>(&state);
+double HFF::compute_estimate(const GuidedState& state) {
+  state_ = &state;
   ++num_evaluations_;
-  const double cost = compute(state, /*record=*/false);
+  const double cost = compute(State{.values = state.values()}, /*record=*/false);
   for (const std::uint32_t step : relaxed_plan_) is_marked_[step] = false;
   relaxed_plan_.clear();
   if (cost == DEAD_END) return DEAD_END;

@@ -4,9 +4,9 @@
 #include <optional>
 #include <vector>
 
-#include "planners/ftp/relaxation/hadd.h"
 #include "planners/ftp/task/step_state.h"
 #include "planners/ftp/task/step_task.h"
+#include "planners/heuristics/hadd.h"
 #include "planners/task/literals.h"
 
 namespace kelvo::ftp {
@@ -17,7 +17,7 @@ namespace kelvo::ftp {
 ///
 /// A comparison that does not hold is supported by the steps that bring it closer: as many times as
 /// the gain of one application goes into what is missing.
-class HFF : public HAdd {
+class HFF : private kelvo::HAdd {
  public:
   struct Options {
     /// Steps support comparisons; else a comparison has a flat cost.
@@ -33,12 +33,12 @@ class HFF : public HAdd {
   /// The task is borrowed.
   HFF(const GuidedTask& task, const Options& options);
 
-  using HAdd::set_ties;
+  using kelvo::HAdd::set_ties;
 
-  /// The state is a `GuidedState`. By slot of the schedule: when it was written last.
-  double evaluate(const State& state, const std::vector<double>& written_at);
+  /// The estimate, or `Heuristic::DEAD_END`. By slot of the schedule: when it was written last.
+  double evaluate(const GuidedState& state, const std::vector<double>& written_at);
   /// The same where all that holds counts as there from the start.
-  double evaluate(const State& state) override;
+  double evaluate(const GuidedState& state);
 
   // Of the latest evaluation.
   /// When its relaxed plan would have come to the goal; 0 without `earliest_supporters`.
@@ -95,7 +95,7 @@ class HFF : public HAdd {
   void add_effects(const GuidedStep& step, Operator& made) const;
   void number_disjuncts(const std::vector<Literals>& goal, const std::vector<Operator>& operators);
 
-  double compute_estimate(const State& state);
+  double compute_estimate(const GuidedState& state);
   void lay_out_times();
   void reach_times(const GuidedState& state);
   void lay_out_comparisons();

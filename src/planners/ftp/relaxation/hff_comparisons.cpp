@@ -126,7 +126,7 @@ std::uint32_t HFF::repetitions_for(std::uint32_t number, const StateValues& afte
   if (machine().holds(comparison.condition, after)) return 1;
   const Slack& at = slacks_[number];
   if (!at.is_numeric) return 0;
-  const double before = slack(at, state_->values);
+  const double before = slack(at, state_->values());
   const double gain = slack(at, after) - before;
   if (!(gain > ROUNDING)) return 0;
   const bool is_strict = at.op == ProgramOp::LT || at.op == ProgramOp::GT;
@@ -144,7 +144,7 @@ void HFF::find_supports(const GuidedStep& step, StepSupports& made) {
   // The step may not be applicable here, so that its effects may have no value.
   try {
     for (const EffectProgram* effect : step.effects) {
-      if (!machine().apply(*effect, state_->values, bits_.data(), ids_.data())) return;
+      if (!machine().apply(*effect, state_->values(), bits_.data(), ids_.data())) return;
     }
     const StateValues after{bits_.data(), ids_.data()};
     for (const std::uint32_t comparison : made.comparisons) {

@@ -40,7 +40,7 @@ HLandmarks::HLandmarks(RelaxedTask& relaxed, std::unique_ptr<MarkedSpace> marked
 
 StateValues HLandmarks::initial_values(const State& state) {
   const StateValues values = marked_->idle_values(state);
-  relaxed_.for_each_open_action(static_cast<const SearchState&>(state),
+  relaxed_.for_each_open_action(as_search_state(state),
                                 [&](std::size_t first, std::size_t current) {
                                   marked_->set_marker(first, false);
                                   marked_->set_marker(current, true);
@@ -49,15 +49,15 @@ StateValues HLandmarks::initial_values(const State& state) {
 }
 
 bool HLandmarks::is_initial_state(const State& state) const {
-  return static_cast<const SearchState&>(state).parent_note == SearchState::NO_NOTE;
+  return as_search_state(state).parent_note == SearchState::NO_NOTE;
 }
 
 const HLandmarks::Accepted& HLandmarks::parent_accepted(const State& state) const {
-  return accepted_sets_[static_cast<const SearchState&>(state).parent_note];
+  return accepted_sets_[as_search_state(state).parent_note];
 }
 
 void HLandmarks::store_accepted(const State& state, const Accepted& accepted) {
-  static_cast<const SearchState&>(state).note = static_cast<std::uint32_t>(accepted_sets_.size());
+  as_search_state(state).note = static_cast<std::uint32_t>(accepted_sets_.size());
   accepted_sets_.push_back(accepted);
 }
 

@@ -13,10 +13,9 @@ HMax::HMax(RelaxedTask& relaxed, std::unique_ptr<MarkedSpace> marked)
 
 void HMax::initial_values(const State& state, RelaxedExploration& exploration) {
   exploration.start(marked_->idle_values(state));
-  relaxed_.for_each_open_action(
-      static_cast<const SearchState&>(state), [&](std::size_t, std::size_t current) {
-        exploration.add_initially(marked_->marker_slot(current), ValueTable::TRUE);
-      });
+  relaxed_.for_each_open_action(as_search_state(state), [&](std::size_t, std::size_t current) {
+    exploration.add_initially(marked_->marker_slot(current), ValueTable::TRUE);
+  });
 }
 
 }  // namespace kelvo::ftp

@@ -8,7 +8,7 @@ namespace kelvo::ftp {
 
 std::uint64_t GuidedDuplicates::hash_of(const GuidedState& state) {
   StateHash hash;
-  hash.mix(space_, {state.bits.data(), state.ids.data()});
+  hash.mix(space_, state.values());
   open_.clear();
   for (const OpenAction& open : state.open) open_.emplace_back(open.list, open.position);
   std::sort(open_.begin(), open_.end());

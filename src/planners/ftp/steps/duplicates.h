@@ -40,10 +40,10 @@ class GuidedDuplicates {
   /// the makespan does not matter.
   bool insert(const GuidedState& state, double makespan, bool any_time) {
     if (kind_ == Duplicates::NONE) return true;
-    const float time = any_time ? 0 : static_cast<float>(makespan);
+    const double time = any_time ? 0 : makespan;
     const auto [known, is_new] = known_.try_emplace(hash_of(state), time);
     if (is_new) return true;
-    if (time + static_cast<float>(LEAST_GAIN) >= known->second) return false;
+    if (time + LEAST_GAIN >= known->second) return false;
     known->second = time;
     return true;
   }
@@ -57,7 +57,7 @@ class GuidedDuplicates {
   Duplicates kind_;
   const StateSpace& space_;
   LiveTimes times_;
-  std::unordered_map<std::uint64_t, float> known_;
+  std::unordered_map<std::uint64_t, double> known_;
   std::vector<std::pair<std::uint32_t, std::uint32_t>> open_;  // scratch
 };
 

@@ -229,7 +229,6 @@ bool GuidedSearch::evaluate_deferred(std::uint32_t number) {
 void GuidedSearch::expand(std::uint32_t number) {
   note_expansion();
   const GuidedState& state = *states_[nodes_[number].state];
-  states_[nodes_[number].state]->refresh_values();
   successors_.collect_moves(state, moves_);
   is_preferred_.assign(moves_.size(), true);
   if (options_.preferred_operators) {

@@ -22,11 +22,11 @@ bool GuidedSuccessors::make_initial_state(GuidedState& state) {
   for (std::size_t slot = 0; slot < space.num_slots(); ++slot) {
     space.set(state.bits.data(), state.ids.data(), slot, task.initial_values()[slot]);
   }
-  state.refresh_values();
   schedule_.start(state);
-  return std::all_of(
-      task.initial_conditions().begin(), task.initial_conditions().end(),
-      [&](std::uint32_t program) { return machine_.holds(task.condition(program), state.values); });
+  return std::all_of(task.initial_conditions().begin(), task.initial_conditions().end(),
+                     [&](std::uint32_t program) {
+                       return machine_.holds(task.condition(program), state.values());
+                     });
 }
 
 bool GuidedSuccessors::all_hold(const std::vector<const Condition*>& conditions,
@@ -45,14 +45,14 @@ bool GuidedSuccessors::compresses(const GuidedList& list) const {
 
 bool GuidedSuccessors::may_apply(const GuidedState& state, const GuidedStep& step) {
   for (const WordTest& test : step.entry_words) {
-    if ((state.values.bits[test.word] & test.mask) != test.expected) return false;
+    if ((state.values().bits[test.word] & test.mask) != test.expected) return false;
   }
   for (const ValueTest& test : step.entry_values) {
-    const ValueId value = state.values.ids[test.position];
+    const ValueId value = state.values().ids[test.position];
     // A slot without a value is left to the condition.
     if (value != ValueTable::NONE && (value == test.value) != test.is_equal) return false;
   }
-  return step.other_checks.empty() || all_hold(step.other_checks, state.values);
+  return step.other_checks.empty() || all_hold(step.other_checks, state.values());
 }
 
 bool GuidedSuccessors::may_open(const GuidedState& state, const GuidedList& list) {
@@ -100,7 +100,6 @@ std::uint32_t GuidedSuccessors::first_step(const GuidedState& state, GuidedMove 
 // --- applying ---
 
 bool GuidedSuccessors::apply(GuidedState& state, GuidedMove move) {
-  state.refresh_values();
   if (move.kind == GuidedMove::Kind::STEP) {
     if (move.list == GuidedTask::PROBLEM) {
       const GuidedStep& step = task_.step(GuidedTask::PROBLEM, state.problem_position++);
@@ -138,8 +137,8 @@ bool GuidedSuccessors::apply_next_step(GuidedState& state, std::size_t index) {
 
 // The lists stand behind the step already.
 bool GuidedSuccessors::apply_step(GuidedState& state, const GuidedStep& step, std::uint32_t node) {
-  if (!all_hold(step.checks, state.values) || !apply_effects(state, step) ||
-      !all_hold(step.opened, state.values) || !open_conditions_hold(state, step)) {
+  if (!all_hold(step.checks, state.values()) || !apply_effects(state, step) ||
+      !all_hold(step.opened, state.values()) || !open_conditions_hold(state, step)) {
     return false;
   }
   const bool is_in_time = schedule_.add_step(state, step, node);
@@ -148,7 +147,7 @@ bool GuidedSuccessors::apply_step(GuidedState& state, const GuidedStep& step, st
 }
 
 bool GuidedSuccessors::apply_effects(GuidedState& state, const GuidedStep& step) {
-  StateValues before = state.values;
+  StateValues before = state.values();
   if (step.has_computed_effects) {
     bits_before_ = state.bits;
     ids_before_ = state.ids;
@@ -182,7 +181,8 @@ bool GuidedSuccessors::writes_twice(const GuidedStep& step, const StateValues& b
 bool GuidedSuccessors::open_conditions_hold(const GuidedState& state, const GuidedStep& step) {
   const auto hold = [&](std::uint32_t number, std::uint32_t position) {
     const OpenSet& open = task_.list(number).open_at[position];
-    return !have_common_member(open.reads, step.changes) || all_hold(open.conditions, state.values);
+    return !have_common_member(open.reads, step.changes) ||
+           all_hold(open.conditions, state.values());
   };
   for (const OpenAction& open : state.open) {
     if (!hold(open.list, open.position)) return false;
@@ -193,7 +193,7 @@ bool GuidedSuccessors::open_conditions_hold(const GuidedState& state, const Guid
 // --- goals ---
 
 bool GuidedSuccessors::is_goal(GuidedState& state) {
-  if (!state.open.empty() || !all_hold(task_.goals(), state.values)) return false;
+  if (!state.open.empty() || !all_hold(task_.goals(), state.values())) return false;
   const bool is_in_time = ends_in_time(state);
   has_met_bounds_ |= !is_in_time;
   return is_in_time;
@@ -246,7 +246,6 @@ bool GuidedSuccessors::rest_of_problem_applies(const GuidedState& state) {
   if (state.problem_position == num_steps) return true;
   const GuidedSchedule::Mark mark = schedule_.mark();
   GuidedState rest = state;
-  rest.refresh_values();
   bool applies = true;
   while (applies && rest.problem_position < num_steps) {
     const GuidedStep& step = task_.step(GuidedTask::PROBLEM, rest.problem_position++);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -76,5 +77,12 @@ struct SearchState : State {
 
   std::span<const TodoList> lists() const { return {todo, num_todo}; }
 };
+
+/// What a heuristic of this search is given: no other kind of state reaches it.
+inline const SearchState& as_search_state(const State& state) {
+  const auto& result = static_cast<const SearchState&>(state);
+  assert(result.values.bits == result.bits && result.values.ids == result.ids);
+  return result;
+}
 
 }  // namespace kelvo::ftp

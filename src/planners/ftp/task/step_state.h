@@ -27,7 +27,7 @@ struct SlotUsers {
 
 /// A partial plan of the guided search. What it shares with its ancestors lies in the
 /// `GuidedSchedule`.
-struct GuidedState : State {
+struct GuidedState {
   std::vector<std::uint64_t> bits;
   std::vector<ValueId> ids;
   std::vector<OpenAction> open;
@@ -44,13 +44,14 @@ struct GuidedState : State {
   /// By landmark: has held once.
   std::vector<std::uint64_t> landmarks;
 
+  StateValues values() const { return {bits.data(), ids.data()}; }
+
   /// Bytes, but for what the allocator adds.
   std::size_t memory() const {
     const auto size_of = [](const auto& vector) { return vector.capacity() * sizeof(vector[0]); };
     return sizeof(GuidedState) + size_of(bits) + size_of(ids) + size_of(open) + size_of(times) +
            size_of(heads) + size_of(node_lists) + size_of(slots) + size_of(landmarks);
   }
-  void refresh_values() { values = {bits.data(), ids.data()}; }
 };
 
 /// What leads from a state to a successor.
