@@ -118,7 +118,8 @@ void ContainsCompiler::compile_contains(Expression e, std::size_t number) {
   model::ExpressionSet expressions;
   expressions.insert(ef.make_temporal_expression(at_start, condition));
   expressions.insert(ef.make_temporal_expression(at_start, effect));
-  expressions.insert(ef.make_assign(ef.make_duration_anchor(), ef.make_integer_constant(1)));
+  const Expression duration = ef.make_duration_anchor();
+  expressions.insert(ef.make_assign(duration, ef.make_integer_constant(1)));
   const model::Action helper = environment().model_factory().make_action(
       "__contains_action_" + std::to_string(number), {}, {}, expressions);
   parts_.add(helper);

@@ -351,8 +351,10 @@ LtlExpression LtlEncoder::Module::rules() {
     moves.push_back(factory_.make_not(unchanged(variables.is_running)));
   }
   still.push_back(unchanged(time_));
-  rules.push_back(globally(factory_.make_ge(time_, end), factory_.make_and(still)));
-  rules.push_back(globally(factory_.make_x(is_before_end), factory_.make_or(moves)));
+  const Expression is_over = factory_.make_ge(time_, end);
+  rules.push_back(globally(is_over, factory_.make_and(still)));
+  const Expression goes_on = factory_.make_x(is_before_end);
+  rules.push_back(globally(goes_on, factory_.make_or(moves)));
 
   for (const auto& [name, variables] : actions_) {
     rules.push_back(factory_.make_not(variables.is_running));
