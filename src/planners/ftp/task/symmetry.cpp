@@ -538,7 +538,7 @@ void ObjectSymmetry::look_at(const GuidedState& state) {
     const auto object = object_of_value_.find(state.ids[slot.position]);
     if (object != object_of_value_.end()) touch(object->second);
   }
-  for (const OpenList& open : state.open) {
+  for (const OpenAction& open : state.open) {
     for (const std::uint32_t object : objects_of_list_[open.list]) touch(object);
   }
 }
