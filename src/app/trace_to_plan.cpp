@@ -46,8 +46,10 @@ int trace_to_plan(Environment& env, const ProblemInstance&, const TransformerCha
     throw InvalidParameterError() << "The trace format '" << name << "' is unknown!";
   }
   const std::shared_ptr<TimeTriggeredPlan> plan = format->read(chain.problem(), trace);
-  write_output(env.configuration().get_string_value("output"),
-               [&plan](std::ostream& out) { plan->print(out); });
+  // A trace tells exact times: they are not rounded for print.
+  write_output(env.configuration().get_string_value("output"), [&plan](std::ostream& out) {
+    plan->is_changed_by_rounding() ? plan->print_exactly(out) : plan->print(out);
+  });
   return 0;
 }
 

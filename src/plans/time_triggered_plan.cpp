@@ -54,7 +54,9 @@ std::size_t TimeTriggeredPlan::size() const {
 }
 
 void TimeTriggeredPlan::add_step(std::shared_ptr<TimeTriggeredStep> step) {
-  plan_[step->start_time()].push_back(std::move(step));
+  // Steps mostly come by time, and comparing rationals is dear.
+  const auto at = plan_.try_emplace(plan_.end(), step->start_time());
+  at->second.push_back(std::move(step));
 }
 
 namespace {
@@ -80,7 +82,7 @@ void print_step(std::ostream& os, const TimeTriggeredStep& step) {
   os << ": ";
   print_step_action(os, step.object(), step.action(), step.actual_parameters());
   if (step.has_duration()) os << " [" << to_text(step.duration()) << "]";
-  os << std::endl;
+  os << "\n";
 }
 
 }  // namespace
