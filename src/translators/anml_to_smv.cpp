@@ -93,7 +93,8 @@ LtlExpression AnmlToSmv::walk_fluent_reference(Expression e) const {
   return variable->second;
 }
 
-// A constant is its value. Values are small: what they read was resolved when they were read.
+// A constant is its value. What values read was resolved when they were read, so that each is a
+// leaf and the walk goes no deeper.
 LtlExpression AnmlToSmv::walk_constant_reference(Expression e) const {
   const model::Constant constant =
       environment().expression_factory().get_constant_from_reference(e);
@@ -101,6 +102,10 @@ LtlExpression AnmlToSmv::walk_constant_reference(Expression e) const {
   const Expression value = values == nullptr ? nullptr : values->default_value();
   if (value == nullptr) {
     throw LtlEncoderError() << "The following constant has no value: " << constant->name();
+  }
+  if (value->arity() != 0 || environment().expression_factory().is_constant_reference(value)) {
+    throw LtlEncoderError() << "The value of the following constant is not resolved: "
+                            << constant->name();
   }
   return (*this)(value);
 }

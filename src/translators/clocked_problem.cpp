@@ -195,8 +195,9 @@ void require_finite_type(const model::Fluent& fluent, const InstanceNumbers& num
 // --- statements ---
 
 ClockedStatements::ClockedStatements(Environment& env,
-                                     ExpressionSubstituter::Substitution replacements)
-    : EnvObject(env), replacements_(std::move(replacements)) {
+                                     ExpressionSubstituter::Substitution replacements,
+                                     BoundRefusal refusal)
+    : EnvObject(env), replacements_(std::move(replacements)), refusal_(refusal) {
   model::ExpressionFactory& ef = env.expression_factory();
   replacements_[ef.make_start_anchor()] = ef.make_integer_constant(0);
 }
@@ -214,13 +215,14 @@ std::vector<ClockedStatement> ClockedStatements::of(const model::ExpressionSet& 
   return statements;
 }
 
+void ClockedStatements::refuse_bound(Expression source) const {
+  throw InternalError() << refusal_.before << print_expression(source) << refusal_.behind;
+}
+
 ClockedTime ClockedStatements::time_of(Expression bound, Expression source) const {
   const model::ExpressionFactory& ef = environment().expression_factory();
   if (ef.is_end_anchor(bound)) return {/*is_end=*/true, 0};
-  if (!ef.is_number(bound)) {
-    throw InternalError() << "The interval can't be evaluated to an integer: "
-                          << print_expression(source);
-  }
+  if (!ef.is_number(bound)) refuse_bound(source);
   return {/*is_end=*/false, ef.get_number(bound)};
 }
 
@@ -235,6 +237,7 @@ void ClockedStatements::add(Expression source, Expression statement,
     result.is_timed = true;
     result.is_point = timed.interval->arity() == 1;
     result.left = time_of(timed.left, source);
+    if (result.left.is_end && !result.is_point) refuse_bound(source);
     result.right = time_of(timed.right, source);
     result.left_closed = timed.left_closed;
     result.right_closed = timed.right_closed;

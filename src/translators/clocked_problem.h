@@ -63,14 +63,22 @@ struct ClockedStatement {
   model::Expression value = nullptr;
 };
 
+/// How a target refuses a statement with a bound that is not a number: the texts before and behind
+/// the statement.
+struct BoundRefusal {
+  const char* before;
+  const char* behind = "";
+};
+
 /// Takes statements apart: the start counts as 0, and what `replacements` relates is replaced, then
 /// everything is simplified. A conjunction of assignments is one statement for each.
 class ClockedStatements : public EnvObject {
  public:
-  ClockedStatements(Environment& env, ExpressionSubstituter::Substitution replacements);
+  ClockedStatements(Environment& env, ExpressionSubstituter::Substitution replacements,
+                    BoundRefusal refusal);
 
-  /// In the order of the set. Throws `InternalError` on an assignment to what is no fluent and on a
-  /// bound that is not a number.
+  /// In the order of the set. Throws `InternalError` on an assignment to what is no fluent, and on
+  /// a bound that is not a number, as an end is not where an interval begins.
   std::vector<ClockedStatement> of(const model::ExpressionSet& expressions) const;
 
  private:
@@ -78,7 +86,10 @@ class ClockedStatements : public EnvObject {
            std::vector<ClockedStatement>& statements) const;
   ClockedTime time_of(model::Expression bound, model::Expression source) const;
 
+  [[noreturn]] void refuse_bound(model::Expression source) const;
+
   ExpressionSubstituter::Substitution replacements_;
+  BoundRefusal refusal_;
 };
 
 /// Throws the `InternalError` of a fluent whose type has no finite range: an integer without both

@@ -14,6 +14,7 @@
 #include "model/fluent.h"
 #include "model/instance.h"
 #include "model/model_factory.h"
+#include "model/print_expression.h"
 #include "model/problem_instance.h"
 #include "model/timed_effect.h"
 #include "model/types.h"
@@ -181,18 +182,22 @@ LtlExpression LtlEncoder::Module::variable(const std::string& base, const model:
 }
 
 void LtlEncoder::Module::add_range(LtlExpression variable, const model::Type& type) {
-  const auto add = [&](const auto& numbers) {
+  const auto add = [&](const auto& numbers, const auto& constant) {
     if (numbers.has_lower_bound()) {
-      const LtlExpression bound = factory_.make_rational_constant(rational(numbers.lower_bound()));
-      ranges_.push_back(factory_.make_ge(variable, bound));
+      ranges_.push_back(factory_.make_ge(variable, constant(numbers.lower_bound())));
     }
     if (numbers.has_upper_bound()) {
-      const LtlExpression bound = factory_.make_rational_constant(rational(numbers.upper_bound()));
-      ranges_.push_back(factory_.make_le(variable, bound));
+      ranges_.push_back(factory_.make_le(variable, constant(numbers.upper_bound())));
     }
   };
-  if (type->is_integer()) add(model::as_integer_type(type));
-  if (type->is_rational()) add(model::as_rational_type(type));
+  if (type->is_integer()) {
+    add(model::as_integer_type(type),
+        [this](const integer& bound) { return factory_.make_integer_constant(bound); });
+  }
+  if (type->is_rational()) {
+    add(model::as_rational_type(type),
+        [this](const rational& bound) { return factory_.make_rational_constant(bound); });
+  }
 }
 
 void LtlEncoder::Module::make_variables() {
@@ -226,16 +231,22 @@ void LtlEncoder::Module::make_variables() {
 
 void LtlEncoder::Module::collect_effects() {
   model::ExpressionFactory& ef = environment().expression_factory();
-  // The time and the assignment of an effect that has such a form.
-  const auto effect_of = [&ef](Expression e) -> std::optional<std::pair<Expression, Expression>> {
-    Expression time = nullptr;
-    if (ef.is_temporal_expression(e)) {
-      if (!ef.is_interval(e->child(0)) || e->child(0)->arity() != 1) return std::nullopt;
-      time = e->child(0)->child(0);
-      e = e->child(1);
+  // The time and the assignment of an effect; nothing for a condition.
+  const auto effect_of =
+      [&ef](Expression statement) -> std::optional<std::pair<Expression, Expression>> {
+    if (!is_effect(ef, statement)) return std::nullopt;
+    const TimedStatement timed = decompose_statement(statement);
+    const Expression e = timed.body;
+    if (!ef.is_assign(e) || !ef.is_fluent_reference(e->child(0))) {
+      throw LtlEncoderError() << "The following assign expression does not have a fluent on the "
+                                 "left hand side: "
+                              << model::print_expression(statement);
     }
-    if (!ef.is_assign(e) || !ef.is_fluent_reference(e->child(0))) return std::nullopt;
-    return std::pair(time, e);
+    if (timed.is_contains || (timed.is_timed() && timed.interval->arity() != 1)) {
+      throw LtlEncoderError() << "Durative effects are not permitted: "
+                              << model::print_expression(statement);
+    }
+    return std::pair(timed.left, e);
   };
   const auto fluent_of = [&ef](Expression assignment) {
     return ef.get_fluent_from_reference(assignment->child(0))->name();

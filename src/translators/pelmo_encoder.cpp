@@ -63,7 +63,10 @@ class ModelWriter : public EnvObject {
       : EnvObject(env),
         problem_(problem),
         numbers_(numbers),
-        statements_(env, {}),
+        statements_(
+            env, {},
+            {"The interval of the following expression can't be evaluated: ",
+             "\nImpossible to get rational number, the provided expression is not a constant"}),
         walk_(env, factory_, variables_, instances_),
         has_duration_(env, model::ExpressionOperatorKind::DURATION) {
     model::ModelFactory& mf = env.model_factory();

@@ -68,12 +68,16 @@ class XmlTraceReader {
     return value == nullptr ? "" : value;
   }
 
-  // The values of the state that say whether an action is running.
+  // The values that say whether an action is running. They stand in the state that the node holds;
+  // a node that holds values itself is its state.
   template <typename Visit>
-  static void for_each_running(const XMLElement& state, const Visit& visit) {
+  static void for_each_running(const XMLElement& node, const Visit& visit) {
     constexpr std::string_view suffix = "_running";
-    for (const XMLElement* value = state.FirstChildElement(); value != nullptr;
-         value = value->NextSiblingElement()) {
+    const XMLElement* value = node.FirstChildElement();
+    if (value != nullptr && value->Attribute("variable") == nullptr) {
+      value = value->FirstChildElement();
+    }
+    for (; value != nullptr; value = value->NextSiblingElement()) {
       std::string name = attribute(*value, "variable");
       if (!name.ends_with(suffix)) continue;
       name.resize(name.size() - suffix.size());

@@ -41,9 +41,11 @@ std::optional<rational> unsigned_number(std::string_view text) {
   const std::string digits = std::string(whole) + std::string(places);
   const rational value = rational_from_string(digits);
   exponent -= static_cast<int>(places.size());
-  const rational scale(
-      boost::multiprecision::pow(integer(10), static_cast<unsigned>(std::abs(exponent))));
-  return exponent < 0 ? rational(value / scale) : rational(value * scale);
+  if (exponent == 0) return value;
+  const integer scale =
+      boost::multiprecision::pow(integer(10), static_cast<unsigned>(std::abs(exponent)));
+  if (exponent > 0) return rational(value * rational(scale));
+  return rational(numerator(value), scale);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "model/action.h"
 #include "model/check_contains_walker.h"
+#include "model/expression_constant_simplifier.h"
 #include "model/expression_factory.h"
 #include "model/expression_substituter.h"
 #include "model/fluent.h"
@@ -81,13 +82,17 @@ class AutomatonBuilder : public EnvObject {
       : EnvObject(env),
         problem_(problem),
         numbers_(numbers),
-        statements_(env, instance_replacements(env, problem, numbers)),
-        has_duration_(env, model::ExpressionOperatorKind::DURATION) {}
+        statements_(env, instance_replacements(env, problem, numbers),
+                    {"The interval can't be evaluated to an integer: "}),
+        has_duration_(env, model::ExpressionOperatorKind::DURATION),
+        has_quotient_(env, model::ExpressionOperatorKind::DIV),
+        has_rational_(env, model::ExpressionOperatorKind::RATIONAL_CONSTANT),
+        in_integers_(env) {}
 
   Automaton build() {
-    problem_statements_ = statements_.of(problem_->expressions());
+    problem_statements_ = integer_statements(problem_->expressions());
     for (const auto& [name, action] : problem_->actions()) {
-      action_statements_.push_back(statements_.of(action->expressions()));
+      action_statements_.push_back(integer_statements(action->expressions()));
     }
     collect_writers();
     add_problem();
@@ -112,6 +117,21 @@ class AutomatonBuilder : public EnvObject {
       }
     }
   };
+
+  // The statements with their rational constants as integers: an automaton has no others. A
+  // quotient would be cut off then, so that one with rationals is refused.
+  std::vector<ClockedStatement> integer_statements(const model::ExpressionSet& expressions) const {
+    std::vector<ClockedStatement> statements = statements_.of(expressions);
+    for (ClockedStatement& s : statements) {
+      if (has_quotient_(s.body) && has_rational_(s.body)) {
+        throw InternalError() << "The following expression has a quotient of rationals: "
+                              << print_expression(s.source);
+      }
+      s.body = in_integers_(s.body);
+      if (s.is_assignment) s.value = s.body->child(1);
+    }
+    return statements;
+  }
 
   // Whether the statement is an event of its own, rather than part of the start, of the end, or of
   // the declarations. Events are numbered in the order of the statements.
@@ -151,7 +171,10 @@ class AutomatonBuilder : public EnvObject {
   std::string bound_text(const rational& offset, const ClockedStatement& s) const {
     if (!is_integral(offset)) {
       throw InternalError() << "The interval of the following expression contains rationals: "
-                            << print_expression(s.source);
+                            << print_expression(s.source)
+                            << "\nEncountered a rational constant that cannot be simplified to an "
+                               "integer: "
+                            << to_text(offset);
     }
     if (offset < 0) {
       throw InternalError() << "The timing of the following expression is negative: "
@@ -387,6 +410,9 @@ class AutomatonBuilder : public EnvObject {
   const InstanceNumbers& numbers_;
   ClockedStatements statements_;
   model::CheckContainsWalker has_duration_;
+  model::CheckContainsWalker has_quotient_;
+  model::CheckContainsWalker has_rational_;
+  model::ExpressionConstantSimplifier in_integers_;
   std::vector<ClockedStatement> problem_statements_;
   std::vector<std::vector<ClockedStatement>> action_statements_;  // in the order of the names
   std::map<std::string, Lines> writers_;                          // by fluent

@@ -121,13 +121,16 @@ class TraceReader {
     return owner && (*owner == "global" || problem_->has_action(*owner));
   }
 
-  // Only a flag that is set counts.
+  // Only a flag that is set counts; a guard that compares it tells nothing. A list of assignments
+  // may go on right behind the value, or end there.
   bool read_is_set() {
-    const std::string operation(next_word("an assignment"));
-    const std::string_view value = next_word("an assignment");
+    const bool is_assignment = next_word("an assignment") == ":=";
+    std::string_view value = next_word("an assignment");
+    if (!is_assignment) return false;
+    value = value.substr(0, value.find_last_not_of(",;})") + 1);
     const std::optional<rational> number = number_in_trace(value);
     if (!number) throw error("Invalid value in trace: ", value);
-    return operation == ":=" && *number == 1;
+    return *number == 1;
   }
 
   void start(const std::string& name) {

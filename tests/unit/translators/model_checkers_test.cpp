@@ -70,6 +70,7 @@ class ModelCheckersTest : public testing::Test {
 
 TEST_F(ModelCheckersTest, AssumptionsAreCheckedAndTheReasonIsLogged) {
   const std::string p = "fluent boolean p; [start] p := false; ";
+  const std::string n = p + "fluent integer[0, 9] n; [start] n := 0; ";
   const std::pair<std::string, const char*> cases[] = {
       {"type T; instance T a; fluent boolean f(T t); [start] f(a) := true;",
        "the problem is not ground"},
@@ -86,6 +87,19 @@ TEST_F(ModelCheckersTest, AssumptionsAreCheckedAndTheReasonIsLogged) {
        "the following temporal expression does not contain 'start' or 'end' in the interval: "},
       {p + "action a() { duration := 2; [start + duration] p := true; };",
        "the following temporal expression contains 'duration': "},
+      {n + "[1] p := end > 3; [end] p;",
+       "the following expression has 'end' outside the interval: "},
+      {n + "action a() { duration := 2; [end] p := start > 3; };",
+       "the following expression has 'start' outside the interval: "},
+      {n + "action a() { duration := 2; [end] p := duration > 3; };",
+       "the following temporal expression contains 'duration': "},
+      {n + "action a() { duration := 2; p := duration > 3; };",
+       "the following assign expression has 'duration' on the right hand side: "},
+      {n + "action a() { duration := 2; [start + n] p := true; };",
+       "action temporal expressions with a fluent in the interval are not supported: "},
+      {p + "action a() { duration := 2; [all] contains p; };",
+       "'contains' expressions are not supported: "},
+      {"fluent integer x; [start] x := 1;", "fluent x has type with infinite domain"},
   };
   for (const auto& [text, reason] : cases) {
     std::ostringstream log;
@@ -111,6 +125,9 @@ TEST_F(ModelCheckersTest, WhatAnAutomatonCannotExpressIsRefused) {
        "InternalError: The interval of the following expression contains rationals: "},
       {p + "action a() { duration := 2; [start - 1] p := true; }; [end] p;",
        "InternalError: The timing of the following expression is negative: "},
+      {p + "[5/2.0] p; [end] p;",
+       "Encountered a rational constant that cannot be simplified to an integer: 5/2"},
+      {p + "[start] p; [end] p;", "The following expression is a global start condition: "},
   };
   for (const auto& [text, expected] : cases) {
     EXPECT_THAT(message_of([&, anml = text] { encode<UppaalEncoder>(anml); }), HasSubstr(expected))
