@@ -8,17 +8,22 @@ the text, `no-plan` for none, and `error: text` for a refusal whose message hold
 
 A block fenced by ```plan is a plan of the problem before it, which `validate --strict` calls `valid`, or
 `invalid: text` with an explanation that holds the text.
+
+A block fenced by ```uppaal, ```smv or ```ltl is what `convert-to` writes for the problem before it; a line
+`...` stands for any lines. One fenced by ```trace uppaal or ```trace smv is a trace of it, and ```plan traced
+behind it the plan that `trace-to-plan` makes of that, which must be valid.
 """
 
 import argparse
 import pathlib
 import re
+import subprocess
 import sys
 import tempfile
 
 from run import CaseRunner, Run
 
-FENCE = re.compile(r"^```(anml|pddl|plan)(?: ([^\n]*))?\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+FENCE = re.compile(r"^```(anml|pddl|plan|uppaal|smv|ltl|trace)(?: ([^\n]*))?\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
 OPTIONS = re.compile(r"(?://|;) (-.*)\n")
@@ -60,6 +65,38 @@ def judgement_of(line, wish, is_pddl):
     return run
 
 
+def output_of(binary, *arguments):
+    done = subprocess.run([binary, *map(str, arguments)], stdin=subprocess.DEVNULL, capture_output=True,
+                          text=True, check=False)
+    return done.stdout if done.returncode == 0 else done.stderr
+
+
+def is_told_by(block, text):
+    """Whether the text is the block, whose lines `...` stand for any lines."""
+    pattern = "".join("(?:.*\n)*?" if line.strip() == "..." else re.escape(line) + "\n"
+                      for line in block.splitlines())
+    return re.fullmatch(pattern, "\n".join(line.rstrip() for line in text.splitlines()) + "\n")
+
+
+def translation_fault(binary, language, wish, source, folder):
+    """What is wrong with a block of a target or of a trace; None for nothing."""
+    problem, trace = folder / "block.anml", folder / "block.trace"
+    if language == "trace":
+        trace.write_text(source)
+        (folder / "block.format").write_text(wish)
+        return None
+    if language == "plan":
+        plan = output_of(binary, "trace-to-plan", "--input-format", (folder / "block.format").read_text(),
+                         "--trace", trace, problem)
+        (folder / "block.plan").write_text(plan)
+        if not is_told_by(source, plan):
+            return f"the trace is the plan\n{plan}"
+        verdict = output_of(binary, "validate", "--strict", "--plan", folder / "block.plan", problem)
+        return None if "The plan is valid." in verdict else "the plan of the trace is not valid"
+    text = output_of(binary, "convert-to", "--target", language, problem)
+    return None if is_told_by(source, text) else f"what is written is\n{text}"
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
@@ -80,6 +117,10 @@ def main():
             count += 1
             line = text.count("\n", 0, block.start()) + 1
             problem = folder / "block.anml"
+            if language in ("uppaal", "smv", "ltl", "trace") or wish == "traced":
+                fault = translation_fault(options.binary, language, wish, source, folder)
+                faults += [f"{options.document}, line {line}: {fault}"] if fault else []
+                continue
             runner = CaseRunner(str(pathlib.Path(options.binary).resolve()), problem, folder)
             if language == "plan":
                 (folder / "block.plan").write_text(source)
