@@ -146,7 +146,7 @@ class Validation {
     const auto line = text_.lines.find(&step);
     if (line == text_.lines.end()) return step_text(step);
     std::ostringstream name;
-    name << step_text(step) << " (" << file_name_ << ", line " << line->second << ")";
+    name << step_text(step) << " (" << file_name_ << ":" << line->second << ")";
     return name.str();
   }
 

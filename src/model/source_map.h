@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
+#include <optional>
 #include <string>
-#include <utility>
+#include <unordered_map>
+#include <vector>
 
 #include "model/expression.h"
+#include "shell/input_parts.h"
 
 namespace kelvo::model {
 
@@ -13,29 +15,43 @@ namespace kelvo::model {
 struct SourcePosition {
   std::string file;  // empty for standard input
   std::size_t line = 0;
-  std::size_t column = 0;  // 0 where it is not known
 };
 
-/// Where the statements of the problems that were read stand. Readers fill it while they build
-/// resolved problems; messages read it. What transformers make has no entry.
+/// A statement and the line on which it begins, counted through all parts of its input.
+struct StatementLine {
+  Expression statement;
+  std::size_t line;
+};
+
+/// The lines of statements by their owners: "" for the problem, the name of an action, or
+/// "type.action" for an action of a user type.
+using StatementLines = std::unordered_map<std::string, std::vector<StatementLine>>;
+
+/// Sorts by the numbers of the statements, equal statements by their lines.
+void sort_lines(std::vector<StatementLine>& lines);
+
+/// Where the statements of the problems that were read stand. Readers fill it when they have
+/// resolved a problem; messages read it. What transformers make has no entry.
 ///
-/// Equal statements are one expression, so an entry is found by the owner of the statement, too:
-/// "" for the problem, the name of an action, or "type.action" for an action of a user type. Of
-/// equal statements of one owner the first position counts.
+/// Equal statements are one expression, so an entry is found by the owner, too. Of equal statements
+/// of one owner the first position counts.
 class SourceMap {
  public:
-  void note(const std::string& owner, Expression statement, SourcePosition position) {
-    positions_.try_emplace({owner, statement->id()}, std::move(position));
-  }
+  /// The statements of one input, which consists of `parts`.
+  void add(StatementLines lines, InputParts parts);
 
-  /// Null where the statement was not read from a file.
-  const SourcePosition* find(const std::string& owner, Expression statement) const {
-    const auto found = positions_.find({owner, statement->id()});
-    return found == positions_.end() ? nullptr : &found->second;
-  }
+  /// Nothing where the statement was not read from a file.
+  std::optional<SourcePosition> find(const std::string& owner, Expression statement) const;
 
  private:
-  std::map<std::pair<std::string, std::size_t>, SourcePosition> positions_;
+  /// One for each owner and input, sorted.
+  struct Section {
+    std::vector<StatementLine> lines;
+    std::size_t input;
+  };
+
+  std::vector<InputParts> inputs_;
+  std::unordered_map<std::string, std::vector<Section>> sections_;  // by owner
 };
 
 }  // namespace kelvo::model

@@ -99,6 +99,36 @@ const std::string* label_of(const model::ExpressionFactory& ef, Expression e) {
   return label.empty() ? nullptr : &label;
 }
 
+// Turns the lines of raw statements of one owner into those of the resolved ones, in place. What is
+// not resolved loses its line.
+class LineResolver {
+ public:
+  LineResolver(model::StatementLines& lines, const std::string& owner) {
+    const auto found = lines.find(owner);
+    if (found == lines.end()) return;
+    lines_ = &found->second;
+    model::sort_lines(*lines_);
+  }
+  LineResolver(const LineResolver&) = delete;
+  LineResolver& operator=(const LineResolver&) = delete;
+  ~LineResolver() {
+    if (lines_ != nullptr) lines_->resize(num_resolved_);
+  }
+
+  /// Raw statements come in the order of their numbers.
+  void resolve(Expression raw, Expression resolved) {
+    if (lines_ == nullptr) return;
+    while (next_ < lines_->size() && (*lines_)[next_].statement->id() < raw->id()) ++next_;
+    if (next_ == lines_->size() || (*lines_)[next_].statement != raw) return;
+    (*lines_)[num_resolved_++] = {resolved, (*lines_)[next_++].line};
+  }
+
+ private:
+  std::vector<model::StatementLine>* lines_ = nullptr;
+  std::size_t next_ = 0;
+  std::size_t num_resolved_ = 0;  // at the front of the lines; never beyond `next_`
+};
+
 }  // namespace
 
 Expression NameResolverExpressionSubstituter::walk_dot(Expression e) const {
@@ -131,6 +161,12 @@ struct NameResolver::Statements {
 NameResolver::NameResolver(Environment& env) : EnvObject(env) {}
 
 model::ProblemInstance NameResolver::operator()(const model::ProblemInstance& raw) {
+  model::StatementLines none;
+  return (*this)(raw, none);
+}
+
+model::ProblemInstance NameResolver::operator()(const model::ProblemInstance& raw,
+                                                model::StatementLines& lines) {
   model::ModelFactory& mf = environment().model_factory();
   const model::ExpressionFactory& ef = environment().expression_factory();
   TypeResolver resolve_types(environment());
@@ -147,18 +183,22 @@ model::ProblemInstance NameResolver::operator()(const model::ProblemInstance& ra
   enter_fluents(symbols, problem->fluents());
   enter_constants(symbols, constants);
   enter_instances(symbols, *problem);
-  for (const auto& [name, type] : problem->user_types()) resolve_actions(symbols, *type);
+  for (const auto& [name, type] : problem->user_types()) resolve_actions(symbols, *type, lines);
   model::TypeScope::ActionMap actions;
-  for (const auto& [name, action] : problem->actions()) actions[name] = resolve(symbols, action);
+  for (const auto& [name, action] : problem->actions()) {
+    actions[name] = resolve(symbols, action, lines);
+  }
 
   const NameResolverExpressionSubstituter substitute(environment(), symbols.visible());
   model::ExpressionSet statements;
   std::map<std::string, Expression> labels;
+  LineResolver problem_lines(lines, "");
   std::size_t num_walked = 0;
   for (const Expression e : read.statements) {
     if (++num_walked % kStatementsForOneMemo == 0) substitute.clear_memoization();
     const Expression resolved = substitute(e);
     check_statement(resolved);
+    problem_lines.resolve(e, resolved);
     statements.insert(statements.end(), resolved);
     const std::string* label = label_of(ef, resolved);
     if (label != nullptr && !labels.emplace(*label, resolved).second) {
@@ -259,23 +299,28 @@ void NameResolver::give_values(Statements& statements, model::UserTypeImpl& type
   for (const auto& [name, nested] : type.user_types()) give_values(statements, *nested);
 }
 
-void NameResolver::resolve_actions(Symbols& symbols, model::UserTypeImpl& type) {
+void NameResolver::resolve_actions(Symbols& symbols, model::UserTypeImpl& type,
+                                   model::StatementLines& lines) {
   const Symbols::Scope scope = symbols.open();
   enter_fluents(symbols, type.fluents());
   enter_constants(symbols, type.constants());
-  for (const auto& [name, nested] : type.user_types()) resolve_actions(symbols, *nested);
+  for (const auto& [name, nested] : type.user_types()) resolve_actions(symbols, *nested, lines);
   for (const auto& [name, action] : type.actions()) {
-    type.resolve_action(resolve(symbols, action));
+    type.resolve_action(resolve(symbols, action, lines));
   }
   symbols.leave(scope);
 }
 
-model::Action NameResolver::resolve(Symbols& symbols, const model::Action& action) {
+model::Action NameResolver::resolve(Symbols& symbols, const model::Action& action,
+                                    model::StatementLines& lines) {
   const Symbols::Scope scope = symbols.open();
   for (const model::Parameter& p : action->parameters()) {
     enter(symbols, p->name(), environment().expression_factory().make_parameter_reference(p));
   }
   const NameResolverExpressionSubstituter substitute(environment(), symbols.visible());
+  LineResolver action_lines(lines, action->path().empty()
+                                       ? action->name()
+                                       : action->path().back() + "." + action->name());
   model::ExpressionSet expressions;
   for (const Expression e : action->expressions()) {
     const Expression resolved = substitute(e);
@@ -284,6 +329,7 @@ model::Action NameResolver::resolve(Symbols& symbols, const model::Action& actio
                             << "constant only in the top level scope";
     }
     check_statement(resolved);
+    action_lines.resolve(e, resolved);
     expressions.insert(resolved);
   }
   symbols.leave(scope);

@@ -4,6 +4,7 @@
 
 #include "model/expression_substituter.h"
 #include "model/problem_instance.h"
+#include "model/source_map.h"
 #include "parsers/scoped_table.h"
 #include "shell/env_object.h"
 
@@ -41,6 +42,10 @@ class NameResolver : public EnvObject {
   /// Throws what the names, the types and the values of constants give cause to:
   /// `UnresolvedSymbolError`, `RedefinitionError`, `TypeCheckingError`, `InvalidParameterError`,
   /// `InternalError`.
+  ///
+  /// `lines` are those of the statements of `problem`, and become those of the result.
+  model::ProblemInstance operator()(const model::ProblemInstance& problem,
+                                    model::StatementLines& lines);
   model::ProblemInstance operator()(const model::ProblemInstance& problem);
 
  private:
@@ -58,8 +63,9 @@ class NameResolver : public EnvObject {
   model::Constant with_values(const Statements& statements, const model::Constant& constant) const;
   void give_values(Statements& statements, model::UserTypeImpl& type) const;
 
-  model::Action resolve(Symbols& symbols, const model::Action& action);
-  void resolve_actions(Symbols& symbols, model::UserTypeImpl& type);
+  model::Action resolve(Symbols& symbols, const model::Action& action,
+                        model::StatementLines& lines);
+  void resolve_actions(Symbols& symbols, model::UserTypeImpl& type, model::StatementLines& lines);
   void check_statement(model::Expression e);
   void check_arguments(model::Expression e);
 

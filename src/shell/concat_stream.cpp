@@ -13,7 +13,7 @@ namespace kelvo {
 
 ConcatStreamBuf::ConcatStreamBuf(const std::vector<std::istream*>& streams,
                                  std::vector<std::string> names)
-    : names_(std::move(names)) {
+    : parts_(std::move(names)) {
   for (const std::istream* stream : streams) buffers_.push_back(stream->rdbuf());
 }
 
@@ -23,7 +23,7 @@ ConcatStreamBuf::int_type ConcatStreamBuf::underflow() {
     while (current_ < buffers_.size() && (count = read_some()) == 0) finish_current();
     if (count == 0) return traits_type::eof();
     last_char_ = buffer_[count - 1];
-    first_lines_.resize(std::max(first_lines_.size(), current_ + 1), num_newlines_ + 1);
+    parts_.begin(current_, num_newlines_ + 1);
     num_newlines_ +=
         static_cast<std::size_t>(std::count(buffer_.data(), buffer_.data() + count, '\n'));
     setg(buffer_.data(), buffer_.data(), buffer_.data() + count);
@@ -51,17 +51,14 @@ void ConcatStreamBuf::finish_current() {
   ++current_;
 }
 
-ConcatStreamBuf::Place ConcatStreamBuf::place_of(std::size_t line) const {
-  // Two streams share a line when the first does not end in a newline; it counts for the second.
-  const auto behind = std::upper_bound(first_lines_.begin(), first_lines_.end(), line);
-  if (behind == first_lines_.begin()) return {"", line};
-  const auto index = static_cast<std::size_t>(behind - first_lines_.begin()) - 1;
-  return {index < names_.size() ? names_[index] : "", line - first_lines_[index] + 1};
+std::string ConcatStreamBuf::current_name() const {
+  if (!parts_.name(current_).empty()) return "Input file '" + parts_.name(current_) + "'";
+  return "Input " + std::to_string(current_ + 1);
 }
 
-std::string ConcatStreamBuf::current_name() const {
-  if (current_ < names_.size()) return "Input file '" + names_[current_] + "'";
-  return "Input " + std::to_string(current_ + 1);
+InputParts parts_of(const std::istream& stream) {
+  const auto* buffer = dynamic_cast<const ConcatStreamBuf*>(stream.rdbuf());
+  return buffer == nullptr ? InputParts() : buffer->parts();
 }
 
 ConcatIfStream::ConcatIfStream(const std::vector<std::string>& filenames) {

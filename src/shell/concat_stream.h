@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "shell/input_parts.h"
+
 namespace kelvo {
 
 /// Reads several streams end to end as one text. The streams are borrowed.
@@ -22,13 +24,8 @@ class ConcatStreamBuf : public std::streambuf {
   explicit ConcatStreamBuf(const std::vector<std::istream*>& streams,
                            std::vector<std::string> names = {});
 
-  /// A line of one of the streams, counted from 1. The name is empty when none was given.
-  struct Place {
-    std::string name;
-    std::size_t line;
-  };
-  /// Where a line of the whole text, counted from 1 and read already, begins.
-  Place place_of(std::size_t line) const;
+  /// The streams that were read from, and where they begin.
+  const InputParts& parts() const { return parts_; }
 
  protected:
   int_type underflow() override;
@@ -39,14 +36,15 @@ class ConcatStreamBuf : public std::streambuf {
   std::string current_name() const;
 
   std::vector<std::streambuf*> buffers_;
-  std::vector<std::string> names_;
+  InputParts parts_;
   std::size_t current_ = 0;
-  /// The lines of the whole text on which the streams begin that were read from.
-  std::vector<std::size_t> first_lines_;
   std::size_t num_newlines_ = 0;
   char last_char_ = '\n';
   std::array<char, 1024> buffer_{};
 };
+
+/// The parts of a stream on a `ConcatStreamBuf`; of any other, none.
+InputParts parts_of(const std::istream& stream);
 
 /// The named files as one stream. A file that cannot be opened or read, and a directory, is an
 /// `InvalidParameterError`.

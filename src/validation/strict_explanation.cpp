@@ -53,12 +53,10 @@ class Explanation {
 
   void print_statement(const StrictSource& source) {
     os_ << model::print_expression(source.statement);
-    const model::SourcePosition* place = env_.source_map().find(source.owner, source.statement);
+    const auto place = env_.source_map().find(source.owner, source.statement);
     os_ << " (";
-    if (place != nullptr) {
-      if (!place->file.empty()) os_ << place->file << ", ";
-      os_ << "line " << place->line << ", ";
-    }
+    if (place && place->file.empty()) os_ << "line " << place->line << ", ";
+    if (place && !place->file.empty()) os_ << place->file << ":" << place->line << ", ";
     if (source.owner.empty()) {
       os_ << "of the problem)";
     } else {

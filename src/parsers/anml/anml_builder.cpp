@@ -35,7 +35,8 @@ AnmlBuilder::AnmlBuilder(AnmlParser& parser, model::ProblemInstanceImpl& problem
       parser_(parser),
       problem_(problem),
       ef_(environment().expression_factory()),
-      types_in_use_(environment().model_factory().user_types_in_use()) {}
+      types_in_use_(environment().model_factory().user_types_in_use()),
+      problem_lines_(&lines_[""]) {}
 
 void AnmlBuilder::handle_error(const std::string& message) {
   parser_.handle_error(message);
@@ -44,6 +45,16 @@ void AnmlBuilder::handle_error(const std::string& message) {
 AnmlBuilder::Mark AnmlBuilder::push_expression(Expression e) {
   expressions_.push_back(e);
   return expressions_.size() - 1;
+}
+
+void AnmlBuilder::push_statement(Expression e) {
+  push_expression(e);
+  body_lines_.push_back({e, line_});
+}
+
+void AnmlBuilder::add_statement(Expression e) {
+  problem_.add_expression(e);
+  problem_lines_->push_back({e, line_});
 }
 
 AnmlBuilder::Mark AnmlBuilder::push_name(const Token* name) {
@@ -72,13 +83,17 @@ const std::vector<Expression>& AnmlBuilder::pop_expressions(Mark mark) {
 
 void AnmlBuilder::add_to_problem() {
   struct Add {
+    AnmlBuilder& builder;
     model::ProblemInstanceImpl& problem;
-    void operator()(const model::Action& a) const { problem.add_action(a); }
+    void operator()(const model::Action& a) const {
+      problem.add_action(a);
+      builder.own_lines(*a, a->name());
+    }
     void operator()(const model::Fluent& f) const { problem.add_fluent(f); }
     void operator()(const model::Constant& c) const { problem.add_constant(c); }
     void operator()(const model::UserType& t) const { problem.add_user_type(t); }
   };
-  std::visit(Add{problem_}, members_.back());
+  std::visit(Add{*this, problem_}, members_.back());
   members_.pop_back();
 }
 
@@ -116,7 +131,9 @@ void AnmlBuilder::add_member(model::UserTypeImpl& type, const Member& member, Na
       return declared.insert(name).second && is_there;
     }
     void operator()(const model::Action& a) const {
-      if (!is_kept(a->name(), type.has_action(a->name()))) type.add_action(a);
+      if (is_kept(a->name(), type.has_action(a->name()))) return;
+      type.add_action(a);
+      builder.own_lines(*a, type.name() + "." + a->name());
     }
     void operator()(const model::Fluent& f) const {
       if (!is_kept(f->name(), type.has_fluent(f->name()))) type.add_fluent(f);
@@ -181,8 +198,16 @@ void AnmlBuilder::declare_action(const Token* name, Mark parameters, Mark body) 
   const model::Parameters list = pop_list(parameters_, parameters);
   const std::vector<Expression>& statements = pop_expressions(body);
   const model::ExpressionSet expressions(statements.begin(), statements.end());
-  members_.emplace_back(
-      environment().model_factory().make_action(name->first, model::Path(), list, expressions));
+  const model::Action action =
+      environment().model_factory().make_action(name->first, model::Path(), list, expressions);
+  actions_[action.get()] = std::exchange(body_lines_, {});
+  members_.emplace_back(action);
+}
+
+void AnmlBuilder::own_lines(const model::ActionImpl& action, std::string owner) {
+  if (auto lines = actions_.extract(&action)) {
+    lines_.try_emplace(std::move(owner), std::move(lines.mapped()));
+  }
 }
 
 void AnmlBuilder::declare_instances(Mark names) {

@@ -5,12 +5,14 @@
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <variant>
 #include <vector>
 
 #include "model/expression_factory.h"
 #include "model/parametric_object.h"
 #include "model/problem_instance.h"
+#include "model/source_map.h"
 #include "parsers/reader_support.h"
 #include "shell/env_object.h"
 
@@ -42,6 +44,11 @@ class AnmlBuilder : public EnvObject {
     return tokens_.find_or_make({text, length});
   }
 
+  /// What is reduced next is a statement that begins on this line, or a part of one.
+  void begin_statement(std::size_t line) { line_ = line; }
+  /// The lines of all statements.
+  model::StatementLines take_lines() { return std::move(lines_); }
+
   // Lists.
   Mark expressions_mark() const { return expressions_.size(); }
   Mark members_mark() const { return members_.size(); }
@@ -50,11 +57,13 @@ class AnmlBuilder : public EnvObject {
   /// These push one element and return the mark of the list that begins with it.
   Mark push_expression(Expression e);
   Mark push_name(const Token* name);
+  /// A statement of an action.
+  void push_statement(Expression e);
   /// Takes its type from the stack of types.
   Mark push_parameter(const Token* name);
 
   // Statements and declarations.
-  void add_statement(Expression e) { problem_.add_expression(e); }
+  void add_statement(Expression e);
   /// Adds the last declared object to the problem.
   void add_to_problem();
   void declare_type(const Token* name, Mark base_types, Mark members);
@@ -90,6 +99,7 @@ class AnmlBuilder : public EnvObject {
 
  private:
   using Member = std::variant<model::Action, model::Fluent, model::Constant, model::UserType>;
+  using Lines = std::vector<model::StatementLine>;
   using Names = std::unordered_set<std::string_view>;
 
   /// Where a user type stands among those that hold user types.
@@ -102,6 +112,8 @@ class AnmlBuilder : public EnvObject {
   model::UserType declared_type(const std::string& name);
   /// Into a vector that the next call uses again: applications are what a problem consists of.
   const std::vector<Expression>& pop_expressions(Mark mark);
+  /// Makes the lines of an action findable. An action that was not declared last has none.
+  void own_lines(const model::ActionImpl& action, std::string owner);
   void add_member(model::UserTypeImpl& type, const Member& member, Names& declared);
   Nesting& nesting(const model::UserTypeImpl& type);
   void nest(const model::UserTypeImpl& holder, const model::UserTypeImpl& nested);
@@ -120,6 +132,12 @@ class AnmlBuilder : public EnvObject {
   std::vector<model::Type> types_;
   std::unordered_map<const model::UserTypeImpl*, Nesting> nesting_;
   std::unordered_set<const model::UserTypeImpl*> types_in_use_;
+
+  std::size_t line_ = 1;
+  Lines body_lines_;                                             // of the action that is read
+  std::unordered_map<const model::ActionImpl*, Lines> actions_;  // without an owner yet
+  model::StatementLines lines_;
+  Lines* problem_lines_;  // in `lines_`
 };
 
 }  // namespace kelvo

@@ -91,7 +91,7 @@ goal_body
 
 action_body
   : %empty                                      { $$ = builder.expressions_mark(); }
-  | action_body action_stmt TK_SEMI             { $$ = $1; builder.push_expression($2); }
+  | action_body action_stmt TK_SEMI             { $$ = $1; builder.push_statement($2); }
   ;
 
 action_stmt

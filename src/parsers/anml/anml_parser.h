@@ -8,9 +8,7 @@
 
 namespace kelvo {
 
-class AnmlBuilder;
-template <typename Builder>
-struct ScannedText;
+struct AnmlSource;
 
 /// Reads a problem in ANML.
 class AnmlParser : public EnvObject {
@@ -36,7 +34,7 @@ class AnmlParser : public EnvObject {
 
   /// Both live during a parse only.
   void* flex_scanner_ = nullptr;
-  const ScannedText<AnmlBuilder>* source_ = nullptr;
+  const AnmlSource* source_ = nullptr;
   model::ProblemInstance result_;
 };
 

@@ -39,13 +39,23 @@ std::vector<Expression> conjuncts(const model::ExpressionFactory& ef, Expression
   return result;
 }
 
+// The first line from `from` on where the expression is among sorted notes, or 0.
+std::size_t line_of(const std::vector<model::StatementLine>& notes, Expression e,
+                    std::size_t from = 0) {
+  const auto found = std::ranges::partition_point(notes, [&](const model::StatementLine& note) {
+    return note.statement->id() < e->id() || (note.statement == e && note.line < from);
+  });
+  return found != notes.end() && found->statement == e ? found->line : 0;
+}
+
 }  // namespace
 
 PddlBuilder::PddlBuilder(PddlParser& parser, model::ProblemInstanceImpl& problem)
     : EnvObject(parser.environment()),
       parser_(parser),
       problem_(problem),
-      ef_(environment().expression_factory()) {}
+      ef_(environment().expression_factory()),
+      problem_lines_(&lines_[""]) {}
 
 void PddlBuilder::handle_error(const std::string& message) {
   parser_.handle_error(message);
@@ -87,6 +97,30 @@ std::map<std::string, std::string> PddlBuilder::spellings() const {
 PddlBuilder::Mark PddlBuilder::push_expression(Expression e) {
   expressions_.push_back(e);
   return expressions_.size() - 1;
+}
+
+PddlBuilder::Mark PddlBuilder::push_conjunct(Expression e) {
+  note_line(e);
+  return push_expression(e);
+}
+
+// Facts are many, and what stands inside of one has its line.
+PddlBuilder::Mark PddlBuilder::push_init(Expression e) {
+  notes_.clear();
+  init_lines_.push_back(last_line_);
+  return push_expression(e);
+}
+
+Expression PddlBuilder::end_part(Expression e) {
+  note_line(e);
+  model::sort_lines(notes_);
+  parts_.push_back(std::exchange(notes_, {}));
+  return e;
+}
+
+void PddlBuilder::add_statement(Expression e, std::size_t line) {
+  problem_.add_expression(e);
+  if (line != 0) problem_lines_->push_back({e, line});
 }
 
 PddlBuilder::Mark PddlBuilder::push_name(const PddlToken* name) {
@@ -196,14 +230,18 @@ void PddlBuilder::declare_function(const PddlToken* name, Mark parameters) {
 
 void PddlBuilder::declare_action(const PddlToken* name, Mark parameters, Expression duration,
                                  Expression condition, Expression effect) {
-  add_action(name, parameters, conjuncts(ef_, duration), condition, effect);
+  Lines body;
+  for (const Expression e : conjuncts(ef_, duration)) {
+    body.push_back({e, line_of(parts_.front(), e)});
+  }
+  add_action(name, parameters, std::move(body), condition, effect);
 }
 
 void PddlBuilder::declare_uncontrollable_action(const PddlToken* name, Mark parameters,
                                                 Expression duration, Expression condition,
                                                 Expression effect) {
   const Expression chosen = ef_.is_and(duration) ? uncontrollable_duration(duration) : duration;
-  add_action(name, parameters, {chosen}, condition, effect);
+  add_action(name, parameters, {{chosen, line_of(parts_.front(), duration)}}, condition, effect);
 }
 
 Expression PddlBuilder::uncontrollable_duration(Expression duration) {
@@ -223,12 +261,13 @@ Expression PddlBuilder::uncontrollable_duration(Expression duration) {
   return ef_.make_in_assign(anchor, interval);
 }
 
-void PddlBuilder::add_action(const PddlToken* name, Mark parameters, std::vector<Expression> body,
+void PddlBuilder::add_action(const PddlToken* name, Mark parameters, Lines body,
                              Expression condition, Expression effect) {
+  const std::vector<Lines> parts = std::exchange(parts_, {});
   bool is_untimed = false;
   for (const Expression e : conjuncts(ef_, condition)) {
     is_untimed = is_untimed || !ef_.is_temporal_expression(e);
-    body.push_back(e);
+    body.push_back({e, line_of(parts[1], e)});
   }
   if (is_untimed) {
     environment().warning_manager().warn(
@@ -236,10 +275,15 @@ void PddlBuilder::add_action(const PddlToken* name, Mark parameters, std::vector
         "' has a condition without a time: write (at start ...), (over all ...) or (at end ...)");
   }
   for (const Expression e : conjuncts(ef_, effect)) {
-    const std::vector<Expression> assignments = parser_.condition_to_effect(e);
-    body.insert(body.end(), assignments.begin(), assignments.end());
+    const std::size_t line = line_of(parts[2], e);
+    for (const auto& [assignment, part] : parser_.condition_to_effect(e)) {
+      body.push_back({assignment, std::max(line, line_of(parts[2], part, line))});
+    }
   }
-  const model::ExpressionSet expressions(body.begin(), body.end());
+  model::ExpressionSet expressions;
+  for (const model::StatementLine& statement : body) expressions.insert(statement.statement);
+  std::erase_if(body, [](const model::StatementLine& statement) { return statement.line == 0; });
+  lines_.try_emplace(name->name, std::move(body));
   const model::Parameters list = pop_parameters(parameters);
   problem_.add_action(
       environment().model_factory().make_action(name->name, model::Path(), list, expressions));
@@ -249,33 +293,43 @@ void PddlBuilder::add_init(Mark expressions) {
   for (std::size_t i = expressions; i < expressions_.size(); ++i) {
     const Expression e = expressions_[i];
     const bool is_timed = ef_.is_temporal_expression(e);
-    for (const Expression assignment : parser_.condition_to_effect(e)) {
-      problem_.add_expression(is_timed ? assignment : at_start(assignment));
+    for (const auto& [assignment, part] : parser_.condition_to_effect(e)) {
+      add_statement(is_timed ? assignment : at_start(assignment), init_lines_[i - expressions]);
     }
   }
   expressions_.resize(expressions);
+  init_lines_.clear();
 }
 
 // A goal is about the end, so that `at end` adds nothing to it.
 void PddlBuilder::add_goal(Expression e) {
+  note_line(e);
+  model::sort_lines(notes_);
+  const Lines notes = std::exchange(notes_, {});
   const Expression end = ef_.make_point_interval(ef_.make_end_anchor());
   const auto is_timed = [this](Expression x) { return ef_.is_temporal_expression(x); };
-  std::vector<Expression> todo{e};
+  Lines todo{{e, line_of(notes, e)}};
+  // A part without a line of its own has that of the whole.
+  const auto push_parts = [&](const std::vector<Expression>& parts, std::size_t line) {
+    for (auto part = parts.rbegin(); part != parts.rend(); ++part) {
+      todo.push_back({*part, std::max(line, line_of(notes, *part, line))});
+    }
+  };
   while (!todo.empty()) {
-    const Expression goal = todo.back();
+    const auto [goal, line] = todo.back();
     todo.pop_back();
     if (is_timed(goal) && goal->child(0) == end) {
-      todo.push_back(goal->child(1));
+      push_parts({goal->child(1)}, line);
     } else if (is_timed(goal)) {
       environment().warning_manager().warn("Goals hold at the end: write them without a time");
-      problem_.add_expression(at_end(goal));
+      add_statement(at_end(goal), line);
     } else if (goal == e && ef_.is_and(goal)) {
-      todo.insert(todo.end(), goal->children().rbegin(), goal->children().rend());
+      push_parts({goal->children().begin(), goal->children().end()}, line);
     } else if (const std::vector<Expression> parts = conjuncts(ef_, goal);
                ef_.is_and(goal) && std::ranges::any_of(parts, is_timed)) {
-      todo.insert(todo.end(), parts.rbegin(), parts.rend());
+      push_parts(parts, line);
     } else {
-      problem_.add_expression(at_end(goal));
+      add_statement(at_end(goal), line);
     }
   }
 }

@@ -8,11 +8,13 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "model/expression_factory.h"
 #include "model/parametric_object.h"
 #include "model/problem_instance.h"
+#include "model/source_map.h"
 #include "shell/env_object.h"
 
 namespace kelvo {
@@ -56,12 +58,26 @@ class PddlBuilder : public EnvObject {
   /// How names with hyphens were written, by their names in the model.
   std::map<std::string, std::string> spellings() const;
 
+  // Lines.
+  /// Returns the expression, which was just made and begins on the line; 0: its line is not known.
+  Expression located(Expression e, std::size_t line) {
+    last_line_ = line;
+    return e;
+  }
+  /// Returns the duration, condition or effect of an action, which come in this order.
+  Expression end_part(Expression e);
+  /// The lines of all statements.
+  model::StatementLines take_lines() { return std::move(lines_); }
+
   // Lists.
   Mark expressions_mark() const { return expressions_.size(); }
   Mark names_mark() const { return names_.size(); }
   Mark parameters_mark() const { return parameters_.size(); }
   /// These push one element and return the mark of the list that begins with it.
   Mark push_expression(Expression e);
+  /// The same for an expression that was just made, and keep its line.
+  Mark push_conjunct(Expression e);
+  Mark push_init(Expression e);
   Mark push_name(const PddlToken* name);
   Mark begin_typed_names();
   void push_typed_name(const PddlToken* name);
@@ -121,13 +137,19 @@ class PddlBuilder : public EnvObject {
     const PddlToken* type;  // null: none
   };
 
+  using Lines = std::vector<model::StatementLine>;
+
+  void note_line(Expression e) {
+    if (last_line_ != 0) notes_.push_back({e, last_line_});
+  }
+  void add_statement(Expression e, std::size_t line);
   const std::vector<Expression>& pop_expressions(Mark mark);
   model::Parameters pop_parameters(Mark mark);
   void push_parameters(Mark names, const model::Type& type);
   model::UserType declared_type(const std::string& name);
   void declare_fluent(const PddlToken* name, const model::Type& type, Mark parameters);
-  void add_action(const PddlToken* name, Mark parameters, std::vector<Expression> body,
-                  Expression condition, Expression effect);
+  void add_action(const PddlToken* name, Mark parameters, Lines body, Expression condition,
+                  Expression effect);
   Expression uncontrollable_duration(Expression duration);
 
   PddlParser& parser_;
@@ -142,6 +164,13 @@ class PddlBuilder : public EnvObject {
   std::size_t group_ = 0;
   model::Parameters parameters_;
   std::vector<std::unique_ptr<void, Free>> stack_blocks_;
+
+  std::size_t last_line_ = 0;  // of the expression that was made last
+  Lines notes_;                // the parts of what is read: of conjunctions and at times
+  std::vector<Lines> parts_;   // the notes of an action's duration, condition, effect
+  std::vector<std::size_t> init_lines_;
+  model::StatementLines lines_;
+  Lines* problem_lines_;  // in `lines_`
 };
 
 }  // namespace kelvo

@@ -162,16 +162,13 @@ std::string explain_syntax_error(const PddlSource& source) {
 }  // namespace
 
 std::string PddlSource::place(std::size_t global_line) const {
-  if (const auto* files = dynamic_cast<const ConcatStreamBuf*>(stream.rdbuf())) {
-    const ConcatStreamBuf::Place place = files->place_of(global_line);
-    if (!place.name.empty()) return place.name + ", line " + std::to_string(place.line);
-  }
+  const InputParts::Place place = parts_of(stream).place_of(global_line);
+  if (!place.name.empty()) return place.name + ", line " + std::to_string(place.line);
   return "line " + std::to_string(global_line);
 }
 
 bool PddlSource::has_files() const {
-  const auto* files = dynamic_cast<const ConcatStreamBuf*>(stream.rdbuf());
-  return files != nullptr && !files->place_of(line).name.empty();
+  return !parts_of(stream).place_of(line).name.empty();
 }
 
 bool continues_word(int character) {

@@ -36,7 +36,9 @@ static void kelvo_pddl_error(void*, kelvo::PddlBuilder& builder, const char* mes
 }
 
 %token <token> TK_IDENTIFIER 258 TK_PARAMETER TK_NATURAL TK_RATIONAL
-%token TK_L_PARENTHESIS TK_R_PARENTHESIS
+/* An opening parenthesis has its line. */
+%token <mark> TK_L_PARENTHESIS
+%token TK_R_PARENTHESIS
 %token TK_MINUS TK_PLUS TK_TIMES TK_DIV
 %token TK_LE TK_GE TK_GT TK_LT TK_EQUALS
 %token TK_REQUIREMENTS TK_TYPING TK_FLUENTS TK_UNCONTROLLABLE_DURATIVE_ACTIONS
@@ -49,8 +51,8 @@ static void kelvo_pddl_error(void*, kelvo::PddlBuilder& builder, const char* mes
 %token TK_AND TK_OR TK_NOT TK_IMPLIES TK_FALSE TK_TRUE
 
 %type <mark> formal_parameters parameter_names type_names typed_names
-%type <mark> expressions init_expressions
-%type <expression> duration condition effect number expression init_expression
+%type <mark> expressions conjuncts init_expressions
+%type <expression> duration condition effect number expression operation atom init_expression
 
 %start pddl_body
 
@@ -88,18 +90,18 @@ domain_element
 
 /* What an action does not have may be left out. */
 duration
-  : %empty                                      { $$ = builder.nothing(); }
-  | TK_DURATION expression                      { $$ = $2; }
+  : %empty                                      { $$ = builder.end_part(builder.nothing()); }
+  | TK_DURATION expression                      { $$ = builder.end_part($2); }
   ;
 
 condition
-  : %empty                                      { $$ = builder.nothing(); }
-  | TK_CONDITION expression                     { $$ = $2; }
+  : %empty                                      { $$ = builder.end_part(builder.nothing()); }
+  | TK_CONDITION expression                     { $$ = builder.end_part($2); }
   ;
 
 effect
-  : %empty                                      { $$ = builder.nothing(); }
-  | TK_EFFECT expression                        { $$ = $2; }
+  : %empty                                      { $$ = builder.end_part(builder.nothing()); }
+  | TK_EFFECT expression                        { $$ = builder.end_part($2); }
   ;
 
 /* They tell nothing: what a text uses is seen in the text. */
@@ -176,12 +178,13 @@ problem_element
 
 init_expressions
   : %empty                                      { $$ = builder.expressions_mark(); }
-  | init_expressions init_expression            { $$ = $1; builder.push_expression($2); }
+  | init_expressions init_expression            { $$ = $1; builder.push_init($2); }
   ;
 
 init_expression
   : expression
-  | TK_L_PARENTHESIS TK_AT number expression TK_R_PARENTHESIS   { $$ = builder.at($3, $4); }
+  | TK_L_PARENTHESIS TK_AT number expression TK_R_PARENTHESIS
+      { $$ = builder.located(builder.at($3, $4), $1); }
   ;
 
 number
@@ -194,37 +197,43 @@ expressions
   | expressions expression                      { $$ = $1; builder.push_expression($2); }
   ;
 
+/* Of a statement, so that each part has its line. */
+conjuncts
+  : %empty                                      { $$ = builder.expressions_mark(); }
+  | conjuncts expression                        { $$ = $1; builder.push_conjunct($2); }
+  ;
+
 expression
-  : TK_L_PARENTHESIS TK_AND expressions TK_R_PARENTHESIS        { $$ = builder.conjunction($3); }
-  | TK_L_PARENTHESIS TK_OR expressions TK_R_PARENTHESIS         { $$ = builder.disjunction($3); }
-  | TK_L_PARENTHESIS TK_NOT expression TK_R_PARENTHESIS         { $$ = builder.ef().make_not($3); }
-  | TK_L_PARENTHESIS TK_AT_START expression TK_R_PARENTHESIS    { $$ = builder.at_start($3); }
-  | TK_L_PARENTHESIS TK_AT_END expression TK_R_PARENTHESIS      { $$ = builder.at_end($3); }
-  | TK_L_PARENTHESIS TK_OVER_ALL expression TK_R_PARENTHESIS    { $$ = builder.over_all($3); }
-  | TK_L_PARENTHESIS TK_EQUALS expression expression TK_R_PARENTHESIS
-      { $$ = builder.ef().make_equals($3, $4); }
-  | TK_L_PARENTHESIS TK_LE expression expression TK_R_PARENTHESIS
-      { $$ = builder.ef().make_le($3, $4); }
-  | TK_L_PARENTHESIS TK_GE expression expression TK_R_PARENTHESIS
-      { $$ = builder.ef().make_ge($3, $4); }
-  | TK_L_PARENTHESIS TK_LT expression expression TK_R_PARENTHESIS
-      { $$ = builder.ef().make_lt($3, $4); }
-  | TK_L_PARENTHESIS TK_GT expression expression TK_R_PARENTHESIS
-      { $$ = builder.ef().make_gt($3, $4); }
-  | TK_L_PARENTHESIS TK_PLUS expressions TK_R_PARENTHESIS       { $$ = builder.sum($3); }
-  | TK_L_PARENTHESIS TK_TIMES expressions TK_R_PARENTHESIS      { $$ = builder.product($3); }
-  | TK_L_PARENTHESIS TK_MINUS expression expression TK_R_PARENTHESIS
-      { $$ = builder.ef().make_minus($3, $4); }
-  | TK_L_PARENTHESIS TK_DIV expression expression TK_R_PARENTHESIS
-      { $$ = builder.ef().make_div($3, $4); }
-  | TK_TRUE                                     { $$ = builder.ef().make_true(); }
+  : TK_L_PARENTHESIS operation TK_R_PARENTHESIS { $$ = builder.located($2, $1); }
+  | atom                                        { $$ = builder.located($1, 0); }
+  ;
+
+operation
+  : TK_AND conjuncts                            { $$ = builder.conjunction($2); }
+  | TK_OR expressions                           { $$ = builder.disjunction($2); }
+  | TK_NOT expression                           { $$ = builder.ef().make_not($2); }
+  | TK_AT_START expression                      { $$ = builder.at_start($2); }
+  | TK_AT_END expression                        { $$ = builder.at_end($2); }
+  | TK_OVER_ALL expression                      { $$ = builder.over_all($2); }
+  | TK_EQUALS expression expression             { $$ = builder.ef().make_equals($2, $3); }
+  | TK_LE expression expression                 { $$ = builder.ef().make_le($2, $3); }
+  | TK_GE expression expression                 { $$ = builder.ef().make_ge($2, $3); }
+  | TK_LT expression expression                 { $$ = builder.ef().make_lt($2, $3); }
+  | TK_GT expression expression                 { $$ = builder.ef().make_gt($2, $3); }
+  | TK_PLUS expressions                         { $$ = builder.sum($2); }
+  | TK_TIMES expressions                        { $$ = builder.product($2); }
+  | TK_MINUS expression expression              { $$ = builder.ef().make_minus($2, $3); }
+  | TK_DIV expression expression                { $$ = builder.ef().make_div($2, $3); }
+  | TK_IDENTIFIER expressions                   { $$ = builder.application($1, $2); }
+  ;
+
+atom
+  : TK_TRUE                                     { $$ = builder.ef().make_true(); }
   | TK_FALSE                                    { $$ = builder.ef().make_false(); }
   | TK_PARAMETER                                { $$ = builder.symbol($1); }
   | TK_IDENTIFIER                               { $$ = builder.symbol($1); }
   | TK_DURATION_ANCHOR                          { $$ = builder.ef().make_duration_anchor(); }
   | number
-  | TK_L_PARENTHESIS TK_IDENTIFIER expressions TK_R_PARENTHESIS
-      { $$ = builder.application($2, $3); }
   ;
 
 %%

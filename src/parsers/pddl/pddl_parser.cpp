@@ -3,17 +3,20 @@
 #include <istream>
 #include <sstream>
 #include <unordered_set>
+#include <utility>
 
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "model/model_factory.h"
 #include "model/print_expression.h"
 #include "model/problem_instance.h"
+#include "model/source_map.h"
 #include "model/user_type.h"
 #include "parsers/name_resolver.h"
 #include "parsers/pddl/pddl_builder.h"
 #include "parsers/pddl/pddl_explanations.h"
 #include "parsers/pddl/pddl_source.h"
+#include "shell/concat_stream.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/warnings.h"
@@ -116,8 +119,11 @@ model::ProblemInstance PddlParser::parse(std::istream& source) {
   flex_scanner_ = nullptr;
   spellings_ = builder.spellings();
   try {
+    model::StatementLines lines = builder.take_lines();
     NameResolver resolver(environment());
-    return ClosedWorld(environment())(resolver(result_));
+    const model::ProblemInstance problem = resolver(result_, lines);
+    environment().source_map().add(std::move(lines), parts_of(source));
+    return ClosedWorld(environment())(problem);
   } catch (TypeCheckingError& error) {
     error << explain_failure(text, builder, error.message());
     throw;
@@ -145,7 +151,7 @@ model::ProblemInstance PddlParser::result() const {
   return result_;
 }
 
-std::vector<Expression> PddlParser::condition_to_effect(Expression e) {
+std::vector<PddlParser::Effect> PddlParser::condition_to_effect(Expression e) {
   model::ExpressionFactory& ef = environment().expression_factory();
   const auto is_assignable = [&ef](Expression x) {
     return ef.is_fluent_reference(x) || ef.is_functional_apply(x) || ef.is_unresolved_symbol(x);
@@ -162,7 +168,7 @@ std::vector<Expression> PddlParser::condition_to_effect(Expression e) {
   };
   std::vector<Interval> intervals;
   std::vector<Open> todo{{e, no_interval}};
-  std::vector<Expression> result;
+  std::vector<Effect> result;
   while (!todo.empty()) {
     const Open next = todo.back();
     todo.pop_back();
@@ -190,7 +196,7 @@ std::vector<Expression> PddlParser::condition_to_effect(Expression e) {
     for (std::size_t i = next.innermost; i != no_interval; i = intervals[i].outer) {
       assignment = ef.make_temporal_expression(intervals[i].interval, assignment);
     }
-    result.push_back(assignment);
+    result.push_back({assignment, x});
   }
   return result;
 }

@@ -31,9 +31,14 @@ class PddlParser : public EnvObject {
   void handle_error(const std::string& msg);
   /// The problem under construction, with unresolved names.
   model::ProblemInstance result() const;
+  /// An assignment, at its times, and the part of an expression that means it.
+  struct Effect {
+    model::Expression assignment;
+    model::Expression part;
+  };
   /// The assignments that an expression means as an effect or as an initial value: `p`, `(not p)`
   /// and `(= f e)`, inside conjunctions and at times. Anything else is an error.
-  std::vector<model::Expression> condition_to_effect(model::Expression e);
+  std::vector<Effect> condition_to_effect(model::Expression e);
 
   /// How names with hyphens were written in the last text, by their names in the model.
   const std::map<std::string, std::string>& spellings() const { return spellings_; }
