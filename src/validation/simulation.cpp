@@ -123,7 +123,7 @@ bool Simulation::check_active() {
   std::size_t kept = num_checked_;
   for (std::size_t i = num_checked_; i < active_.size(); ++i) {
     bool violated = false;
-    if (is_still_active(*active_[i], violated)) active_[kept++] = active_[i];
+    if (check_one_active(*active_[i], violated)) active_[kept++] = active_[i];
     if (violated) return false;
   }
   active_.resize(kept);
@@ -131,7 +131,7 @@ bool Simulation::check_active() {
   return true;
 }
 
-bool Simulation::is_still_active(const ValidationEvent& condition, bool& violated) {
+bool Simulation::check_one_active(const ValidationEvent& condition, bool& violated) {
   if (now_ < condition.upper) {
     if (!condition.left_closed && condition.lower >= now_) return true;
     const bool holds = evaluate_condition(condition.expression);

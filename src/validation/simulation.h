@@ -36,7 +36,7 @@ class Simulation : public EnvObject {
   void store(model::Expression fluent, model::Expression value, State& state);
   bool check_point(const ValidationEvent& condition);
   bool check_active();
-  bool is_still_active(const ValidationEvent& condition, bool& violated);
+  bool check_one_active(const ValidationEvent& condition, bool& violated);
   void warn_of_last_stretch(const ValidationEvent& window);
 
   bool evaluate_condition(model::Expression e) const;

@@ -30,7 +30,7 @@ class Executor {
     for (std::size_t i = 0; i < moves.size() && is_possible; ++i) {
       if (i != left_out) is_possible = apply(moves[i], result);
     }
-    is_possible = is_possible && successors_.is_goal(state_);
+    is_possible = is_possible && successors_.end_plan(state_);
     result.makespan = successors_.schedule().makespan(state_);
     successors_.schedule().cut_back(mark);
     if (!is_possible) return std::nullopt;

@@ -81,7 +81,7 @@ void GuidedSearch::make_root() {
   duplicates_.insert(child_, 0, /*any_time=*/true);
   initial_estimate_ = evaluate(child_, 0);
   keep_state(0);
-  if (successors_.is_goal(child_)) note_goal(NO_NODE, {});
+  if (successors_.end_plan(child_)) note_goal(NO_NODE, {});
   if (initial_estimate_ == Heuristic::DEAD_END) return;
   nodes_[0].estimate = static_cast<float>(initial_estimate_);
   nodes_[0].num_landmarks = static_cast<float>(landmarks_.count_missing(child_));
@@ -172,7 +172,7 @@ bool GuidedSearch::build(const GuidedState& parent, GuidedMove& move, GuidedStat
 }
 
 // While a shorter plan is looked for, a state that is reached again earlier is worth another look.
-bool GuidedSearch::is_new_state(std::uint32_t parent, GuidedMove move, double makespan) {
+bool GuidedSearch::note_state(std::uint32_t parent, GuidedMove move, double makespan) {
   return duplicates_.enter(*states_[nodes_[parent].state], move, child_) &&
          duplicates_.insert(child_, makespan, /*any_time=*/!is_improving());
 }
@@ -185,12 +185,12 @@ bool GuidedSearch::enter(std::uint32_t number) {
   const GuidedState& parent = *states_[nodes_[nodes_[number].parent].state];
   if (!build(parent, nodes_[number].move, child_)) return false;
   if (phase == Node::Phase::DEFERRED) {
-    if (successors_.is_goal(child_)) {
+    if (successors_.end_plan(child_)) {
       is_over_ = note_goal(nodes_[number].parent, nodes_[number].move);
       successors_.schedule().cut_back(mark);
       return false;
     }
-    const bool is_new = is_new_state(nodes_[number].parent, nodes_[number].move,
+    const bool is_new = note_state(nodes_[number].parent, nodes_[number].move,
                                      successors_.schedule().makespan(child_));
     if (!is_new) ++statistics_.num_duplicates;
     if (!is_new || !evaluate_deferred(number)) {
@@ -304,12 +304,12 @@ bool GuidedSearch::make_child(std::uint32_t parent, GuidedMove move) {
   const double makespan = successors_.schedule().makespan(child_);
   // A goal is looked at first: where the plan by another way to it was refused, this one may do.
   const auto judge = [&]() -> double {
-    if (successors_.is_goal(child_)) {
+    if (successors_.end_plan(child_)) {
       ++statistics_.num_generated;
       is_over_ = note_goal(parent, move);
       return Heuristic::DEAD_END;
     }
-    if (!is_new_state(parent, move, makespan)) {
+    if (!note_state(parent, move, makespan)) {
       ++statistics_.num_duplicates;
       return Heuristic::DEAD_END;
     }

@@ -105,7 +105,8 @@ class GuidedSearch {
   void keep_state(std::uint32_t node);
   void drop_state(std::uint32_t node);
   bool is_improving() const;
-  bool is_new_state(std::uint32_t parent, GuidedMove move, double makespan);
+  /// Notes the child's state; false when it is known.
+  bool note_state(std::uint32_t parent, GuidedMove move, double makespan);
   /// Makes the node's state whole. False when there is none, or it is known.
   bool enter(std::uint32_t node);
   bool build(const GuidedState& parent, GuidedMove& move, GuidedState& child);

@@ -192,7 +192,7 @@ bool GuidedSuccessors::open_conditions_hold(const GuidedState& state, const Guid
 
 // --- goals ---
 
-bool GuidedSuccessors::is_goal(GuidedState& state) {
+bool GuidedSuccessors::end_plan(GuidedState& state) {
   if (!state.open.empty() || !all_hold(task_.goals(), state.values())) return false;
   const bool is_in_time = ends_in_time(state);
   has_met_bounds_ |= !is_in_time;

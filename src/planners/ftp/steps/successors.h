@@ -38,9 +38,9 @@ class GuidedSuccessors {
     return GuidedMove{move.list, GuidedMove::Kind::OPEN};
   }
 
-  /// Whether the plan is complete. Where the goals need what the problem does later than a time
-  /// unit behind the plan, an action of the state is put off.
-  bool is_goal(GuidedState& state);
+  /// Ends the plan here; false when it is not complete. Where the goals need what the problem does
+  /// later than a time unit after the plan, an action of the state is put off.
+  bool end_plan(GuidedState& state);
   /// The step that a move applies first.
   std::uint32_t first_step(const GuidedState& state, GuidedMove move) const;
 

@@ -54,7 +54,7 @@ std::shared_ptr<TimeTriggeredPlan> make_exact_plan(GuidedSuccessors& successors,
   const bool applies = std::all_of(moves.begin(), moves.end(), [&](const GuidedMove& move) {
     return successors.apply(state, move);
   });
-  const bool is_plan = applies && successors.is_goal(state);  // may put an action off
+  const bool is_plan = applies && successors.end_plan(state);  // may put an action off
   successors.schedule().record(nullptr);
   if (!is_plan) return nullptr;
   const std::vector<rational> times = least_times(state.times.size(), edges);
