@@ -1,5 +1,6 @@
 #include "smt/smt_encoder.h"
 
+#include <cassert>
 #include <sstream>
 
 #include "model/action.h"
@@ -110,7 +111,16 @@ SmtEncoder::SmtEncoder(Environment& env, const model::ProblemInstance& problem)
 
 SmtEncoder::~SmtEncoder() = default;
 
-// Variables.
+// --- variables ---
+
+// One variable for each (object, owner, step), made at first sight with a constraint that keeps it
+// in its domain, which is asserted with every horizon:
+//   t_k                time of step k; t_0 is the number 0
+//   action_A_k         A starts at step k
+//   duration_A_k       its duration then, no variable when A fixes it
+//   param_A_p_k        its argument for p then
+//   fluent_f_v_k       value of f(v) after the effects of step k
+// Times and durations are reals, and instances are numbers from 0 on.
 
 Formula SmtEncoder::named_variable(const std::string& name, const SmtType* type) {
   // Different objects may spell one name; they must never share a variable.
@@ -256,6 +266,7 @@ Formula SmtEncoder::duration_term(const model::ActionImpl& action, std::uint32_t
   return variable;
 }
 
+// Free where the action does not start at k: nothing else mentions it there.
 Formula SmtEncoder::parameter_variable(const model::ParameterImpl& parameter,
                                        const model::ActionImpl& action, std::uint32_t k) {
   Formula& variable = variables_[{&parameter, &action, k}];
@@ -341,7 +352,12 @@ std::vector<Formula> SmtEncoder::formulas_of(const std::vector<Expression>& valu
   return formulas;
 }
 
-// Formulas of expressions.
+// --- formulas of expressions ---
+
+// A formula is kept under what its expression depends on, and only that: the step of the state it
+// reads, the step of its arguments, the action with the step of its start. An entry that depends on
+// the horizon lives in a memo of its own, which is emptied with each `encode`. So two horizons
+// share all but what mentions the end.
 
 unsigned SmtEncoder::dependencies(Expression e, const model::ActionImpl* action) const {
   const unsigned all = (*dependency_walker_)(e);
@@ -371,6 +387,7 @@ Formula SmtEncoder::to_formula(const EncodingContext& context, Expression e) {
 
 SmtEncoder::Equalities SmtEncoder::equalities(const std::vector<Formula>& left,
                                               const std::vector<Formula>& right) {
+  assert(left.size() == right.size() && "arguments of one fluent");
   Equalities result;
   for (std::size_t i = 0; i < left.size() && i < right.size(); ++i) {
     if (!factory_.is_constant(left[i]) || !factory_.is_constant(right[i])) {
@@ -391,9 +408,15 @@ Formula SmtEncoder::disjunction(const std::vector<Formula>& list) {
   return list.size() == 1 ? list.front() : factory_.make_or(list);
 }
 
-// The encoding.
+// --- the encoding ---
 
+// A model of the encoding of h steps is a plan whose changes after the first moment fall on fewer
+// than h others, with at most one start of an action at each. It is bounded temporal planning as
+// satisfiability, with times as real variables (Shin and Davis, "Processes and continuous change in
+// a SAT-based planner", AIJ 2005), and explains changes instead of saying what stays (explanatory
+// frame axioms: Haas 1987; Kautz, McAllester and Selman, KR 1996).
 void SmtEncoder::encode(std::size_t h, SmtSolver& solver) {
+  assert(h >= 1 && "step 0 holds the initial state");
   horizon_ = static_cast<std::uint32_t>(h);
   horizon_memo_.clear();
   num_assertions_ = 0;
@@ -403,16 +426,21 @@ void SmtEncoder::encode(std::size_t h, SmtSolver& solver) {
   encode_end(solver);
   encode_frame_axioms(solver);
   if (moving_targets_ != nullptr) moving_targets_->keep_apart(solver);
+  // By number: asserting may make variables, whose constraints come after.
   for (std::size_t i = 0; i < side_constraints_.size(); ++i) {
     assert_formula(solver, side_constraints_[i]);
   }
 }
 
 void SmtEncoder::assert_formula(SmtSolver& solver, Formula f) {
+  assert(f != nullptr);
   solver.assert_formula(f);
   ++num_assertions_;
 }
 
+// t_0 < t_1 < ... < t_(h-1). Where a statement of the problem asks for the very first moment, step
+// 1 may lie at 0 as well: the effects of time 0 are then seen after it.
+//   t_k < t_(k+1)        t_0 <= t_1
 void SmtEncoder::encode_time_order(SmtSolver& solver) {
   for (std::uint32_t k = 0; k + 1 < horizon_; ++k) {
     const Formula earlier = time_variable(k);
@@ -426,6 +454,8 @@ void SmtEncoder::encode_time_order(SmtSolver& solver) {
   }
 }
 
+// Goals, initial values and timed effects of the problem, each as the conditions that it is. What
+// an effect changes is left to the frame axioms; here it is only said that its moment is a step.
 void SmtEncoder::encode_problem_expressions(SmtSolver& solver) {
   model::ExpressionFactory& ef = environment().expression_factory();
   for (const Expression e : problem_->expressions()) {
@@ -449,6 +479,8 @@ void SmtEncoder::encode_label_orderings(SmtSolver& solver) {
   }
 }
 
+// Conditions over intervals range over all steps, so that one implication says what a start asks:
+//   action_A_i  ->  and of the statements of A, with its start at t_i
 void SmtEncoder::encode_actions(SmtSolver& solver) {
   for (const auto& [name, action] : problem_->actions()) {
     for (std::uint32_t i = 1; i < horizon_; ++i) {
@@ -480,7 +512,12 @@ Formula SmtEncoder::action_statement(const model::ActionImpl& action, std::uint3
   return has_value == nullptr ? assigned : factory_.make_and(assigned, has_value);
 }
 
-// The end lies one time unit behind the last end of a step and the last effect of one.
+// The end H lies one time unit after the last end of a step and the last effect of one:
+//   action_A_i  ->  H >= p + 1           for each point p of A: its end, its later effects
+//   or over (A, i, p) of (action_A_i and H == p + 1), or (no action starts and H == 1)
+//   t_(h-1) >= H
+// Only where some statement asks for the exact end; else any end after the last change will do, and
+// it is the last step.
 void SmtEncoder::encode_end(SmtSolver& solver) {
   if (!statement_times_.asks_exact_end) return;
   const Formula end = end_time();
@@ -503,10 +540,10 @@ void SmtEncoder::encode_end(SmtSolver& solver) {
       none_started.push_back(factory_.make_not(started));
       for (const Expression time : times) {
         const Formula point = time_point({action.get(), i, i, i}, time);
-        const Formula behind = factory_.make_plus(point, unit);
-        const Formula is_later = factory_.make_ge(end, behind);
+        const Formula after = factory_.make_plus(point, unit);
+        const Formula is_later = factory_.make_ge(end, after);
         assert_formula(solver, factory_.make_implies(started, is_later));
-        const Formula is_last = factory_.make_equals(end, behind);
+        const Formula is_last = factory_.make_equals(end, after);
         lasts.push_back(factory_.make_and(started, is_last));
       }
     }
@@ -518,6 +555,13 @@ void SmtEncoder::encode_end(SmtSolver& solver) {
   assert_formula(solver, factory_.make_ge(time_variable(horizon_ - 1), end));
 }
 
+// For each ground fluent f(v) and step i >= 1, with e_1, ..., e_n the ways in which an effect may
+// reach it at this step:
+//   fluent_f_v_(i-1) != fluent_f_v_i  ->  e_1 or ... or e_n
+//   not (e_j and e_k)                      for j < k
+// The second line is the rule that two effects may not meet on one fluent at one instant, even with
+// equal values. Its number grows with the square of the ways; they are few, since a way with
+// another constant argument is left out.
 void SmtEncoder::encode_frame_axioms(SmtSolver& solver) {
   static const std::vector<Effect> no_effects;
   model::ExpressionFactory& ef = environment().expression_factory();
@@ -542,6 +586,7 @@ void SmtEncoder::encode_frame_axioms(SmtSolver& solver) {
 void SmtEncoder::encode_frame_axiom(SmtSolver& solver, Expression fluent, std::uint32_t i,
                                     const std::vector<Effect>& effects,
                                     const std::vector<Formula>& tuple) {
+  assert(i >= 1 && i < horizon_);
   const Formula before = fluent_variable(fluent, i - 1);
   const Formula after = fluent_variable(fluent, i);
   const Formula unchanged = factory_.make_equals(before, after);
@@ -568,6 +613,8 @@ void SmtEncoder::encode_frame_axiom(SmtSolver& solver, Expression fluent, std::u
   }
 }
 
+// How `effect` may come to f(v) at step i, for each step a at which its action may have started:
+//   action_A_a  and  t_i == time of the effect  and  v == its arguments, read at i - 1
 void SmtEncoder::add_alternatives(std::vector<Formula>& alternatives, const Effect& effect,
                                   std::uint32_t i, const std::vector<Formula>& tuple) {
   const model::ActionImpl* action = effect.action().get();

@@ -1,5 +1,6 @@
 #include "transformers/flattener.h"
 
+#include <cassert>
 #include <optional>
 #include <tuple>
 #include <utility>
@@ -21,6 +22,15 @@
 namespace kelvo {
 
 using model::Expression;
+
+// --- expressions ---
+
+// What is left after the walk has no DOT and names no member of a user type:
+//   o.f        ->  _T_f(o)           f a fluent or constant of the type T of o
+//   o.f(x)     ->  _T_f(o, x)
+//   f, f(x)    ->  _T_f(self, ...)   within an action of T
+// Instances, top-level fluents and parameters are still those of the input; `subs_` replaces them
+// in a second walk, since a name may be needed in its old form to find what it is scoped by.
 
 /// Removes implicit objects and scoped accesses. `self` stands for the object to which a member
 /// belongs that is named without one; null where there is none.
@@ -50,6 +60,7 @@ class Flattener::InstantiateWalker : public model::ExpressionIdentity {
 
   Expression walk_dot(Expression e) const override {
     model::ExpressionFactory& ef = environment().expression_factory();
+    assert(e->arity() == 2);
     const Expression child = e->child(1);
     Expression member = child;
     Expressions arguments{memoized_value(e->child(0))};
@@ -90,6 +101,8 @@ class Flattener::InstantiateWalker : public model::ExpressionIdentity {
   Expression self_;
 };
 
+// --- the problem ---
+
 Flattener::Flattener(const model::ProblemInstance& input_problem)
     : BasicTransformer(input_problem) {}
 
@@ -118,6 +131,8 @@ void Flattener::do_computation() {
   LOG(LogLevel::DEBUG) << "Flattening completed!";
 }
 
+// Depth first with a stack of its own, in the order of names: a nested type comes after the type
+// that it stands in, whose flat name its own begins with.
 std::vector<Flattener::ScopedType> Flattener::build_types() {
   std::vector<ScopedType> types;
   std::vector<ScopedType> todo;
@@ -140,7 +155,9 @@ std::vector<Flattener::ScopedType> Flattener::build_types() {
   return types;
 }
 
+// Both ways, and one to one: flat names are unique.
 void Flattener::relate(Expression old_reference, Expression new_reference) {
+  assert(!subs_back_.contains(new_reference) || subs_back_.at(new_reference) == old_reference);
   subs_[old_reference] = new_reference;
   subs_back_[new_reference] = old_reference;
 }
@@ -180,6 +197,7 @@ model::Parameters Flattener::member_parameters(const model::UserType& type,
                                                Substitution& substitution) const {
   model::ExpressionFactory& ef = environment().expression_factory();
   model::ModelFactory& mf = environment().model_factory();
+  assert(type_map_.contains(type) && "types are built first");
   model::Parameters flat{mf.make_parameter("object", type_map_.at(type))};
   for (const model::Parameter& p : parameters) {
     flat.push_back(mf.make_parameter(p->name(), flat_type(p->type())));
@@ -189,6 +207,9 @@ model::Parameters Flattener::member_parameters(const model::UserType& type,
   return flat;
 }
 
+// --- instances, fluents and constants ---
+
+// An instance of a type that is not the problem's own is kept.
 void Flattener::rewrite_instances() {
   model::ExpressionFactory& ef = environment().expression_factory();
   for (const auto& [name, instance] : input_problem()->instances()) {
@@ -264,6 +285,8 @@ void Flattener::rewrite_member_fluents(const ScopedType& scoped) {
   }
 }
 
+// A member constant has a table for each instance, and one under no name for all of them. Its flat
+// constant has one table, whose keys begin with the object:  _T_c(o, k) = c_o(k).
 void Flattener::rewrite_member_constants(const ScopedType& scoped) {
   model::ExpressionFactory& ef = environment().expression_factory();
   const ExpressionSubstituter substitute(environment(), subs_);
@@ -295,6 +318,9 @@ void Flattener::rewrite_member_constants(const ScopedType& scoped) {
   }
 }
 
+// --- actions and statements ---
+
+// The parameters of all actions enter one substitution: they are told apart by identity.
 void Flattener::rewrite_member_actions(const ScopedType& scoped) {
   model::ExpressionFactory& ef = environment().expression_factory();
   for (const auto& [name, action] : scoped.type->actions()) {
@@ -343,6 +369,8 @@ void Flattener::rewrite_expressions() {
     parts_.add_ordering(flat_first, substitute(instantiate(second)));
   }
 }
+
+// --- plans ---
 
 // Instances are related by name: plan and problem may come from different flattenings of one text.
 Flattener::Expressions Flattener::forward_parameters(const model::Instance& object,
@@ -426,6 +454,7 @@ BasicTransformer::Step Flattener::map_back(const model::Instance& object,
   return {owner, member->second, old_parameters};
 }
 
+// A conjunct of a post-condition, `_T_f(o, x) == v`, becomes `o.f(x) == v`.
 Expression Flattener::map_conjunct_back(Expression conjunct) const {
   model::ExpressionFactory& ef = environment().expression_factory();
   const Expression renamed = ExpressionSubstituter(environment(), subs_back_)(conjunct);

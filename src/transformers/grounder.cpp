@@ -1,6 +1,7 @@
 #include "transformers/grounder.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -56,6 +57,7 @@ model::Parameters infinite_parameters(const model::Parameters& parameters) {
 std::vector<Expression> merge(const model::Parameters& formal,
                               const std::vector<Expression>& values,
                               const std::vector<Expression>& rest) {
+  assert(values.size() + rest.size() == formal.size());
   std::vector<Expression> merged;
   auto value = values.begin();
   auto other = rest.begin();
@@ -64,6 +66,13 @@ std::vector<Expression> merge(const model::Parameters& formal,
 }
 
 }  // namespace
+
+// --- expressions ---
+
+// A ground fluent or constant stands for (original, values of its finite parameters). The maps
+// `new_fluents_` and `new_constants_` lead to it and `map_back_` back, one to one. So the two walks
+// below undo each other:
+//   f(v, x)  <->  f_i(x)   with v the values of the finite parameters that made f_i.
 
 /// Replaces applications to values by references of what they were ground to.
 class Grounder::FunApplySubstituter : public model::ExpressionIdentity {
@@ -156,8 +165,13 @@ class Grounder::FunApplyRestorer : public model::ExpressionIdentity {
   const Grounder& grounder_;
 };
 
+// --- instances of actions ---
+
 /// Makes the expressions of one action for combinations of values of its finite parameters. What
-/// becomes of an expression under the values of its own parameters is computed once.
+/// becomes of an expression under the values of its own parameters is computed once: an action with
+/// n parameters of k values has k^n combinations, but most of its statements read one or two of
+/// them (the same idea as joining the conditions of a rule by shared variables; Helmert, "Concise
+/// finite-domain representations for PDDL planning tasks", AIJ 2009).
 class Grounder::ActionInstantiation {
  public:
   ActionInstantiation(Environment& env, const model::Action& action,
@@ -177,6 +191,7 @@ class Grounder::ActionInstantiation {
   /// Throws `UndefinedConstantError` when a constant has no value.
   std::optional<model::ExpressionSet> instantiate(const std::uint32_t* digits,
                                                   const Substitution& values) {
+    assert(values.size() >= domains_.references.size());
     const ExpressionSubstituter substitute(env_, values);
     model::ExpressionSet kept;
     for (Template& t : templates_) {
@@ -194,6 +209,8 @@ class Grounder::ActionInstantiation {
     bool is_false = false;
   };
 
+  /// An expression of the action. `parameters` are the positions of the finite ones that it reads,
+  /// ascending, and `instances` what it became, keyed by their values' indices.
   struct Template {
     Expression expression;
     bool has_constants = false;
@@ -264,11 +281,14 @@ class Grounder::ActionInstantiation {
   std::vector<Template> templates_;
 };
 
+// --- the problem ---
+
 Grounder::Grounder(const model::ProblemInstance& input_problem, bool ground_all, bool prune_actions)
     : BasicTransformer(input_problem), ground_all_(ground_all), prune_actions_(prune_actions) {}
 
 Grounder::~Grounder() = default;
 
+// Fluents and constants come first: what actions and statements read is looked up in their maps.
 void Grounder::do_computation() {
   const model::ProblemInstance& problem = input_problem();
   require_flat(problem, "The grounding phase can be only applied to flattened models!");
@@ -300,12 +320,15 @@ void Grounder::do_computation() {
                        << " actions resulting)";
 }
 
+// Numbers go on from name to name, so that no candidate is looked at twice.
 std::string Grounder::fresh_name(const std::string& name, std::size_t& index) const {
   std::string candidate = name + "_" + std::to_string(index++);
   while (input_problem()->has_name(candidate)) candidate = name + "_" + std::to_string(index++);
   return candidate;
 }
 
+// A fluent without finite parameters is kept as it is; one with infinite parameters beside finite
+// ones keeps those.
 void Grounder::ground_fluents() {
   model::ModelFactory& mf = environment().model_factory();
   const model::Domains domains(*input_problem());
@@ -331,6 +354,8 @@ void Grounder::ground_fluents() {
   }
 }
 
+// PDDL leaves entries of its functions open: such a constant is made without a value, and what
+// reads it is pruned. Elsewhere a missing entry is an error.
 void Grounder::ground_constants() {
   model::ModelFactory& mf = environment().model_factory();
   const bool may_be_undefined = environment().configuration().get_boolean_value("pddl");
@@ -364,11 +389,15 @@ void Grounder::ground_constants() {
 
 void Grounder::add_action(const model::Action& made, const model::Action& action,
                           const Values& values) {
+  assert(!expansions_.contains(made) && "each combination has an action of its own");
   parts_.add(made);
   expansions_[made] = {action, values};
   expansions_forward_.try_emplace({action, values}, made);
 }
 
+// In two steps: which combinations of values survive is found parameter by parameter, without
+// making expressions of those that do not (`surviving_combinations`); then each survivor is
+// instantiated, which may still give it up, for what only the simplified expressions show.
 void Grounder::ground_action(const model::Action& action, const FunApplySubstituter& fun_apply) {
   Environment& env = environment();
   model::ExpressionFactory& ef = env.expression_factory();
@@ -404,6 +433,7 @@ void Grounder::ground_action(const model::Action& action, const FunApplySubstitu
   const std::vector<std::uint32_t> survivors =
       surviving_combinations(env, action, domains, prune_actions_, observer);
 
+  assert(survivors.size() % finite.size() == 0 && "a row of value indices for each combination");
   ActionInstantiation instantiation(env, action, domains, fun_apply, ground_all_, prune_actions_);
   std::size_t action_name_index = 0;
   for (std::size_t row = 0; row < survivors.size(); row += finite.size()) {
@@ -425,6 +455,8 @@ void Grounder::ground_action(const model::Action& action, const FunApplySubstitu
     }
   }
 }
+
+// --- plans ---
 
 BasicTransformer::Step Grounder::expand(const model::Instance& object, const model::Action& action,
                                         const std::vector<Expression>& parameters,

@@ -1,6 +1,7 @@
 #include "planners/heuristics/possible_values.h"
 
 #include <algorithm>
+#include <cassert>
 #include <iterator>
 #include <utility>
 
@@ -46,12 +47,19 @@ ValueSet both_booleans() {
 
 }  // namespace
 
+// --- sets of values ---
+
+// Invariant: `values` is sorted, without duplicates, and empty when `any` is set; a set with more
+// than `MAX_SIZE` values becomes `any`. So each set changes at most `MAX_SIZE` + 1 times, and an
+// exploration that stops when no set grows comes to its end whatever numbers the effects make.
+
 bool ValueSet::contains(ValueId value) const {
   return any || std::binary_search(values.begin(), values.end(), value);
 }
 
 bool ValueSet::insert(ValueId value) {
   if (any) return false;
+  assert(value != ValueTable::NONE && "a slot without a value has none to add");
   const auto place = std::lower_bound(values.begin(), values.end(), value);
   if (place != values.end() && *place == value) return false;
   values.insert(place, value);
@@ -65,6 +73,7 @@ bool ValueSet::merge(const ValueSet& other) {
     *this = all();
     return true;
   }
+  assert(std::is_sorted(other.values.begin(), other.values.end()));
   const std::size_t size = values.size();
   std::vector<ValueId> merged;
   std::set_union(values.begin(), values.end(), other.values.begin(), other.values.end(),
@@ -75,6 +84,13 @@ bool ValueSet::merge(const ValueSet& other) {
   return grew;
 }
 
+// --- the slots ---
+
+// A boolean slot is a bit in each of two sets of words, what it can be; any other slot has a set.
+// Both only grow between two calls of `assign`, which is what makes the exploration monotone: what
+// was possibly true stays so (delete relaxation by accumulated values; Hoffmann, "The Metric-FF
+// planning system", JAIR 2003, does the same with intervals of numbers).
+
 PossibleValues::PossibleValues(StateSpace& space)
     : space_(space),
       machine_(space),
@@ -83,6 +99,7 @@ PossibleValues::PossibleValues(StateSpace& space)
       sets_(space.num_ids()) {}
 
 void PossibleValues::assign(const StateValues& state) {
+  assert(can_be_true_.size() == space_.num_words() && sets_.size() == space_.num_ids());
   for (std::size_t word = 0; word < can_be_true_.size(); ++word) {
     can_be_true_[word] = state.bits[word];
     can_be_false_[word] = ~state.bits[word];
@@ -135,12 +152,20 @@ bool PossibleValues::add_rationals(std::uint32_t position, const model::Type& ty
 
 std::uint64_t PossibleValues::add_booleans(std::uint32_t word, std::uint64_t can_be_true,
                                            std::uint64_t can_be_false) {
+  assert(word < can_be_true_.size());
   const std::uint64_t grew =
       (can_be_true & ~can_be_true_[word]) | (can_be_false & ~can_be_false_[word]);
   can_be_true_[word] |= can_be_true;
   can_be_false_[word] |= can_be_false;
   return grew;
 }
+
+// --- conditions and expressions ---
+
+// The value of an expression is the set of what it gives for some choice of a possible value for
+// each slot it reads, each reading by itself: `p and not p` may be true where p may be both. The
+// stack machine of `Machine` runs with sets in the place of values. An operand that may have no
+// value at all is an empty set, and what is made of it is what the evaluation of states gives then.
 
 bool PossibleValues::possibly_true(const Condition& condition) {
   if (!condition.is_mask) return evaluate(condition.program).contains(ValueTable::TRUE);
@@ -156,10 +181,12 @@ bool PossibleValues::possibly_true(const Condition& condition) {
 
 ValueSet PossibleValues::evaluate(const Program& program) {
   run(program, program.steps.size());
+  assert(stack_.size() == 1 && "a program leaves its value alone");
   return pop();
 }
 
 std::vector<std::size_t> PossibleValues::target_slots(const Program& target) {
+  assert(!target.steps.empty());
   const ProgramStep& last = target.steps.back();
   if (last.op != ProgramOp::FLUENT) return {};
   run(target, target.steps.size() - 1);
@@ -172,6 +199,7 @@ void PossibleValues::run(const Program& program, std::size_t num_steps) {
 }
 
 ValueSet PossibleValues::pop() {
+  assert(!stack_.empty());
   ValueSet top = std::move(stack_.back());
   stack_.pop_back();
   return top;
@@ -256,6 +284,8 @@ ValueSet PossibleValues::junction(const ProgramStep& step) {
   return result;
 }
 
+// { l op r : l in left, r in right }, or everything of the operator's type where that would take
+// too long to list or some pair does not fit machine words.
 ValueSet PossibleValues::binary(const Program& program, const ProgramStep& step,
                                 const ValueSet& left, const ValueSet& right) {
   const bool relation = is_relation(step.op);
@@ -277,6 +307,8 @@ ValueSet PossibleValues::binary(const Program& program, const ProgramStep& step,
   return result;
 }
 
+// A sum or product of several operands, pair by pair. The last operand is on top of the stack, so
+// the pairs are formed from the right: which order does not matter to the exact numbers.
 ValueSet PossibleValues::fold(const Program& program, const ProgramStep& step) {
   if (step.count == 0) {
     const Value neutral{ValueKind::INTEGER, 0, step.op == ProgramOp::TIMES ? 1 : 0, 1};
@@ -292,6 +324,8 @@ ValueSet PossibleValues::fold(const Program& program, const ProgramStep& step) {
   return result;
 }
 
+// The entries of a constant's table for all tuples of possible arguments, which are numbered in a
+// mixed radix: the first argument changes fastest.
 ValueSet PossibleValues::apply_constant(const Program& program, const ProgramStep& step) {
   std::vector<ValueSet> arguments(step.count);
   std::size_t num_tuples = 1;
