@@ -8,7 +8,6 @@
 #include "model/fluent.h"
 #include "model/problem_instance.h"
 #include "model/timed_effect.h"
-#include "shell/configuration.h"
 #include "shell/environment.h"
 #include "smt/smt_encoder.h"
 
@@ -16,11 +15,8 @@ namespace kelvo::smt {
 
 using model::Expression;
 
-MovingTargets::MovingTargets(SmtEncoder& encoder)
-    : EnvObject(encoder.environment()),
-      encoder_(encoder),
-      epsilon_(rational_from_string(
-          encoder.environment().configuration().get_string_value("plan-epsilon"))) {
+MovingTargets::MovingTargets(SmtEncoder& encoder, const rational& separation)
+    : EnvObject(encoder.environment()), encoder_(encoder), separation_(separation) {
   for (const auto& [name, action] : encoder.problem()->actions()) collect(*action);
 }
 
@@ -92,7 +88,7 @@ Formula MovingTargets::meet(const Happening& x, std::uint32_t a, const Happening
 Formula MovingTargets::are_apart(const Happening& x, std::uint32_t a, const Happening& y,
                                  std::uint32_t b) {
   SmtFactory& factory = encoder_.factory();
-  const Formula epsilon = factory.make_rational_constant(epsilon_);
+  const Formula epsilon = factory.make_rational_constant(separation_);
   const Formula left = encoder_.time_point({x.action, a, a, a}, x.time);
   const Formula right = encoder_.time_point({y.action, b, b, b}, y.time);
   if (left == right) return factory.make_boolean_constant(false);

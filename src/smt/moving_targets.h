@@ -16,12 +16,12 @@ class SmtEncoder;
 class SmtSolver;
 
 /// The rule of PDDL that no step touches a target that another one moves: what two steps do within
-/// `plan-epsilon` may not touch one fact or function that one of them writes. Touched is what the
+/// the separation may not touch one fact or function that one of them writes. Touched is what the
 /// conditions and effects at a point and the bounds of the duration name; conditions over all of an
 /// action happen at no instant.
 class MovingTargets : public EnvObject {
  public:
-  explicit MovingTargets(SmtEncoder& encoder);
+  MovingTargets(SmtEncoder& encoder, const rational& separation);
 
   /// Asserts the rule for all pairs of steps of the horizon that is being encoded.
   void keep_apart(SmtSolver& solver);
@@ -47,7 +47,7 @@ class MovingTargets : public EnvObject {
                   std::uint32_t b);
 
   SmtEncoder& encoder_;
-  rational epsilon_;
+  rational separation_;
   std::vector<Happening> happenings_;
 };
 

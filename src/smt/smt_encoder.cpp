@@ -11,7 +11,6 @@
 #include "model/print_expression.h"
 #include "model/problem_instance.h"
 #include "model/user_type.h"
-#include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/hashing.h"
@@ -75,7 +74,8 @@ std::size_t SmtEncoder::VariableKeyHash::operator()(const VariableKey& key) cons
   return h;
 }
 
-SmtEncoder::SmtEncoder(Environment& env, const model::ProblemInstance& problem)
+SmtEncoder::SmtEncoder(Environment& env, const model::ProblemInstance& problem,
+                       const std::optional<rational>& separation)
     : EnvObject(env),
       problem_(problem),
       domains_(*problem),
@@ -104,9 +104,7 @@ SmtEncoder::SmtEncoder(Environment& env, const model::ProblemInstance& problem)
     if (ef.is_temporal_expression(second)) chosen_.insert(second);
   }
   definedness_ = std::make_unique<Definedness>(*this);
-  if (env.configuration().get_boolean_value("pddl")) {
-    moving_targets_ = std::make_unique<MovingTargets>(*this);
-  }
+  if (separation) moving_targets_ = std::make_unique<MovingTargets>(*this, *separation);
 }
 
 SmtEncoder::~SmtEncoder() = default;

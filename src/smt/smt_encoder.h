@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -14,6 +15,7 @@
 #include "model/model_fwd.h"
 #include "model/timed_effect.h"
 #include "shell/env_object.h"
+#include "shell/numbers.h"
 #include "smt/quotients.h"
 #include "smt/smt_factory.h"
 #include "smt/statement_times.h"
@@ -46,9 +48,10 @@ struct EncodingContext {
 /// horizons: a larger horizon costs what is new in it.
 class SmtEncoder : public EnvObject {
  public:
-  /// The problem must be flat, without sets and without uncertain durations. Throws what
-  /// `get_effect` throws.
-  SmtEncoder(Environment& env, const model::ProblemInstance& problem);
+  /// The problem must be flat, without sets and without uncertain durations. With a separation no
+  /// step touches, within it, what another one moves. Throws what `get_effect` throws.
+  SmtEncoder(Environment& env, const model::ProblemInstance& problem,
+             const std::optional<rational>& separation = std::nullopt);
   ~SmtEncoder() override;
 
   SmtFactory& factory() { return factory_; }

@@ -21,28 +21,32 @@ namespace kelvo::smt {
 
 SmtPlanner::SmtPlanner(Environment& env, const model::ProblemInstance& problem)
     : Planner(env, problem) {
-  if (env.configuration().get_integer_value("smt-optimization-rounds") > 0) {
+  const Configuration& options = env.configuration();
+  max_horizon_ = options.get_integer_value("smt-max-horizon");
+  std::optional<rational> separation;
+  if (options.get_boolean_value("pddl")) {
+    separation = rational_from_string(options.get_string_value("plan-epsilon"));
+  }
+  if (options.get_integer_value("smt-optimization-rounds") > 0) {
     throw InternalError("Optimization has not been implemented yet");
   }
   OwnCompilation compilation;
   compilation.grounds_actions = false;
   compile(compilation);
   refuse_unset_goals(chain_.problem());
-  encoder_ = std::make_unique<SmtEncoder>(env, chain_.problem());
+  encoder_ = std::make_unique<SmtEncoder>(env, chain_.problem(), separation);
 }
 
 SmtPlanner::~SmtPlanner() = default;
 
 std::shared_ptr<Plan> SmtPlanner::solve() {
-  const Configuration& options = environment().configuration();
-  const long max_horizon = options.get_integer_value("smt-max-horizon");
   std::ostringstream limit;
-  limit << "with fewer than " << max_horizon << " steps";
+  limit << "with fewer than " << max_horizon_ << " steps";
   no_plan_ = {NoPlan::Certainty::BOUNDED, limit.str()};
-  if (max_horizon < 3) return nullptr;
+  if (max_horizon_ < 3) return nullptr;
   // Initial values that contradict each other or cannot be resolved are refused by name.
   ProblemStatements(problem()).sorted_fluents(environment());
-  for (std::size_t h = 2; h < static_cast<std::size_t>(max_horizon); ++h) {
+  for (std::size_t h = 2; h < static_cast<std::size_t>(max_horizon_); ++h) {
     const std::unique_ptr<SmtSolver> solver = solve_horizon(h);
     if (solver == nullptr) {
       if (!is_last_word(h)) continue;

@@ -34,6 +34,7 @@ class SmtPlanner : public Planner {
   bool is_last_word(std::size_t h) const;
   model::Expression parameter_value(const model::ParameterImpl& parameter, Formula value);
 
+  long max_horizon_ = 0;
   std::unique_ptr<SmtEncoder> encoder_;
 };
 

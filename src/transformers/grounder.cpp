@@ -284,7 +284,10 @@ class Grounder::ActionInstantiation {
 // --- the problem ---
 
 Grounder::Grounder(const model::ProblemInstance& input_problem, bool ground_all, bool prune_actions)
-    : BasicTransformer(input_problem), ground_all_(ground_all), prune_actions_(prune_actions) {}
+    : BasicTransformer(input_problem),
+      ground_all_(ground_all),
+      constants_may_be_open_(environment().configuration().get_boolean_value("pddl")),
+      prune_actions_(prune_actions) {}
 
 Grounder::~Grounder() = default;
 
@@ -358,7 +361,6 @@ void Grounder::ground_fluents() {
 // reads it is pruned. Elsewhere a missing entry is an error.
 void Grounder::ground_constants() {
   model::ModelFactory& mf = environment().model_factory();
-  const bool may_be_undefined = environment().configuration().get_boolean_value("pddl");
   const model::Domains domains(*input_problem());
   for (const auto& [name, constant] : input_problem()->constants()) {
     if (!constant->has_parameters()) {
@@ -374,7 +376,7 @@ void Grounder::ground_constants() {
       const Values values = combinations.combination(i);
       const model::FunctionValue old_value = constant->value();
       const Expression value = old_value == nullptr ? nullptr : old_value->assignment(values);
-      if (value == nullptr && !may_be_undefined) {
+      if (value == nullptr && !constants_may_be_open_) {
         throw InternalError("Constants values are not fully defined!");
       }
       auto new_value = std::make_shared<model::FunctionValueImpl>();

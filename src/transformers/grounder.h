@@ -56,6 +56,7 @@ class Grounder : public BasicTransformer {
   std::string fresh_name(const std::string& name, std::size_t& index) const;
 
   bool ground_all_;
+  bool constants_may_be_open_;  // as PDDL leaves entries of its functions
   bool prune_actions_;
   std::unordered_map<model::Action, ActionExpansion> expansions_;
   std::unordered_map<ActionExpansion, model::Action> expansions_forward_;
