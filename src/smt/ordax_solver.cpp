@@ -86,6 +86,7 @@ Formula OrdaxSolver::label_of(Formula f) {
 
 SolverResult OrdaxSolver::solve_with_assumptions(const std::vector<Formula>& assumptions) {
   std::vector<ordax_term> terms;
+  terms.reserve(assumptions.size());
   for (const Formula f : assumptions) terms.push_back(converter_->convert(label_of(f)));
   return result_of(ordax_solve_with_assumptions(env_, terms.data(), terms.size()));
 }

@@ -33,7 +33,8 @@ void DpllSolver::set_forgetting_limits() {
     learnt_limit_ = 50000;
   } else {
     reduce_interval_ = n;
-    learnt_limit_ = static_cast<double>(n / 3 * 50);
+    const auto third = n / 3;  // a whole number
+    learnt_limit_ = static_cast<double>(third * 50);
     reduce_increment_ = n < 5000 ? 500 : n / 10;
   }
 }
@@ -94,7 +95,8 @@ bool DpllSolver::restart_due(std::uint64_t run_conflicts) const {
   if (config_.restart_strategy != 3) return restart_limit_ <= static_cast<double>(run_conflicts);
   if (lbd_ring_.size() < kRingSize || statistics_.conflicts == 0) return false;
   const double average = static_cast<double>(lbd_sum_) / static_cast<double>(statistics_.conflicts);
-  return average < static_cast<double>(ring_sum_ / kRingSize) * 0.7;
+  const auto recent = ring_sum_ / kRingSize;  // a whole number
+  return average < static_cast<double>(recent) * 0.7;
 }
 
 bool DpllSolver::solve(const LitVector& assumptions, bool keep_trail) {

@@ -242,6 +242,7 @@ bool Solver::try_rounded_solution(const Diophantine& equations) {
   for (const auto rounding :
        {Diophantine::Rounding::NEAREST, Diophantine::Rounding::DOWN, Diophantine::Rounding::UP}) {
     std::vector<Number> values;
+    values.reserve(saved.size());
     for (const BoundValue& v : saved) values.push_back(v.rational());
     equations.round_to_solution(values, rounding);
     rational_.push();
