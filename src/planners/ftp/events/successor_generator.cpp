@@ -92,7 +92,7 @@ SearchState* SuccessorGenerator::apply_event(const SearchState& state, std::size
   const EventTemplate& events = task_.template_of(applied.template_id);
   const TemplateEvent& event = events.events[applied.position];
   if (event.is_effect()) {
-    if (!unchecked_conditions_hold(state) || !apply_effect(state, applied, event)) return nullptr;
+    if (!unchecked_conditions_hold(state) || !apply_effect(state, event)) return nullptr;
   } else {
     if (!condition_applies(state, applied, event)) return nullptr;
     std::copy_n(state.bits, num_words_, bits_.begin());
@@ -150,18 +150,16 @@ bool SuccessorGenerator::unchecked_conditions_hold(const SearchState& state) {
   return true;
 }
 
-bool SuccessorGenerator::apply_effect(const SearchState& state, const TodoList& list,
-                                      const TemplateEvent& event) {
+bool SuccessorGenerator::apply_effect(const SearchState& state, const TemplateEvent& event) {
   const EffectProgram& effect = task_.effect(event.program);
   std::copy_n(state.bits, num_words_, bits_.begin());
   std::copy_n(state.ids, num_ids_, ids_.begin());
   if (!machine_.apply(effect, state.values, bits_.data(), ids_.data())) return false;
-  return open_conditions_hold(state, list, effect, task_.writes(event.program));
+  return open_conditions_hold(state, effect, task_.writes(event.program));
 }
 
 // An effect can only break an open condition that reads what it writes.
-bool SuccessorGenerator::open_conditions_hold(const SearchState& state, const TodoList&,
-                                              const EffectProgram& effect,
+bool SuccessorGenerator::open_conditions_hold(const SearchState& state, const EffectProgram& effect,
                                               const std::vector<std::uint64_t>& writes) {
   const StateValues after{bits_.data(), ids_.data()};
   for (const TodoList& list : state.lists()) {

@@ -56,9 +56,9 @@ class SuccessorGenerator {
   bool condition_applies(const SearchState& state, const TodoList& list,
                          const TemplateEvent& event);
   bool unchecked_conditions_hold(const SearchState& state);
-  bool apply_effect(const SearchState& state, const TodoList& list, const TemplateEvent& event);
-  bool open_conditions_hold(const SearchState& state, const TodoList& applied,
-                            const EffectProgram& effect, const std::vector<std::uint64_t>& writes);
+  bool apply_effect(const SearchState& state, const TemplateEvent& event);
+  bool open_conditions_hold(const SearchState& state, const EffectProgram& effect,
+                            const std::vector<std::uint64_t>& writes);
   void advance_todo(const SearchState& state, std::size_t list, const TemplateEvent& event);
   void note_goal_event(const SearchState& state, const TemplateEvent& event);
 

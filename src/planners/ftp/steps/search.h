@@ -71,7 +71,6 @@ class GuidedSearch {
 
   /// The moves of the plan that was found last: of several the shortest.
   const std::vector<GuidedMove>& plan() const { return plan_; }
-  double plan_makespan() const { return plan_makespan_; }
   const GuidedStatistics& statistics() const { return statistics_; }
   double initial_estimate() const { return initial_estimate_; }
   /// Whether times have cut something off.

@@ -37,7 +37,6 @@ class CompiledTask : public EnvObject {
 
   const std::vector<EventTemplate>& templates() const { return templates_; }
   const EventTemplate& template_of(std::uint32_t id) const { return templates_[id]; }
-  const std::vector<ActionEvents>& action_events() const { return action_events_; }
   std::uint32_t template_id(const model::Action& action) const { return ids_.at(action); }
 
   const Condition& condition(std::uint32_t program) const { return conditions_[program]; }

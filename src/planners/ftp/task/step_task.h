@@ -159,7 +159,6 @@ class GuidedTask {
   friend class GuidedStepMaker;
 
   void find_reachable_actions();
-  void find_constant_slots();
   void find_order_slots();
   void collect_accesses();
   void number_order_slots();
