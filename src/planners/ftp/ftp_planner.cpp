@@ -34,48 +34,36 @@ constexpr std::size_t MAX_MEMORY = std::size_t{1} << 31;
 }  // namespace
 
 FtpPlanner::FtpPlanner(Environment& env, const model::ProblemInstance& problem)
-    : Planner(env, problem) {
-  const Configuration& options = env.configuration();
-  const rational plan_epsilon = rational_from_string(options.get_string_value("plan-epsilon"));
-  weight_ = options.get_float_value("weight");
-  simultaneity_ = options.get_boolean_value("ftp-simultaneity");
-  no_backtracking_ = options.get_boolean_value("ftp-no-backtracking");
-  deordering_ = options.get_boolean_value("ftp-deordering");
-  is_guided_ = options.get_string_value("ftp-search") == "guided" &&
-               options.get_string_value("rlftp-model").empty();
-
+    : Planner(env, problem), options_(env.configuration()) {
   OwnCompilation compilation;
   compilation.splits_durations = true;
-  compilation.prune_actions = !options.get_boolean_value("disable-prune-actions");
+  compilation.prune_actions = options_.prune_actions;
   compile(compilation);
   refuse_unset_goals(chain_.problem());
-  task_ = std::make_unique<CompiledTask>(chain_.problem(), plan_epsilon);
-  const StepRules rules{deordering_, /*prune_coinciding_effects=*/!simultaneity_};
+  task_ = std::make_unique<CompiledTask>(chain_.problem(), options_.plan_epsilon,
+                                         options_.no_moving_targets);
+  const StepRules rules{options_.deordering, /*prune_coinciding_effects=*/!options_.simultaneity};
   generator_ = std::make_unique<SuccessorGenerator>(*task_, rules);
-  if (!is_guided_) make_heuristic();
+  if (!is_guided()) make_heuristic();
 }
 
 FtpPlanner::~FtpPlanner() = default;
 
 void FtpPlanner::make_heuristic() {
-  const Configuration& options = environment().configuration();
-  const std::string& name = options.get_string_value("ftp-heuristic");
-  const bool is_learned = !options.get_string_value("rlftp-model").empty();
-  if (is_learned || weight_ == 0) return;
-  RelaxedHeuristic made = ftp::make_heuristic(name, *task_);
+  if (options_.weight == 0) return;
+  RelaxedHeuristic made = ftp::make_heuristic(options_.heuristic, *task_);
   relaxed_ = std::move(made.relaxed);
   heuristic_ = std::move(made.heuristic);
 }
 
 std::shared_ptr<Plan> FtpPlanner::solve() {
-  if (is_guided_) {
+  if (is_guided()) {
     std::shared_ptr<Plan> plan = solve_guided();
     if (plan == nullptr) warn_of_unset_fluents(problem());
     return plan;
   }
-  const bool weak_equality = environment().configuration().get_boolean_value("ftp-weak-equality");
-  std::shared_ptr<Plan> plan = search(weak_equality);
-  if (plan == nullptr && weak_equality) {
+  std::shared_ptr<Plan> plan = search(options_.weak_equality);
+  if (plan == nullptr && options_.weak_equality) {
     LOG(LogLevel::INFO) << "Weak Equality detected unsolvability. Resorting to tree-search!";
     plan = search(false);
   }
@@ -175,7 +163,7 @@ class FtpPlanner::Progress {
 
 double FtpPlanner::estimate_of(const SearchState& state) const {
   if (heuristic_ == nullptr) return 0;
-  return (state.f - (1 - weight_) * state.g) / weight_;
+  return (state.f - (1 - options_.weight) * state.g) / options_.weight;
 }
 
 // The estimate of the initial state. The actions to try are filled in: with hadd only those that
@@ -239,7 +227,7 @@ FtpPlanner::Search::Search(FtpPlanner& planner, bool weak_equality)
   SearchState* initial = planner_.make_initial_state();
   if (initial == nullptr) return;
   const double estimate = planner_.initial_estimate(*initial, actions_);
-  initial->f = planner_.weight_ * estimate;
+  initial->f = planner_.options_.weight * estimate;
   LOG(LogLevel::INFO) << "Initial H=" << estimate;
   if (estimate == Heuristic::DEAD_END) {
     planner_.release(initial);
@@ -259,7 +247,7 @@ FtpPlanner::Search::Outcome FtpPlanner::Search::run(std::size_t max_expansions) 
   for (std::size_t num = 0; !open_.empty(); ++num) {
     if (num == max_expansions) return Outcome::OUT_OF_EXPANSIONS;
     SearchState* state = planner_.build(open_.pop());
-    if (planner_.no_backtracking_) {
+    if (planner_.options_.no_backtracking) {
       open_.clear([this](const OpenEntry& other) { planner_.release(other.state); });
     }
     if (closed_.contains(state)) {
@@ -310,7 +298,7 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
     if (plan != nullptr && passes_test(plan)) return plan;
   }
   no_plan_ = {NoPlan::Certainty::BOUNDED, GuidedPlanner::BOUNDS};
-  if (no_backtracking_) {
+  if (options_.no_backtracking) {
     no_plan_ = {NoPlan::Certainty::UNDECIDED, "the search was told not to come back to a state"};
   }
   if (num_refused_plans() > 0) {
@@ -322,7 +310,6 @@ std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
 // --- the guided search, and the standard search by turns with it ---
 
 std::shared_ptr<Plan> FtpPlanner::solve_guided() {
-  const long num_improvements = environment().configuration().get_integer_value("ftp-improve");
   GuidedOptions options;
   options.max_memory = MAX_MEMORY;
   std::shared_ptr<Plan> passed;
@@ -332,8 +319,7 @@ std::shared_ptr<Plan> FtpPlanner::solve_guided() {
     if (passes) passed = mapped;
     return passes;
   };
-  GuidedPlanner guided(*task_, options,
-                       num_improvements > 0 ? static_cast<std::size_t>(num_improvements) : 0, test);
+  GuidedPlanner guided(*task_, options, options_.num_improvements, test);
   std::unique_ptr<Search> standard;
   bool is_out_of_memory = false;
   for (std::size_t turn = FIRST_TURN; !guided.is_over() || !is_out_of_memory; turn *= 2) {
@@ -396,12 +382,12 @@ SearchState* FtpPlanner::make_successor(const SearchState& current, Step step, b
   if (use_heuristic && heuristic_ != nullptr) estimate = heuristic_->evaluate(*scratch);
   if (estimate == Heuristic::DEAD_END) return nullptr;
   scratch->g = current.g + 1;
-  scratch->f = (1 - weight_) * scratch->g + weight_ * estimate;
+  scratch->f = (1 - options_.weight) * scratch->g + options_.weight * estimate;
   return scratch;
 }
 
 void FtpPlanner::push_successor(Open& open, SearchState& current, Step step) {
-  if (simultaneity_) {
+  if (options_.simultaneity) {
     SearchState* child = step.kind == Step::Kind::OPENING
                              ? expand_action(current, step.number, /*use_heuristic=*/true)
                              : expand_event(current, step.number, /*use_heuristic=*/true);
@@ -434,7 +420,7 @@ SearchState* FtpPlanner::expand_event(const SearchState& current, std::size_t li
   const Step step{Step::Kind::EVENT, static_cast<std::uint32_t>(list)};
   if (make_successor(current, step, use_heuristic) == nullptr) return nullptr;
   SearchState* child = generator_->keep(current);
-  if (!simultaneity_) return child;
+  if (!options_.simultaneity) return child;
 
   // Two events with the same time expression happen at once, so the next one follows here.
   const model::Action& action = task_->template_of(applied.template_id).action;
@@ -459,7 +445,7 @@ SearchState* FtpPlanner::expand_action(const SearchState& current, std::uint32_t
     return nullptr;
   }
   SearchState* child = generator_->keep(current);
-  if (!simultaneity_) return child;
+  if (!options_.simultaneity) return child;
   const TemplateEvent& first = task_->template_of(template_id).events.front();
   if (!environment().expression_factory().is_start_anchor(first.left_time)) return child;
   return replace_by_follower(child, child->num_todo - 1, use_heuristic);
@@ -476,7 +462,7 @@ SearchState* FtpPlanner::replace_by_follower(SearchState* child, std::size_t lis
 
 std::shared_ptr<TimeTriggeredPlan> FtpPlanner::build_plan(const SearchState& goal) {
   constexpr unsigned DECIMAL_PLACES = 2;
-  NetworkReplay replay(*task_, deordering_);
+  NetworkReplay replay(*task_, options_.deordering);
   replay.replay(goal.path);
   const std::optional<NetworkReplay::Times> least = replay.exact_times();
   if (!least) return nullptr;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "planners/ftp/events/successor_generator.h"
+#include "planners/ftp/ftp_options.h"
 #include "planners/ftp/relaxation/relaxed_task.h"
 #include "planners/ftp/task/compiled_task.h"
 #include "planners/ftp/task/search_state.h"
@@ -75,6 +76,7 @@ class FtpPlanner : public Planner {
   class Progress;
   class Search;
 
+  bool is_guided() const { return options_.search == FtpOptions::Search::GUIDED; }
   void make_heuristic();
   std::shared_ptr<Plan> solve_guided();
   double initial_estimate(const SearchState& state, std::vector<std::uint32_t>& actions);
@@ -86,11 +88,7 @@ class FtpPlanner : public Planner {
   std::shared_ptr<Plan> plan_of(const Search& search);
   std::shared_ptr<TimeTriggeredPlan> build_plan(const SearchState& goal);
 
-  double weight_ = 0;
-  bool simultaneity_ = false;
-  bool no_backtracking_ = false;
-  bool deordering_ = false;
-  bool is_guided_ = false;
+  FtpOptions options_;
   std::unique_ptr<CompiledTask> task_;
   std::unique_ptr<SuccessorGenerator> generator_;
   std::unique_ptr<RelaxedTask> relaxed_;

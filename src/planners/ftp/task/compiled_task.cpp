@@ -34,10 +34,12 @@ void add_bits(const std::vector<std::uint32_t>& slots, std::vector<std::uint64_t
 
 }  // namespace
 
-CompiledTask::CompiledTask(const model::ProblemInstance& problem, const rational& plan_epsilon)
+CompiledTask::CompiledTask(const model::ProblemInstance& problem, const rational& plan_epsilon,
+                           bool no_moving_targets)
     : EnvObject(problem->environment()),
       problem_(problem),
       plan_epsilon_(plan_epsilon),
+      no_moving_targets_(no_moving_targets),
       statements_(problem),
       space_(environment()),
       compiler_(space_),

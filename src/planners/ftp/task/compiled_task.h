@@ -26,10 +26,13 @@ class CompiledTask : public EnvObject {
   static constexpr std::uint32_t PROBLEM_END = 1;
   static constexpr std::uint32_t FIRST_ACTION = 2;
 
-  CompiledTask(const model::ProblemInstance& problem, const rational& plan_epsilon);
+  /// With `no_moving_targets` steps that interfere are `plan_epsilon` apart.
+  CompiledTask(const model::ProblemInstance& problem, const rational& plan_epsilon,
+               bool no_moving_targets = false);
 
   const model::ProblemInstance& problem() const { return problem_; }
   const rational& plan_epsilon() const { return plan_epsilon_; }
+  bool no_moving_targets() const { return no_moving_targets_; }
   const ProblemStatements& statements() const { return statements_; }
   StateSpace& space() { return space_; }
   const StateSpace& space() const { return space_; }
@@ -67,6 +70,7 @@ class CompiledTask : public EnvObject {
 
   model::ProblemInstance problem_;
   rational plan_epsilon_;
+  bool no_moving_targets_;
   ProblemStatements statements_;
   StateSpace space_;
   ExpressionCompiler compiler_;

@@ -7,8 +7,6 @@
 #include "planners/ftp/task/reachability.h"
 #include "planners/ftp/task/step_maker.h"
 #include "planners/ftp/task/time_constants.h"
-#include "shell/configuration.h"
-#include "shell/environment.h"
 
 namespace kelvo::ftp {
 
@@ -27,7 +25,7 @@ const rational* GuidedTask::gap_between(const GuidedStep& earlier, const GuidedS
 
 GuidedTask::GuidedTask(CompiledTask& task) : task_(task), lists_(task.templates().size()) {
   write_gap_ = rational(1, GAPS_IN_A_UNIT);
-  if (task.environment().configuration().get_boolean_value("pddl")) {  // no moving targets
+  if (task.no_moving_targets()) {
     write_gap_ = std::max(write_gap_, task.plan_epsilon());
     read_gap_ = write_gap_;
   }
