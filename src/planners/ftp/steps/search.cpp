@@ -191,7 +191,7 @@ bool GuidedSearch::enter(std::uint32_t number) {
       return false;
     }
     const bool is_new = note_state(nodes_[number].parent, nodes_[number].move,
-                                     successors_.schedule().makespan(child_));
+                                   successors_.schedule().makespan(child_));
     if (!is_new) ++statistics_.num_duplicates;
     if (!is_new || !evaluate_deferred(number)) {
       successors_.schedule().cut_back(mark);
