@@ -12,9 +12,11 @@ build_packages=(g++ cmake ninja-build flex bison libfl-dev libboost-dev
   libboost-program-options-dev libgmp-dev libtinyxml2-dev nlohmann-json3-dev libeigen3-dev)
 check_packages=(clang-14 libclang-rt-14-dev clang-format clang-tidy ccache libgtest-dev
   libgmock-dev libbenchmark-dev z3 libz3-dev python3)
+# For batches on a cluster, and for a look at their reports.
+batch_packages=(python3-distributed slurm-wlm chromium)
 
 packages=("${build_packages[@]}")
-[[ ${1:-} == --build ]] || packages+=("${check_packages[@]}")
+[[ ${1:-} == --build ]] || packages+=("${check_packages[@]}" "${batch_packages[@]}")
 
 if ! command -v dpkg-query >/dev/null; then
   echo "install-deps: no Debian system; these packages, or their like, are needed: ${packages[*]}" >&2
