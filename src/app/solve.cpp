@@ -2,11 +2,13 @@
 
 #include <iostream>
 #include <memory>
+#include <string>
 
 #include "app/no_plan_line.h"
 #include "app/plan_check.h"
 #include "app/plan_formats.h"
 #include "app/planner_factory.h"
+#include "app/problem_notes.h"
 #include "planners/planner.h"
 #include "plans/time_triggered_plan.h"
 #include "shell/configuration.h"
@@ -36,11 +38,17 @@ void print_plan(Environment& env, const Plan& plan, PlanCheck& check) {
   plan.print(std::cout);
 }
 
+// Beside the answer, whatever the log shows.
+void print_note(const std::string& note) {
+  if (!note.empty()) std::cerr << "Note: " << note << ".\n";
+}
+
 }  // namespace
 
 int solve(Environment& env, const model::ProblemInstance& as_read, const TransformerChain& chain) {
   const Configuration& configuration = env.configuration();
   refuse_missing_plan_formats(configuration);
+  for (const std::string& note : problem_notes(as_read)) print_note(note);
   const std::unique_ptr<Planner> planner =
       make_planner(env, configuration.get_string_value("algorithm"), chain.problem());
   PlanCheck check(env, as_read, chain);
@@ -55,6 +63,7 @@ int solve(Environment& env, const model::ProblemInstance& as_read, const Transfo
   if (plan == nullptr) {
     std::cout << "No solution exists.\n" << std::flush;
     std::cerr << no_plan_line(planner->no_plan(), check.num_refused()) << '\n';
+    print_note(missing_values_note(as_read));
     check.explain_first_refusal(std::cerr);
     return 0;
   }

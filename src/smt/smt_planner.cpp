@@ -62,7 +62,6 @@ std::shared_ptr<Plan> SmtPlanner::solve() {
     return plan;
   }
   LOG(LogLevel::WARN) << "[SMTPlanner] no plan " << limit.str();
-  warn_of_unset_fluents(problem());
   return nullptr;
 }
 

@@ -57,17 +57,12 @@ void FtpPlanner::make_heuristic() {
 }
 
 std::shared_ptr<Plan> FtpPlanner::solve() {
-  if (is_guided()) {
-    std::shared_ptr<Plan> plan = solve_guided();
-    if (plan == nullptr) warn_of_unset_fluents(problem());
-    return plan;
-  }
+  if (is_guided()) return solve_guided();
   std::shared_ptr<Plan> plan = search(options_.weak_equality);
   if (plan == nullptr && options_.weak_equality) {
     LOG(LogLevel::INFO) << "Weak Equality detected unsolvability. Resorting to tree-search!";
     plan = search(false);
   }
-  if (plan == nullptr) warn_of_unset_fluents(problem());
   return plan;
 }
 

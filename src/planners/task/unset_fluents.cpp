@@ -33,6 +33,8 @@ using model::Expression;
 namespace {
 
 constexpr std::size_t kNamed = 3;
+// Applications of one function; looking at all of them must not be noticed behind a search.
+constexpr std::size_t kLookedAt = 100000;
 
 /// The fluents that expressions read: ground ones, and those that are read with parameters.
 class ReadFluents {
@@ -61,11 +63,15 @@ class ReadFluents {
   /// Applications of constants, as they are written but for their simplified arguments.
   const std::vector<Expression>& entries() const { return entries_; }
   const std::unordered_set<model::Fluent>& lifted() const { return lifted_; }
+  const std::unordered_set<model::Constant>& constants() const { return constants_; }
 
  private:
   void add_application(Expression e) {
     const Expression reference = ef_.get_reference_from_functional_apply(e);
-    if (ef_.is_constant_reference(reference)) entries_.push_back(e);
+    if (ef_.is_constant_reference(reference)) {
+      entries_.push_back(e);
+      constants_.insert(ef_.get_constant_from_reference(reference));
+    }
     if (!ef_.is_fluent_reference(reference)) return;
     const Expression simple = simplifier_(e);
     const bool is_ground = std::ranges::all_of(simple->children(), [this](Expression argument) {
@@ -83,6 +89,7 @@ class ReadFluents {
   std::unordered_set<Expression> seen_;
   std::unordered_set<Expression> ground_;
   std::unordered_set<model::Fluent> lifted_;
+  std::unordered_set<model::Constant> constants_;
   std::vector<Expression> entries_;
 };
 
@@ -137,20 +144,40 @@ bool has_entry(Environment& env, Expression application) {
   return value == nullptr || !value->has_assignments() || value->assignment(key) != nullptr;
 }
 
-// Whether as many values are known as the fluent has arguments to choose.
-bool has_all_values(const model::Fluent& fluent, std::size_t num_values,
-                    const model::Domains& domains) {
+std::string text_of(Expression e) {
+  std::ostringstream text;
+  text << model::print_expression(e);
+  return text.str();
+}
+
+// The first application of a function with parameters that has no value, or one with dots where
+// there are too many to look at; empty when all have one. `has_value` knows lists of arguments, of
+// which there are `num_values`.
+template <typename HasValue>
+std::string unset_application(const model::Domains& domains, const std::string& name,
+                              const model::Parameters& parameters, std::size_t num_values,
+                              const HasValue& has_value) {
+  const std::string any = name + "(...)";
   std::size_t num_arguments = 1;
-  for (const model::Parameter& p : fluent->parameters()) {
-    if (!p->type()->is_finite_domain()) return false;
+  for (const model::Parameter& p : parameters) {
+    if (!p->type()->is_finite_domain()) return any;
     try {
       num_arguments *= domains.size(p->type());
     } catch (const InternalError&) {
-      return false;  // too many to be counted
+      return any;  // too many to be counted
     }
-    if (num_arguments > num_values) return false;
+    if (num_arguments > kLookedAt) return any;
   }
-  return true;
+  if (num_arguments <= num_values) return "";
+  const model::DomainProduct product(domains, parameters);
+  for (std::size_t i = 0; i < product.size(); ++i) {
+    const std::vector<Expression> arguments = product.combination(i);
+    if (has_value(arguments)) continue;
+    std::string text = name;
+    for (const Expression e : arguments) text += (text == name ? "(" : ", ") + text_of(e);
+    return text + ")";
+  }
+  return "";
 }
 
 }  // namespace
@@ -166,11 +193,7 @@ void refuse_unset_goals(const model::ProblemInstance& problem) {
     ReadFluents read(env);
     read.add(statement);
     std::set<std::string> unset;
-    const auto note = [&unset](Expression e) {
-      std::ostringstream text;
-      text << model::print_expression(e);
-      unset.insert(text.str());
-    };
+    const auto note = [&unset](Expression e) { unset.insert(text_of(e)); };
     for (const Expression fluent : read.ground()) {
       if (!written.contains(fluent)) note(fluent);
     }
@@ -184,15 +207,14 @@ void refuse_unset_goals(const model::ProblemInstance& problem) {
   }
 }
 
-void warn_of_unset_fluents(const model::ProblemInstance& problem) {
-  if (!Log::is_on(LogLevel::WARN)) return;
+std::string unset_fluents_note(const model::ProblemInstance& problem) {
   Environment& env = problem->environment();
   ReadFluents read(env);
   for (const auto& [name, action] : problem->actions()) {
     for (const Expression e : action->expressions()) read.add(e);
   }
   for (const Expression e : problem->expressions()) read.add(e);
-  const model::ExpressionFactory& ef = env.expression_factory();
+  model::ExpressionFactory& ef = env.expression_factory();
   std::unordered_set<Expression> has_value;
   std::unordered_map<model::Fluent, std::size_t> num_values;
   for (const Expression fluent : ProblemStatements(problem).sorted_fluents(env)) {
@@ -203,27 +225,41 @@ void warn_of_unset_fluents(const model::ProblemInstance& problem) {
   }
   std::set<std::string> unset;
   for (const Expression fluent : read.ground()) {
-    if (has_value.contains(fluent)) continue;
-    std::ostringstream text;
-    text << model::print_expression(fluent);
-    unset.insert(text.str());
+    if (!has_value.contains(fluent)) unset.insert(text_of(fluent));
   }
   const model::Domains domains(*problem);
   for (const model::Fluent& fluent : read.lifted()) {
-    if (!has_all_values(fluent, num_values[fluent], domains))
-      unset.insert(fluent->name() + "(...)");
+    const Expression reference = ef.make_fluent_reference(fluent);
+    unset.insert(unset_application(domains, fluent->name(), fluent->parameters(),
+                                   num_values[fluent], [&](const std::vector<Expression>& key) {
+                                     const Expression e = ef.make_functional_apply(reference, key);
+                                     return has_value.contains(e);
+                                   }));
   }
-  if (unset.empty()) return;
-  std::ostringstream warning;
-  warning << "Read without a value at the start:";
+  for (const model::Constant& constant : read.constants()) {
+    const model::FunctionValue value = constant->value();
+    if (value == nullptr || !value->has_assignments()) continue;
+    unset.insert(unset_application(domains, constant->name(), constant->parameters(),
+                                   /*num_values=*/0, [&](const std::vector<Expression>& key) {
+                                     return value->assignment(key) != nullptr;
+                                   }));
+  }
+  unset.erase("");
+  if (unset.empty()) return "";
+  std::string note = "Read without a value at the start:";
   std::size_t num_named = 0;
   for (const std::string& name : unset) {
     if (num_named == kNamed) break;
-    warning << (num_named++ == 0 ? " '" : ", '") << name << "'";
+    note += (num_named++ == 0 ? " '" : ", '") + name + "'";
   }
-  if (unset.size() > kNamed) warning << " and " << unset.size() - kNamed << " more";
-  warning << " (no step reads such a fluent before it is set)";
-  env.warning_manager().warn(warning.str());
+  if (unset.size() > kNamed) note += " and " + std::to_string(unset.size() - kNamed) + " more";
+  return note + " (no step reads such a fluent before it is set)";
+}
+
+void warn_of_unset_fluents(const model::ProblemInstance& problem) {
+  if (!Log::is_on(LogLevel::WARN)) return;
+  const std::string note = unset_fluents_note(problem);
+  if (!note.empty()) problem->environment().warning_manager().warn(note);
 }
 
 }  // namespace kelvo

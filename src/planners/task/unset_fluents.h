@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "model/model_fwd.h"
 
 namespace kelvo {
@@ -9,10 +11,13 @@ namespace kelvo {
 /// a statement hold.
 void refuse_unset_goals(const model::ProblemInstance& problem);
 
-/// Warns once when statements or actions of a flat problem read fluents that have no value at the
-/// start: no step of a plan can read them before an effect sets them. Costs nothing while warnings
-/// are not logged, else one walk over the problem. Makes nodes, so a planner calls it behind its
-/// search: the log must not change a plan.
+/// A sentence about the fluents that statements or actions of a flat problem read although they
+/// have no value at the start, and about such entries of constants: no step of a plan can read them
+/// before an effect sets them. Empty when there are none. Walks over the whole problem and makes
+/// nodes, so it is asked behind a search, which it must not change.
+std::string unset_fluents_note(const model::ProblemInstance& problem);
+
+/// Logs the note as a warning. Costs nothing while warnings are not logged.
 void warn_of_unset_fluents(const model::ProblemInstance& problem);
 
 }  // namespace kelvo
