@@ -61,9 +61,11 @@ int solve(Environment& env, const model::ProblemInstance& as_read, const Transfo
   std::shared_ptr<Plan> plan = planner->solve();
   if (plan != nullptr && plan != passed && !check.passes(plan)) plan = nullptr;
   if (plan == nullptr) {
+    // May find an error of the problem, and then there is no answer.
+    const std::string note = missing_values_note(as_read);
     std::cout << "No solution exists.\n" << std::flush;
     std::cerr << no_plan_line(planner->no_plan(), check.num_refused()) << '\n';
-    print_note(missing_values_note(as_read));
+    print_note(note);
     check.explain_first_refusal(std::cerr);
     return 0;
   }
