@@ -25,13 +25,13 @@ const std::string& NumericTypeBase<Number, code>::reference_name() const {
     if (lower_ || upper_) {
       text << " [";
       if (lower_) {
-        text << minimum_;
+        text << to_text(minimum_);
       } else {
         text << "-infinity";
       }
       text << ", ";
       if (upper_) {
-        text << maximum_;
+        text << to_text(maximum_);
       } else {
         text << "infinity";
       }
