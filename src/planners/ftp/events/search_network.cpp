@@ -1,6 +1,6 @@
 #include "planners/ftp/events/search_network.h"
 
-#include <algorithm>
+#include <cassert>
 
 #include "planners/ftp/task/time_constants.h"
 
@@ -11,6 +11,7 @@ SearchNetwork::SearchNetwork() {
 }
 
 void SearchNetwork::start_from(const SearchState& state) {
+  assert(state.num_nodes >= 2 && "the two ends of the plan");
   times_.assign(state.times, state.times + state.num_nodes);
   heads_.assign(state.heads, state.heads + state.num_nodes);
   edges_.clear();
@@ -35,7 +36,11 @@ bool SearchNetwork::raise(std::uint32_t node, double earliest) {
   return propagate(static_cast<std::uint32_t>(times_.size()), node);
 }
 
+// Invariant: no constraint is broken by more than the tolerance, and each time is the least that
+// its node can have, up to the tolerance, at least the one it was made with. A new constraint can
+// break it only after its target, so propagation starts there (Cesta and Oddi, TIME 1996).
 bool SearchNetwork::add_edge(std::uint32_t from, std::uint32_t to, double weight) {
+  assert(from < times_.size() && to < times_.size());
   if (from == to) return !(weight > NETWORK_TOLERANCE);
   if (edges_.size() == edges_.capacity()) make_room();
   edges_.push_back({heads_[from], from, to, weight});
@@ -85,19 +90,38 @@ bool SearchNetwork::admits(const TimePoint& a, const TimePoint& b, double distan
   return result;
 }
 
+// Constraints of one node form a list, the newest first, and only the ends of lists lead into those
+// of the parent. So in order of age, the one before in a list is the one seen last.
+void SearchNetwork::copy_new_edges(Edge* edges, const Edge** heads) {
+  latest_.assign(heads_.size(), nullptr);
+  for (std::size_t i = 0; i < edges_.size(); ++i) {
+    const Edge*& latest = latest_[edges_[i].from];
+    edges[i] = edges_[i];
+    if (latest != nullptr) edges[i].next = latest;
+    latest = &edges[i];
+  }
+  for (std::size_t node = 0; node < heads_.size(); ++node) {
+    heads[node] = latest_[node] != nullptr ? latest_[node] : heads_[node];
+  }
+}
+
 // Moves the edges to a larger place and the pointers with them.
 void SearchNetwork::make_room() {
-  const Edge* const old_begin = edges_.data();
-  const Edge* const old_end = old_begin + edges_.size();
   std::vector<Edge> larger;
   larger.reserve(2 * edges_.capacity());
-  larger.assign(edges_.begin(), edges_.end());
-  const auto move = [&](const Edge*& pointer) {
-    if (pointer >= old_begin && pointer < old_end) pointer = larger.data() + (pointer - old_begin);
-  };
-  for (Edge& edge : larger) move(edge.next);
-  for (const Edge*& head : heads_) move(head);
+  larger.resize(edges_.size());
+  copy_new_edges(larger.data(), heads_.data());
   edges_.swap(larger);
+}
+
+bool SearchNetwork::is_solved() const {
+  for (std::size_t node = 0; node < heads_.size(); ++node) {
+    for (const Edge* edge = heads_[node]; edge != nullptr; edge = edge->next) {
+      assert(edge->from == node && edge->to < times_.size());
+      if (times_[node] + edge->weight - times_[edge->to] > NETWORK_TOLERANCE) return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace kelvo::ftp

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -41,8 +42,13 @@ class SearchNetwork {
 
   std::vector<double>& times() { return times_; }
   std::vector<const Edge*>& heads() { return heads_; }
-  /// The constraints that this network adds to that of its parent.
-  const std::vector<Edge>& new_edges() const { return edges_; }
+  /// The number of constraints that this network adds to that of its parent.
+  std::size_t num_new_edges() const { return edges_.size(); }
+  /// Copies the new constraints to `edges`, linked among themselves and to those of the parent, and
+  /// the newest constraint of each node to `heads`.
+  void copy_new_edges(Edge* edges, const Edge** heads);
+  /// Whether the times meet all constraints: so after each change that was consistent.
+  bool is_solved() const;
 
  private:
   bool add_edge(std::uint32_t from, std::uint32_t to, double weight);
@@ -55,6 +61,7 @@ class SearchNetwork {
   std::vector<std::uint32_t> queue_;
   std::vector<char> is_queued_;
   std::vector<double> saved_times_;
+  std::vector<const Edge*> latest_;  // by node: scratch of `copy_new_edges`
 };
 
 }  // namespace kelvo::ftp

@@ -87,6 +87,12 @@ bool SuccessorGenerator::is_goal(const SearchState& state) const {
 
 // --- applying an event ---
 
+// The event applies when its condition holds, or after the effect every open condition still does;
+// its list moves on by one; and the network says that it comes after what has been applied and
+// before what is still to come. The order of the path is an order by time: an event is never before
+// the one applied before it, so that values along the path are those along the plan. With
+// `deordering` only events that share a fluent are ordered, one of them an effect.
+
 SearchState* SuccessorGenerator::apply_event(const SearchState& state, std::size_t list) {
   const TodoList& applied = state.todo[list];
   const EventTemplate& events = task_.template_of(applied.template_id);
@@ -215,6 +221,13 @@ void SuccessorGenerator::note_goal_event(const SearchState& state, const Templat
 
 // --- constraints of an event ---
 
+// With t(e) the time of event e, p the latest one on the path, and q what is still to come:
+//   t(e) >= t(p)
+//   t(q) >= t(e)                  and  t(q) >= t(e) + gap  where e is an effect and q a condition,
+//                                      or an effect on one of its fluents
+// In terms of anchors: t(q) is the time of q's anchor plus its offset, so that the least offset of
+// a list's suffix stands for all of it (`SuffixOffsets`).
+
 TimePoint SuccessorGenerator::point_of(const TodoList& list, const TemplateEvent& event) const {
   return {event.from_start ? list.node : list.node + 1, event.offset};
 }
@@ -290,6 +303,10 @@ bool SuccessorGenerator::add_deordered_event_constraints(const TimePoint& at,
 }
 
 // --- opening an action ---
+
+// An opened action has two nodes, s and e, for its start and end:
+//   s >= 0     lower <= e - s <= upper     end of the plan >= e + 1 + gap
+// Nothing is applied yet; its events come one by one, the first at the same instant if it likes.
 
 SearchState* SuccessorGenerator::open_action(const SearchState& state, std::uint32_t template_id) {
   const EventTemplate& opened = task_.template_of(template_id);
@@ -403,6 +420,11 @@ bool SuccessorGenerator::must_effects_coincide() {
 
 // --- keeping states ---
 
+// A kept state owns one block of the arena and one reference of its path node; a path node owns one
+// reference of its parent, and a block with the constraints of its step. Networks of states point
+// into the blocks of their path, which live as long. So a chain of states shares what it has in
+// common, and what no state leads back to is given back at once.
+
 SearchState* SuccessorGenerator::finish(const SearchState& state, std::uint32_t template_id,
                                         std::uint32_t position, std::uint32_t node) {
   scratch_.bits = bits_.data();
@@ -418,29 +440,19 @@ SearchState* SuccessorGenerator::finish(const SearchState& state, std::uint32_t 
   scratch_.note = SearchState::NO_NOTE;
   scratch_.parent_note = state.note;
   scratch_.path = nullptr;
+  assert(network_.is_solved());
   step_ = {nullptr,  1,    template_id,
-           position, node, static_cast<std::uint32_t>(network_.new_edges().size())};
+           position, node, static_cast<std::uint32_t>(network_.num_new_edges())};
   return &scratch_;
 }
 
 SearchState* SuccessorGenerator::keep(const SearchState& parent) {
-  // The path node with the new constraints. Lists of constraints that began in the scratch edges
-  // are linked anew.
+  assert(step_.num_edges == network_.num_new_edges() && "of the latest call");
+  // The path node with the new constraints.
   void* path_block = arena_.allocate(sizeof(PathNode) + step_.num_edges * sizeof(Edge));
   PathNode* path = new (path_block) PathNode(step_);
   path->parent = parent.path;
   if (parent.path != nullptr) ++parent.path->references;
-  const std::vector<Edge>& scratch_edges = network_.new_edges();
-  Edge* edges = path->edges();
-  const auto moved = [&](const Edge* edge) -> const Edge* {
-    const Edge* begin = scratch_edges.data();
-    if (edge < begin || edge >= begin + scratch_edges.size()) return edge;
-    return edges + (edge - begin);
-  };
-  for (std::size_t i = 0; i < scratch_edges.size(); ++i) {
-    edges[i] = scratch_edges[i];
-    edges[i].next = moved(edges[i].next);
-  }
 
   // One block: arrays of 8-byte elements first.
   const std::size_t nodes = scratch_.num_nodes;
@@ -460,10 +472,11 @@ SearchState* SuccessorGenerator::keep(const SearchState& parent) {
   place(state->unchecked_goals, scratch_.unchecked_goals, num_goal_words_);
   place(state->times, scratch_.times, nodes);
   state->heads = reinterpret_cast<const Edge**>(at);
-  for (std::size_t i = 0; i < nodes; ++i) state->heads[i] = moved(scratch_.heads[i]);
+  network_.copy_new_edges(path->edges(), state->heads);
   at += nodes * sizeof(Edge*);
   place(state->todo, scratch_.todo, scratch_.num_todo);
   place(state->ids, scratch_.ids, num_ids_);
+  assert(at == reinterpret_cast<std::byte*>(state) + size);
   state->values = {state->bits, state->ids};
   state->path = path;
   state->block_size = static_cast<std::uint32_t>(size);
@@ -471,12 +484,14 @@ SearchState* SuccessorGenerator::keep(const SearchState& parent) {
 }
 
 void SuccessorGenerator::release(SearchState* state) {
+  assert(state != &scratch_ && state->block_size > 0 && "a state that was kept");
   release_path(state->path);
   arena_.release(state, state->block_size);
 }
 
 // A chain of any length, so no recursion.
 void SuccessorGenerator::release_path(PathNode* path) {
+  assert(path == nullptr || path->references > 0);
   while (path != nullptr && --path->references == 0) {
     PathNode* parent = path->parent;
     arena_.release(path, sizeof(PathNode) + path->num_edges * sizeof(Edge));
