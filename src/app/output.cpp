@@ -40,6 +40,7 @@ bool is_same_file(const std::string& a, const std::string& b) {
 std::vector<NamedFile> inputs_of(const Configuration& configuration,
                                  const std::vector<std::string>& input_files) {
   std::vector<NamedFile> inputs;
+  inputs.reserve(input_files.size());
   for (const std::string& name : input_files) inputs.push_back({"input file", name});
   for (const char* option : {"bounding-problem", "plan", "trace"}) {
     const std::string& name = configuration.get_string_value(option);

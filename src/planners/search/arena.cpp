@@ -1,6 +1,7 @@
 #include "planners/search/arena.h"
 
 #include <algorithm>
+#include <cassert>
 #include <new>
 
 namespace kelvo {
@@ -12,6 +13,7 @@ void* Arena::allocate(std::size_t size) {
     free_[grains] = block->next;
     return block;
   }
+  assert(size > 0);
   const std::size_t wanted = grains * GRAIN;
   if (wanted > left_) {
     // What is left of the old chunk is given up: at most one block of the largest size in use.
@@ -28,6 +30,7 @@ void* Arena::allocate(std::size_t size) {
 
 void Arena::release(void* block, std::size_t size) {
   const std::size_t grains = (size + GRAIN - 1) / GRAIN;
+  assert(block != nullptr && grains > 0);
   if (grains >= free_.size()) free_.resize(grains + 1, nullptr);
   free_[grains] = new (block) FreeBlock{free_[grains]};
 }

@@ -1,8 +1,9 @@
 #include "planners/task/id_set.h"
 
 #include <algorithm>
+#include <cassert>
 
-namespace kelvo::ftp {
+namespace kelvo {
 
 void IdSet::finish() {
   std::sort(members.begin(), members.end());
@@ -12,11 +13,14 @@ void IdSet::finish() {
 }
 
 bool IdSet::contains(std::uint32_t member) const {
+  assert(std::is_sorted(members.begin(), members.end()));
   if ((signature >> (member % 64) & 1) == 0) return false;
   return std::binary_search(members.begin(), members.end(), member);
 }
 
 bool have_common_member(const IdSet& a, const IdSet& b) {
+  assert(std::is_sorted(a.members.begin(), a.members.end()));
+  assert(std::is_sorted(b.members.begin(), b.members.end()));
   if ((a.signature & b.signature) == 0) return false;
   auto left = a.members.begin();
   auto right = b.members.begin();
@@ -31,4 +35,4 @@ bool have_common_member(const IdSet& a, const IdSet& b) {
   return false;
 }
 
-}  // namespace kelvo::ftp
+}  // namespace kelvo

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace kelvo::ftp {
+namespace kelvo {
 
 /// A set of numbers that is asked again and again whether it has a member in common with another.
 struct IdSet {
@@ -24,4 +24,4 @@ using FluentSet = IdSet;
 /// Slots of the state space.
 using SlotSet = IdSet;
 
-}  // namespace kelvo::ftp
+}  // namespace kelvo

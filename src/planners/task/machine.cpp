@@ -223,10 +223,12 @@ std::size_t Machine::target_slot(const Program& target, const StateValues& state
 
 // Runs the first steps of the program and leaves the result on the stack; false to punt.
 bool Machine::run(const Program& program, const StateValues& state, std::size_t num_steps) {
+  assert(num_steps <= program.steps.size());
   stack_.clear();
   for (std::size_t i = 0; i < num_steps; ++i) {
     if (!run_step(program, program.steps[i], state)) return false;
   }
+  assert(num_steps < program.steps.size() || stack_.size() == 1);
   return true;
 }
 
@@ -275,6 +277,7 @@ bool Machine::run_step(const Program& program, const ProgramStep& step, const St
     case ProgramOp::OR: {
       const bool neutral = step.op == ProgramOp::AND;
       bool result = neutral;
+      assert(stack_.size() >= step.count);
       for (std::uint32_t i = 0; i < step.count; ++i) {
         if (is_true(stack_.back()) != neutral) result = !neutral;
         stack_.pop_back();
@@ -284,6 +287,7 @@ bool Machine::run_step(const Program& program, const ProgramStep& step, const St
     }
     case ProgramOp::IMPLY:
     case ProgramOp::IFF: {
+      assert(stack_.size() >= 2);
       const bool right = is_true(stack_.back());
       stack_.pop_back();
       const bool left = is_true(stack_.back());
@@ -312,6 +316,7 @@ bool Machine::run_step(const Program& program, const ProgramStep& step, const St
 
 // Moves the top `count` values into `arguments_`.
 bool Machine::collect_arguments(const ApplicationTable& table, std::size_t count) {
+  assert(stack_.size() >= count);
   if (count != table.is_numeric.size()) return false;
   arguments_.resize(count);
   for (std::size_t i = count; i > 0; --i) {

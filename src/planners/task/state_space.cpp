@@ -1,5 +1,7 @@
 #include "planners/task/state_space.h"
 
+#include <cassert>
+
 #include "model/expression_factory.h"
 #include "model/fluent.h"
 #include "model/types.h"
@@ -18,6 +20,7 @@ void StateSpace::add_slot(Expression fluent) {
       ef.is_functional_apply(fluent) ? ef.get_reference_from_functional_apply(fluent) : fluent;
   const model::Type type = ef.get_fluent_from_reference(reference)->type();
   const bool is_boolean = type->is_boolean();
+  assert(!fluent_index_.contains(fluent) && places_.size() == keys_.size());
   fluent_index_.emplace(fluent, keys_.size());
   keys_.push_back(fluent);
   types_.push_back(type);

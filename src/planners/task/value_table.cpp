@@ -27,15 +27,18 @@ ValueTable::ValueTable(Environment& env)
   add(env.expression_factory().make_true());
   expressions_.push_back(nullptr);
   values_.emplace_back().id = NONE;
+  assert(values_[TRUE].kind == ValueKind::BOOLEAN && values_.size() == NONE + 1);
 }
 
 ValueId ValueTable::id_of(Expression constant) {
+  assert(constant != nullptr && "no value is NONE, not a constant");
   const auto known = ids_.find(constant);
   return known != ids_.end() ? known->second : add(constant);
 }
 
 ValueId ValueTable::id_of(const Value& value) {
   if (value.kind != ValueKind::INTEGER && value.kind != ValueKind::RATIONAL) return value.id;
+  assert(value.den > 0 && (value.kind == ValueKind::RATIONAL || value.den == 1));
   const bool is_integer = value.kind == ValueKind::INTEGER;
   const bool is_small = is_integer && value.num >= 0 && value.num < MAX_SMALL;
   if (is_small) {
@@ -52,6 +55,7 @@ ValueId ValueTable::id_of(const Value& value) {
 
 ValueId ValueTable::add(Expression constant) {
   const ValueId id = static_cast<ValueId>(expressions_.size());
+  assert(expressions_.size() == values_.size() && !ids_.contains(constant));
   expressions_.push_back(constant);
   Value value = describe(constant);
   value.id = id;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <unordered_map>
 #include <vector>
@@ -41,8 +42,14 @@ class ValueTable : public EnvObject {
   ValueId id_of(model::Expression constant);
   ValueId id_of(const Value& value);
   /// Null for `NONE`.
-  model::Expression expression(ValueId id) const { return expressions_[id]; }
-  const Value& value(ValueId id) const { return values_[id]; }
+  model::Expression expression(ValueId id) const {
+    assert(id < expressions_.size());
+    return expressions_[id];
+  }
+  const Value& value(ValueId id) const {
+    assert(id < values_.size());
+    return values_[id];
+  }
 
  private:
   struct NumberKey {
