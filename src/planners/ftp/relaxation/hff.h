@@ -52,6 +52,8 @@ class HFF : private kelvo::HAdd {
   double unmet_cost(std::size_t comparison) const override;
 
  private:
+  using kelvo::HAdd::evaluate;  // of plain states, which nobody asks of this heuristic
+
   /// A comparison as what is missing for it to hold.
   struct Slack {
     bool is_numeric = false;
