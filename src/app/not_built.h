@@ -7,7 +7,7 @@
 namespace kelvo {
 
 /// Raises the error of a feature that this executable lacks. Called where the feature would be
-/// made, behind the checks that the command line gets in any case.
+/// made, after the checks that the command line gets in any case.
 [[noreturn]] inline void not_built(const std::string& what) {
   throw InternalError() << "This executable of KELVO has no " << what << "!";
 }

@@ -43,7 +43,7 @@ bool PlanCheck::is_valid(const TimeTriggeredPlan& plan) {
 namespace {
 
 // The schedule of a partial-order plan gives such a step no time, so that it says nothing of what
-// the step does to those behind it.
+// the step does to those after it.
 bool waits_for_environment(const POTPlan& plan) {
   return std::ranges::any_of(plan.steps(), [](const POTPlan::Step& step) {
     return !step->has_duration() &&

@@ -75,7 +75,7 @@ Node* NodeManager::cache_node(Node* n) {
     n->id_ = next_id_++;
     slot = {hash, n};
   } else {
-    // Nothing was allocated behind the duplicate.
+    // Nothing was allocated after the duplicate.
     const std::size_t size = size_of_node(n->arity());
     free_ -= size;
     num_free_ += size;

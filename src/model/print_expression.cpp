@@ -45,7 +45,7 @@ class Printer {
   void push(Expression e) { todo_.push_back({e, nullptr}); }
   void push(const char* text) { todo_.push_back({nullptr, text}); }
 
-  // The children with `separator` between them and `closing` behind, after `opening` at once.
+  // The children with `separator` between them and `closing` after them, after `opening` at once.
   void list(Expression e, const char* opening, const char* separator, const char* closing) {
     os_ << opening;
     push(closing);

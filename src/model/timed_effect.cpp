@@ -25,7 +25,7 @@ std::string printed(Expression e) {
   return text.str();
 }
 
-/// Visits the distinct subexpressions of `root`, children behind their parent and in order, until
+/// Visits the distinct subexpressions of `root`, children after their parent and in order, until
 /// `visit` returns true.
 template <typename Visit>
 void visit_until(Expression root, const Visit& visit) {
@@ -202,7 +202,7 @@ std::optional<AnchoredTime> try_timing(ExpressionFactory& ef, Expression time) {
   const Expression simple = model::ExpressionSimplifier(ef.environment())(time);
   const std::optional<LinearTime> linear = read_linear_time(ef, simple);
   if (!linear) return std::nullopt;
-  // What is taken off the start, or put behind the end, is outside the action or the plan.
+  // What is taken off the start, or put after the end, is outside the action or the plan.
   const bool is_sum = !ef.is_minus(simple);
   switch (linear->anchor) {
     case LinearTime::Anchor::NONE:

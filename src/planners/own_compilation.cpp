@@ -57,7 +57,7 @@ bool has_node(const model::ExpressionFactory& ef, model::Expression e, Predicate
   return false;
 }
 
-// Durations are often told as fluents that nothing writes.
+// Durations are often given as fluents that nothing writes.
 bool has_fluents_in_durations(const ProblemInstance& problem) {
   Environment& env = problem->environment();
   const model::ExpressionFactory& ef = env.expression_factory();

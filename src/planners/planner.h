@@ -52,7 +52,7 @@ class Planner : public EnvObject {
   /// How many plans have failed the test.
   std::size_t num_refused_plans() const { return num_refused_plans_; }
 
-  /// The problem as it is searched, behind the own compilation.
+  /// The problem as it is searched, after the own compilation.
   const model::ProblemInstance& problem() const { return chain_.problem(); }
 
  protected:

@@ -38,7 +38,7 @@ std::vector<rational> earliest_ready_times(const POTPlan& plan) {
   TNInterpreter<TimePoint> interpreter;
   const auto network = TemporalNetwork<TimePoint, rational>::make();
   // The network takes the newest constraint first. Entered from the last step to the first, and
-  // with a step's precedences behind its length, the constraints of a plan that is numbered along
+  // with a step's precedences after its length, the constraints of a plan that is numbered along
   // its precedences raise each time once.
   for (auto step = plan.steps().rbegin(); step != plan.steps().rend(); ++step) {
     const TimePoint ready((*step)->id(), true);

@@ -20,7 +20,7 @@ class TimeTriggeredStep {
 
   /// A step with a duration. `actual_parameters` has one value for each formal parameter.
   /// `post_condition` may be null: a conjunction of equalities of a ground fluent and a value that
-  /// describes the state behind the step. `object` may be null: the instance that executes the
+  /// describes the state after the step. `object` may be null: the instance that executes the
   /// action, which only an action of a user type has.
   TimeTriggeredStep(rational start_time, model::Action action, Parameters actual_parameters,
                     rational duration, model::Expression post_condition = nullptr,

@@ -7,7 +7,7 @@ KelvoError::KelvoError(const std::string& exception_name, const std::string& mes
   buffer_ << exception_name << ": " << message;
 }
 
-// `ate` puts the write position behind the copied text; without it the next `<<` would overwrite
+// `ate` puts the write position after the copied text; without it the next `<<` would overwrite
 // it.
 KelvoError::KelvoError(const KelvoError& other)
     : std::exception(other),

@@ -23,7 +23,7 @@ class SmtFactory;
 /// A quotient by zero is some number: who reads it must ask whether the divisor is zero.
 class Quotients {
  public:
-  /// What the quotients of integers need to be ones is put behind `constraints`.
+  /// What the quotients of integers need to be ones is put after `constraints`.
   Quotients(SmtFactory& factory, std::vector<Formula>& constraints)
       : factory_(factory), constraints_(constraints) {}
 

@@ -213,9 +213,9 @@ Formula SmtEncoder::action_variable(const model::ActionImpl& action, std::uint32
 
 namespace {
 
-// Whether a statement about the duration divides by means of constants: the number behind a
-// constant no longer tells whether it is an integer or a rational that happens to be whole, and so
-// not which quotient is meant. Such a duration is a variable.
+// Whether a statement about the duration divides by means of constants: the number that a
+// constant stands for no longer tells whether it is an integer or a rational that happens to be
+// whole, and so not which quotient is meant. Such a duration is a variable.
 bool divides_constants(const model::ActionImpl& action) {
   std::vector<Expression> todo;
   for (const Expression e : action.expressions()) {
@@ -443,7 +443,7 @@ void SmtEncoder::encode_time_order(SmtSolver& solver) {
   for (std::uint32_t k = 0; k + 1 < horizon_; ++k) {
     const Formula earlier = time_variable(k);
     const Formula later = time_variable(k + 1);
-    // Of two steps the later is the end of the plan, which lies behind 0.
+    // Of two steps the later is the end of the plan, which lies after 0.
     if (k == 0 && horizon_ > 2 && statement_times_.asks_first_instant) {
       assert_formula(solver, factory_.make_le(earlier, later));
       continue;

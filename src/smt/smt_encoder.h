@@ -40,7 +40,7 @@ struct EncodingContext {
 /// Writes a temporal problem down as formulas over `h` steps.
 ///
 /// Step k lies at time t_k (t_0 is 0, the others are real variables in strict order); its fluent
-/// variables hold the values just behind the effects at t_k, which are visible until t_(k+1)
+/// variables hold the values just after the effects at t_k, which are visible until t_(k+1)
 /// included. An action starts at most once at a step, never at step 0. The frame axioms explain
 /// every change of a fluent by exactly one effect.
 ///
@@ -70,14 +70,14 @@ class SmtEncoder : public EnvObject {
   Quotients& quotients() { return quotients_; }
 
   Formula time_variable(std::uint32_t k);
-  /// The end of the plan: the time of the last step where that may be any behind the last change,
+  /// The end of the plan: the time of the last step where that may be any after the last change,
   /// else a variable.
   Formula end_time();
   /// A time as a formula; a plain number counts from the start of the context's action.
   Formula time_point(const EncodingContext& context, model::Expression time);
   /// Whether an effect at `time` is one of the initial state, and only there.
   bool lands_at_first_step(const model::ActionImpl* action, model::Expression time);
-  /// That a ground fluent has a value behind step k. `Definedness` says when.
+  /// That a ground fluent has a value after step k. `Definedness` says when.
   Formula is_set_variable(model::Expression fluent, std::uint32_t k);
   /// The fixed duration of an action, or null.
   const rational* fixed_duration(const model::ActionImpl& action);
@@ -99,7 +99,7 @@ class SmtEncoder : public EnvObject {
   std::vector<Formula> formulas_of(const std::vector<model::Expression>& values);
   /// The number that stands for an instance. Throws `InternalError` for an unknown one.
   Formula instance_number(const model::InstanceImpl& instance) const;
-  /// The instance behind a number, null for none.
+  /// The instance that a number stands for, null for none.
   model::Instance instance_of_number(Formula number) const;
 
   /// The formula of `e` read at `context`.
@@ -164,7 +164,7 @@ class SmtEncoder : public EnvObject {
   void add_alternatives(std::vector<Formula>& alternatives, const Effect& effect, std::uint32_t i,
                         const std::vector<Formula>& tuple);
 
-  /// A variable of this name; a name that is taken gets a number behind it.
+  /// A variable of this name; a name that is taken gets a number after it.
   Formula named_variable(const std::string& name, const SmtType* type);
   const SmtType* smt_type(const model::Type& type);
   void add_domain_constraint(Formula variable, const model::Type& type);

@@ -7,10 +7,10 @@
 namespace kelvo::smt {
 
 /// What the statements of a problem ask of the first instant and of the end of the plan. Where they
-/// ask nothing the encoding takes any time behind the last change for the end, and no step starts
+/// ask nothing the encoding takes any time after the last change for the end, and no step starts
 /// at 0: fewer plans of one kind, and a shorter formula.
 struct StatementTimes {
-  /// The end has to lie one time unit behind the last step: something changes by itself, or a
+  /// The end has to lie one time unit after the last step: something changes by itself, or a
   /// statement counts back from the end.
   bool asks_exact_end = false;
   /// A plan may have to start a step at 0.

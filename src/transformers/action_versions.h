@@ -38,7 +38,7 @@ class ActionVersionsCompiler : public BasicTransformer {
   virtual void split_action(const model::Action& action) = 0;
 
   /// Makes a version of `action` with the expressions of `body`, which are the old action's, and
-  /// behind them `range` unless it is null. `constraint` says for which durations it applies.
+  /// after them `range` unless it is null. `constraint` says for which durations it applies.
   void add_version(const model::Action& action, const std::vector<model::Expression>& body,
                    model::Expression constraint, model::Expression range);
 

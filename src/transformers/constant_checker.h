@@ -4,7 +4,7 @@
 
 namespace kelvo {
 
-/// Looks for constants that have no value. It runs behind the simplifier, which replaces all that
+/// Looks for constants that have no value. It runs after the simplifier, which replaces all that
 /// have one. Throws `UndefinedConstantError` on the first it meets.
 class ConstantChecker : public model::ExpressionIdentity {
  public:

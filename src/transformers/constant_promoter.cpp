@@ -32,7 +32,7 @@ bool is_value(const model::ExpressionFactory& ef, Expression e) {
 }
 
 /// Walks the nested types of a scope without recursion. `enter` sees each type's scope in front of
-/// the types nested in it, `leave` behind them.
+/// the types nested in it, `leave` after them.
 template <typename Enter, typename Leave>
 void walk_nested_types(const model::TypeScope& top, Enter enter, Leave leave) {
   struct Frame {

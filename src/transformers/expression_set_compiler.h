@@ -58,7 +58,8 @@ class ExpressionSetCompiler : public model::ExpressionDefaultWalker<ExpressionFo
   using MakeBinary = model::Expression (model::ExpressionFactory::*)(model::Expression,
                                                                      model::Expression);
 
-  /// The set behind a set-valued fluent or constant applied to `arguments`; nothing for others.
+  /// The set that a set-valued fluent or constant, applied to `arguments`, stands for; nothing for
+  /// others.
   bool find_set(model::Expression reference, const Expressions& arguments,
                 ExpressionForSet& set) const;
   ExpressionForSet combined(model::Expression e, MakeBinary make) const;

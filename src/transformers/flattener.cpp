@@ -240,7 +240,7 @@ void Flattener::rewrite_top_level_fluents() {
 
 namespace {
 
-// Enters the rewritten entries of `old_value` into `value`, each key behind `prefix`.
+// Enters the rewritten entries of `old_value` into `value`, each key after `prefix`.
 void add_rewritten_entries(const ExpressionSubstituter& substitute,
                            const model::FunctionValueImpl& old_value,
                            const std::vector<Expression>& prefix, model::FunctionValueImpl& value) {

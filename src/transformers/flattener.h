@@ -62,7 +62,7 @@ class Flattener : public BasicTransformer {
   /// The parameters with mapped types; those whose type stays are kept as they are.
   model::Parameters flat_parameters(const model::Parameters& parameters,
                                     Substitution& substitution) const;
-  /// The "object" parameter, and behind it a new parameter for each of `parameters`.
+  /// The "object" parameter, and after it a new parameter for each of `parameters`.
   model::Parameters member_parameters(const model::UserType& type,
                                       const model::Parameters& parameters,
                                       Substitution& substitution) const;

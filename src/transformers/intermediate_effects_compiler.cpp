@@ -69,7 +69,7 @@ class IntermediateEffectsCompiler::TimePoints {
 
   const std::map<rational, model::ExpressionSet>& statements() const { return statements_; }
 
-  /// The time of `bound` behind the start of the action, if it is a constant.
+  /// The time of `bound` after the start of the action, if it is a constant.
   std::optional<rational> value(Expression bound) const {
     const model::ExpressionFactory& ef = env_.expression_factory();
     const Expression time = ExpressionSubstituter(env_, times_)(bound);
@@ -443,7 +443,7 @@ std::shared_ptr<TimeTriggeredPlan> IntermediateEffectsCompiler::map_time_trigger
 
 namespace {
 
-// The steps in an order in which each stands behind its predecessors, as far as there is one.
+// The steps in an order in which each stands after its predecessors, as far as there is one.
 std::vector<POTPlan::Step> topological_order(const POTPlan& plan) {
   std::vector<POTPlan::Step> order;
   std::map<POTPlan::Step, std::size_t, POTPlan::StepLess> missing;

@@ -12,7 +12,7 @@ namespace kelvo {
 /// points meet, the version is for that one duration, and there is none if two effects on one
 /// fluent would coincide.
 ///
-/// The input is a flat problem behind `EmptyConditionsCompiler`, with constant time points.
+/// The input is a flat problem after `EmptyConditionsCompiler`, with constant time points.
 class PartialOrderCompiler : public ActionVersionsCompiler {
  public:
   using ActionVersionsCompiler::ActionVersionsCompiler;

@@ -149,7 +149,7 @@ const model::Action& SetCompiler::original_of(const model::Action& action) const
   return found->second;
 }
 
-// The conjuncts on elements of one set become one conjunct on the set, behind all others.
+// The conjuncts on elements of one set become one conjunct on the set, after all others.
 Expression SetCompiler::restore_sets(Expression post_condition) const {
   if (post_condition == nullptr) return nullptr;
   model::ExpressionFactory& ef = environment().expression_factory();

@@ -63,7 +63,7 @@ struct ClockedStatement {
   model::Expression value = nullptr;
 };
 
-/// How a target refuses a statement with a bound that is not a number: the texts before and behind
+/// How a target refuses a statement with a bound that is not a number: the texts before and after
 /// the statement.
 struct BoundRefusal {
   const char* before;

@@ -346,7 +346,7 @@ LtlExpression LtlEncoder::Module::rules() {
   rules.push_back(globally(is_before_end, grows));
   for (const LtlExpression range : ranges_) rules.push_back(factory_.make_g(range));
 
-  // Behind the end nothing moves; before it no step is idle.
+  // After the end nothing moves; before it no step is idle.
   Expressions still;
   Expressions moves;
   for (const auto& [name, fluent] : problem_->fluents()) {

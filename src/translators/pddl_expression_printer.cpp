@@ -81,7 +81,7 @@ class PddlExpressionPrinter::Run {
   void push(Expression e) { todo_.push_back({e, ""}); }
   void push(std::string text) { todo_.push_back({nullptr, std::move(text)}); }
 
-  // "(" word, the children each behind `separator`, ")".
+  // "(" word, the children each after `separator`, ")".
   void list(const std::string& word, Expression e, const std::string& separator) {
     text_ += "(" + word;
     push(")");

@@ -8,7 +8,7 @@
 namespace kelvo {
 
 /// The names of a problem as PDDL can have them: those that are words of PDDL, such as `at`, get an
-/// underscore behind them, and a counter if that is taken as well.
+/// underscore after them, and a counter if that is taken as well.
 class PddlNames {
  public:
   explicit PddlNames(const model::ProblemInstanceImpl& problem);

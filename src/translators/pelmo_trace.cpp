@@ -91,7 +91,7 @@ class XmlTraceReader {
     if (type == "timed") {
       time_ = read_time(transition);
       const XMLElement* next = transition.NextSiblingElement();
-      // The state behind a delay tells nothing new.
+      // The state after a delay tells nothing new.
       return next == nullptr || is_transition(*next) ? &transition : next;
     }
     if (type != "discrete") {

@@ -122,7 +122,7 @@ class TraceReader {
   }
 
   // Only a flag that is set counts; a guard that compares it tells nothing. A list of assignments
-  // may go on right behind the value, or end there.
+  // may go on right after the value, or end there.
   bool read_is_set() {
     const bool is_assignment = next_word("an assignment") == ":=";
     std::string_view value = next_word("an assignment");

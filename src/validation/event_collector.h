@@ -26,10 +26,10 @@ class EventCollector : public EnvObject {
   void add_step(const TimeTriggeredStep& step);
 
   /// Enters initial values, timed effects and goals. All steps must be in: goals without a time
-  /// stand one time unit behind the last thing that the plan does.
+  /// stand one time unit after the last thing that the plan does.
   void add_problem(const model::ProblemInstanceImpl& problem);
 
-  /// Warns of effects of the problem that come at or behind the end of the plan, which counts the
+  /// Warns of effects of the problem that come at or after the end of the plan, which counts the
   /// plan's own steps alone: goals at the end are judged without them.
   void warn_of_late_effects() const;
 

@@ -134,7 +134,7 @@ bool Simulation::lay_out_window(std::uint32_t step, std::uint32_t number, Value 
                         {},
                         is_contains ? std::make_unique<Recorder>() : nullptr});
     items_.push_back({from, from_closed ? Phase::ASK : Phase::OPEN, step, number, kNone, window});
-    // A window of one moment closes behind it, any other before the effects at its end.
+    // A window of one moment closes after it, any other before the effects at its end.
     items_.push_back({to, from == to ? Phase::OPEN : Phase::CLOSE, step, number, kNone, window});
   }
   return true;

@@ -134,7 +134,7 @@ Instruction ProgramCompiler::call(const Application& application) {
 
 Program ProgramCompiler::compile(Expression root, const CompileScope& scope) {
   Program program;
-  // Either an expression that is still to be walked, or the instruction behind its children.
+  // Either an expression that is still to be walked, or the instruction after its children.
   struct Work {
     Expression e;
     Instruction instruction;

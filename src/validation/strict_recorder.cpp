@@ -50,7 +50,7 @@ std::vector<Stretch> intersection(const std::vector<Stretch>& a, const std::vect
 
 namespace {
 
-/// A time, or a moment behind it: the n-th of moments as close to it as one likes.
+/// A time, or a moment after it: the n-th of moments as close to it as one likes.
 struct Moment {
   rational time;
   std::size_t behind = 0;
@@ -60,13 +60,13 @@ bool is_before(const Moment& a, const Moment& b) {
   return a.time != b.time ? a.time < b.time : a.behind < b.behind;
 }
 
-// The first moment of the stretches that is behind `bound`.
+// The first moment of the stretches that is after `bound`.
 std::optional<Moment> first_behind(const std::vector<Stretch>& stretches,
                                    const std::optional<Moment>& bound) {
   for (const Stretch& stretch : stretches) {
     Moment first{stretch.from, stretch.from_closed ? std::size_t{0} : std::size_t{1}};
     if (bound && !is_before(*bound, first)) first = {bound->time, bound->behind + 1};
-    // A moment behind the time `to` is not in the stretch.
+    // A moment after the time `to` is not in the stretch.
     const bool is_inside = first.time < stretch.to ||
                            (first.time == stretch.to && first.behind == 0 && stretch.to_closed);
     if (is_inside) return first;
@@ -77,7 +77,7 @@ std::optional<Moment> first_behind(const std::vector<Stretch>& stretches,
 }  // namespace
 
 // Each label takes its first possible moment, in an order that respects the pairs: whatever another
-// choice allows for the labels behind it, this one does.
+// choice allows for the labels after it, this one does.
 bool can_be_ordered(const std::vector<std::vector<Stretch>>& times,
                     std::span<const std::pair<std::size_t, std::size_t>> orderings) {
   std::vector<std::vector<std::size_t>> later(times.size());

@@ -140,7 +140,7 @@ class Simulation {
   bool is_just_behind_ = false;
   bool has_started_ = false;
   std::vector<Pending> pending_;
-  std::vector<std::uint32_t> pending_of_slot_;  // by slot; what is at or behind the size is none
+  std::vector<std::uint32_t> pending_of_slot_;  // by slot; what is at or after the size is none
   std::vector<std::vector<std::uint32_t>> watchers_;  // by slot
   std::vector<std::uint32_t> dirty_;
   std::vector<Value> arguments_;

@@ -51,7 +51,7 @@ struct StrictFault {
   /// When that one happened, where it was at another time.
   std::optional<rational> other_time;
   std::optional<rational> time;
-  /// The state that was asked is the one just behind `time`, not that of `time` itself.
+  /// The state that was asked is the one just after `time`, not that of `time` itself.
   bool just_behind = false;
   std::optional<StrictWindow> window;
   /// The conjunct of the condition that fails, where it is not all of it.

@@ -81,7 +81,7 @@ class PddlBuilder : public EnvObject {
   Mark push_name(const PddlToken* name);
   Mark begin_typed_names();
   void push_typed_name(const PddlToken* name);
-  /// Gives the type to the names behind the last group.
+  /// Gives the type to the names after the last group.
   void end_group(const PddlToken* type);
 
   // Declarations.

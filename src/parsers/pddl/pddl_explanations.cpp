@@ -104,7 +104,7 @@ std::string line_of(const PddlSource& source, std::size_t line, std::string_view
   return line_of(source, line, result);
 }
 
-// The word of a message behind `marker`; empty when the marker does not occur.
+// The word of a message after `marker`; empty when the marker does not occur.
 std::string word_behind(const std::string& message, std::string_view marker) {
   const std::size_t found = message.rfind(marker);
   if (found == std::string::npos) return "";

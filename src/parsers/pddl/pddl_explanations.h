@@ -18,7 +18,7 @@ std::string explain_unknown_word(const PddlSource& source, const std::string& wo
                                  std::size_t line);
 /// For a failure of the grammar with this message, at the token that was read last.
 std::string explain_parser_error(const PddlSource& source, const std::string& message);
-/// For the message of a failure behind the grammar.
+/// For the message of a failure after the grammar.
 std::string explain_failure(const PddlSource& source, const PddlBuilder& builder,
                             const std::string& message);
 

@@ -12,7 +12,7 @@ class Configuration;
 
 namespace kelvo::ftp {
 
-/// What the planner is told, read once.
+/// What the planner is asked for, read once.
 struct FtpOptions {
   enum class Search { STANDARD, GUIDED };
 

@@ -96,7 +96,7 @@ struct LandmarkGraph::Builder {
   }
 
   // Explores until `landmark` is possible, and collects the actions of the round before that make
-  // it so. What is still impossible then comes behind it.
+  // it so. What is still impossible then comes after it.
   Disjunction achiever_conditions(Expression landmark) {
     exploration.start(initial);
     bool is_possible = exploration.values().possibly_true(condition(landmark));

@@ -22,7 +22,7 @@ struct SlotPlace {
 };
 
 /// The ground fluents of a search, numbered as slots, and the layout of their values: boolean
-/// fluents are bits, the others value ids. Slots that are added later come behind in both, so that
+/// fluents are bits, the others value ids. Slots that are added later come last in both, so that
 /// a state of the smaller space is a prefix of one of the larger. A copy shares the value ids.
 class StateSpace : public EnvObject {
  public:

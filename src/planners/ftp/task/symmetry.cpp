@@ -21,7 +21,7 @@ using model::ExpressionFactory;
 
 namespace {
 
-/// A description that is equal for what is equal, whatever the order in which it is told.
+/// A description that is equal for what is equal, whatever the order in which it is given.
 using Words = std::vector<std::uint64_t>;
 
 /// Where two descriptions begin alike, so that they can't be taken for each other.
