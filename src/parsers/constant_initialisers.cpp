@@ -223,6 +223,7 @@ class ConstantInitialisers::Evaluator : public model::ExpressionSimplifier {
   template <typename Range>
   std::vector<Expression> evaluated(const Range& expressions) const {
     std::vector<Expression> values;
+    values.reserve(expressions.size());
     for (const Expression e : expressions) values.push_back(memoized_value(e));
     return values;
   }
