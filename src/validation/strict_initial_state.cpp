@@ -204,18 +204,19 @@ void add_initial_values(const StatementList& problem, Values& values, Functions&
 
 // Kept, for there are few references and literals beside many statements.
 Value InitialLiterals::value_of(model::Expression literal) {
-  const auto [found, is_new] = literals_.try_emplace(literal);
-  if (is_new) found->second = literal_value(values_, literal);
-  return found->second;
+  const std::size_t id = literal->id();
+  if (id >= literals_.size()) literals_.resize(std::max(id + 1, 2 * literals_.size()), kUnseen);
+  if (literals_[id] == kUnseen) literals_[id] = literal_value(values_, literal);
+  return literals_[id];
 }
 
+// Statements about one fluent mostly stand together.
 std::size_t InitialLiterals::fluent_of(model::Expression reference) {
-  const auto [found, is_new] = references_.try_emplace(reference);
-  if (is_new) {
-    const model::Fluent fluent = model::payload_of<model::FluentPayload>(reference).fluent();
-    found->second = functions_.fluent(fluent);
+  if (reference != last_reference_) {
+    last_reference_ = reference;
+    last_fluent_ = functions_.fluent(model::payload_of<model::FluentPayload>(reference).fluent());
   }
-  return found->second;
+  return last_fluent_;
 }
 
 bool InitialLiterals::take(model::Expression statement) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <unordered_map>
+#include <cstddef>
 #include <vector>
 
 #include "validation/strict_evaluator.h"
@@ -33,8 +33,10 @@ class InitialLiterals {
   Values& values_;
   Functions& functions_;
   GroundFluents& fluents_;
-  std::unordered_map<model::Expression, Value> literals_;
-  std::unordered_map<model::Expression, std::size_t> references_;
+  static constexpr Value kUnseen = static_cast<Value>(-1);
+  std::vector<Value> literals_;  // by node
+  model::Expression last_reference_ = nullptr;
+  std::size_t last_fluent_ = 0;
   std::vector<Value> arguments_;
   InitialState& result_;
 };

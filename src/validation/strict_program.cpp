@@ -132,7 +132,36 @@ Instruction ProgramCompiler::call(const Application& application) {
   return {Op::CONSTANT, static_cast<std::uint32_t>(functions_.constant(constant))};
 }
 
+// Most of what is compiled is one of these: times, arguments and values.
+std::optional<Instruction> ProgramCompiler::leaf(Expression e, const CompileScope& scope) {
+  switch (model::kind_of(e)) {
+    case Kind::START:
+      return Instruction{Op::START};
+    case Kind::END:
+      return Instruction{Op::END};
+    case Kind::DURATION:
+      return Instruction{Op::DURATION};
+    case Kind::PARAMETER_REF: {
+      const auto position =
+          scope.parameters.find(model::payload_of<model::ParameterPayload>(e).parameter().get());
+      if (position == scope.parameters.end()) refuse(e);
+      return Instruction{Op::PARAMETER, position->second};
+    }
+    case Kind::FLUENT_REF:
+    case Kind::CONSTANT_REF:
+    case Kind::FLUENT_FUN_APPLY:
+    case Kind::DOT:
+      return std::nullopt;
+    default:
+      break;
+  }
+  const Value literal = literal_value(values_, e);
+  if (literal == kNoValue) return std::nullopt;
+  return Instruction{Op::VALUE, literal};
+}
+
 Program ProgramCompiler::compile(Expression root, const CompileScope& scope) {
+  if (const std::optional<Instruction> only = leaf(root, scope)) return {*only};
   Program program;
   // Either an expression that is still to be walked, or the instruction after its children.
   struct Work {
@@ -140,8 +169,7 @@ Program ProgramCompiler::compile(Expression root, const CompileScope& scope) {
     Instruction instruction;
   };
   std::vector<Work> todo{{root, {Op::VALUE}}};
-  const auto push_children = [&todo](auto begin, auto end) {
-    std::vector<Expression> children(begin, end);
+  const auto push_children = [&todo](const auto& children) {
     for (auto child = children.rbegin(); child != children.rend(); ++child) {
       todo.push_back({*child, {Op::VALUE}});
     }
@@ -153,23 +181,11 @@ Program ProgramCompiler::compile(Expression root, const CompileScope& scope) {
       program.push_back(instruction);
       continue;
     }
+    if (const std::optional<Instruction> only = leaf(e, scope)) {
+      program.push_back(*only);
+      continue;
+    }
     switch (const Kind kind = model::kind_of(e)) {
-      case Kind::START:
-        program.push_back({Op::START});
-        break;
-      case Kind::END:
-        program.push_back({Op::END});
-        break;
-      case Kind::DURATION:
-        program.push_back({Op::DURATION});
-        break;
-      case Kind::PARAMETER_REF: {
-        const model::Parameter p = model::payload_of<model::ParameterPayload>(e).parameter();
-        const auto position = scope.parameters.find(p.get());
-        if (position == scope.parameters.end()) refuse(e);
-        program.push_back({Op::PARAMETER, position->second});
-        break;
-      }
       case Kind::FLUENT_REF:
       case Kind::CONSTANT_REF:
       case Kind::FLUENT_FUN_APPLY:
@@ -177,7 +193,7 @@ Program ProgramCompiler::compile(Expression root, const CompileScope& scope) {
         const std::optional<Application> application = as_application(e, scope);
         if (!application) refuse(e);
         todo.push_back({nullptr, call(*application)});
-        push_children(application->arguments.begin(), application->arguments.end());
+        push_children(application->arguments);
         if (application->object != nullptr) {
           todo.push_back({application->object, {Op::VALUE}});
         } else if (application->is_member) {
@@ -186,14 +202,10 @@ Program ProgramCompiler::compile(Expression root, const CompileScope& scope) {
         break;
       }
       default: {
-        if (const Value literal = literal_value(values_, e); literal != kNoValue) {
-          program.push_back({Op::VALUE, literal});
-          break;
-        }
         const std::optional<Op> op = operator_of(kind);
         if (!op) refuse(e);
         todo.push_back({nullptr, {*op, static_cast<std::uint32_t>(e->arity())}});
-        push_children(e->children().begin(), e->children().end());
+        push_children(e->children());
       }
     }
   }

@@ -76,6 +76,8 @@ class ProgramCompiler {
   struct Application;
   std::optional<Application> as_application(model::Expression e, const CompileScope& scope);
   Instruction call(const Application& application);
+  /// What an expression without operators compiles to.
+  std::optional<Instruction> leaf(model::Expression e, const CompileScope& scope);
 
   Values& values_;
   Functions& functions_;

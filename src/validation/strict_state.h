@@ -60,7 +60,11 @@ class State {
   void reserve(std::size_t size) { cells_.reserve(size); }
   const Writer& writer(Slot slot) const { return cells_[slot].writer; }
   void write(Slot slot, Value value, Writer writer) {
-    if (slot >= cells_.size()) cells_.resize(slot + 1);
+    if (slot == cells_.size()) {
+      cells_.push_back({value, writer});
+      return;
+    }
+    if (slot > cells_.size()) cells_.resize(slot + 1);
     cells_[slot] = {value, writer};
   }
 

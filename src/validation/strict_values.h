@@ -74,6 +74,13 @@ class Values {
   struct NumberHash {
     std::size_t operator()(const std::pair<rational, ValueKind>& number) const;
   };
+  /// Equal fractions have equal parts; the comparison of the number library divides.
+  struct NumberEqual {
+    bool operator()(const std::pair<rational, ValueKind>& a,
+                    const std::pair<rational, ValueKind>& b) const {
+      return a.second == b.second && a.first.backend().data() == b.first.backend().data();
+    }
+  };
   struct SetHash {
     std::size_t operator()(const std::vector<Value>& elements) const;
   };
@@ -87,7 +94,7 @@ class Values {
   std::vector<double> approximations_;  // of the numbers
   std::vector<model::Instance> instances_;
   std::vector<std::vector<Value>> sets_;
-  std::unordered_map<std::pair<rational, ValueKind>, Value, NumberHash> number_ids_;
+  std::unordered_map<std::pair<rational, ValueKind>, Value, NumberHash, NumberEqual> number_ids_;
   std::unordered_map<const model::InstanceImpl*, Value> instance_ids_;
   std::unordered_map<std::string, Value> instance_names_;
   std::unordered_map<std::vector<Value>, Value, SetHash> set_ids_;
