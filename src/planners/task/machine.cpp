@@ -4,6 +4,8 @@
 #include <cassert>
 #include <limits>
 #include <numeric>
+#include <stdexcept>
+#include <unordered_map>
 
 #include "model/expression_evaluator.h"
 #include "model/expression_factory.h"
@@ -83,23 +85,85 @@ int order(const Value& a, const Value& b) {
   return left < right ? -1 : (right < left ? 1 : 0);
 }
 
+bool is_connective(const model::ExpressionFactory& ef, Expression e) {
+  return ef.is_and(e) || ef.is_or(e) || ef.is_not(e) || ef.is_imply(e) || ef.is_iff(e);
+}
+
+// The truth of a connective by that of its parts, each of which may have none.
+std::optional<bool> combine_truth(
+    const model::ExpressionFactory& ef, Expression e,
+    const std::unordered_map<Expression, std::optional<bool>>& known) {
+  const std::optional<bool> first = known.at(e->child(0));
+  if (ef.is_not(e)) return first ? std::optional(!*first) : first;
+  const std::optional<bool> last = known.at(e->child(e->arity() - 1));
+  if (ef.is_iff(e)) return first && last ? std::optional(*first == *last) : std::nullopt;
+  if (ef.is_imply(e)) {
+    if (first == false || last == true) return true;
+    return first && last ? std::optional(false) : std::nullopt;
+  }
+  const bool neutral = ef.is_and(e);
+  bool has_all = true;
+  for (const Expression child : e->children()) {
+    const std::optional<bool> truth = known.at(child);
+    if (truth == !neutral) return !neutral;
+    has_all = has_all && truth.has_value();
+  }
+  return has_all ? std::optional(neutral) : std::nullopt;
+}
+
 }  // namespace
 
 bool Machine::holds(const Program& program, const StateValues& state) {
-  if (run(program, state, program.steps.size()) && stack_.back().kind == ValueKind::BOOLEAN) {
-    return is_true(stack_.back());
-  }
   const model::ExpressionFactory& ef = environment().expression_factory();
-  Expression value = nullptr;
   try {
-    value = evaluate_expression(program.expression, state);
+    if (run(program, state, program.steps.size()) && stack_.back().kind == ValueKind::BOOLEAN) {
+      return is_true(stack_.back());
+    }
+    const Expression value = evaluate_expression(program.expression, state);
+    if (!ef.is_boolean_constant(value)) {
+      throw InternalError() << "A boolean constant was expected: "
+                            << model::print_expression(value);
+    }
+    return ef.get_boolean_constant(value);
   } catch (const OutOfBoundsValue&) {
-    return false;
+    return is_connective(ef, program.expression) && holds_in_part(program.expression, state);
   }
-  if (!ef.is_boolean_constant(value)) {
-    throw InternalError() << "A boolean constant was expected: " << model::print_expression(value);
+}
+
+// Whether a condition holds some parts of which have no value, as when an argument is out of its
+// bounds: where one side of a connective decides, the other one need not have any.
+bool Machine::holds_in_part(Expression root, const StateValues& state) {
+  const model::ExpressionFactory& ef = environment().expression_factory();
+  const std::vector<Expression> values = space_.expressions(state);
+  const model::ExpressionEvaluator evaluator(environment(), space_.fluent_index(), values);
+  std::unordered_map<Expression, std::optional<bool>> known;
+  std::vector<Expression> open{root};
+  while (!open.empty()) {
+    const Expression e = open.back();
+    const std::size_t num_open = open.size();
+    if (!known.contains(e) && is_connective(ef, e)) {
+      for (const Expression child : e->children()) {
+        if (!known.contains(child)) open.push_back(child);
+      }
+    }
+    if (open.size() > num_open) continue;
+    open.pop_back();
+    if (known.contains(e)) continue;
+    if (is_connective(ef, e)) {
+      known.emplace(e, combine_truth(ef, e, known));
+      continue;
+    }
+    std::optional<bool> truth;
+    try {
+      truth = ef.is_true(evaluator(e));
+    } catch (const OutOfBoundsValue&) {
+      // It has no value.
+    } catch (const std::overflow_error&) {
+      // A quotient by 0 has none either.
+    }
+    known.emplace(e, truth);
   }
-  return ef.get_boolean_constant(value);
+  return known.at(root).value_or(false);
 }
 
 Value Machine::evaluate(const Program& program, const StateValues& state) {
@@ -112,7 +176,11 @@ Expression Machine::evaluate_expression(Expression e, const StateValues& state) 
   const bool is_stateless = state.bits == nullptr && state.ids == nullptr;
   const std::vector<Expression> values =
       is_stateless ? std::vector<Expression>(space_.num_slots()) : space_.expressions(state);
-  return model::ExpressionEvaluator(environment(), space_.fluent_index(), values)(e);
+  try {
+    return model::ExpressionEvaluator(environment(), space_.fluent_index(), values)(e);
+  } catch (const std::overflow_error&) {  // a quotient by 0
+    throw OutOfBoundsValue();
+  }
 }
 
 std::optional<Value> Machine::combine(const Program& program, const ProgramStep& step,

@@ -16,8 +16,9 @@ class Machine : public EnvObject {
  public:
   explicit Machine(StateSpace& space) : EnvObject(space.environment()), space_(space) {}
 
-  /// Whether the condition holds. An argument outside its parameter's bounds counts as false.
-  /// Throws `InternalError` on a value that is no boolean.
+  /// Whether the condition holds. One that has no value, as for an argument outside its parameter's
+  /// bounds or a quotient by 0, does not; where one side of a connective decides, the other one
+  /// need not have a value. Throws `InternalError` on a value that is no boolean.
   bool holds(const Condition& condition, const StateValues& state) {
     if (!condition.is_conjunction) return holds(condition.program, state);
     if (condition.never) return false;
@@ -38,7 +39,7 @@ class Machine : public EnvObject {
   bool apply(const EffectProgram& effect, const StateValues& before, std::uint64_t* bits,
              ValueId* ids);
 
-  /// The value of a term. Throws `OutOfBoundsValue` for an argument outside its bounds.
+  /// The value of a term. Throws `OutOfBoundsValue` where it has none.
   Value evaluate(const Program& program, const StateValues& state);
   /// The slot of the application that `target` computes; see `Assignment`. Throws `InternalError`
   /// when there is none.
@@ -50,6 +51,7 @@ class Machine : public EnvObject {
                                std::span<const Value> operands);
 
  private:
+  bool holds_in_part(model::Expression root, const StateValues& state);
   bool run(const Program& program, const StateValues& state, std::size_t num_steps);
   bool run_step(const Program& program, const ProgramStep& step, const StateValues& state);
   bool collect_arguments(const ApplicationTable& table, std::size_t count);
