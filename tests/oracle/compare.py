@@ -70,21 +70,6 @@ KNOWN = [
     ("ftp blind", "limit, where", None),
     ("ftp hsize", "limit, where", None),
     ("ftp -d", "limit, where", None),  # steps that no other one orders may come in any order
-    # What a timed effect with arguments of the state writes may be anything for the guided search.
-    ("guided", "limit, where", "timed effect at the end"),
-    ("guided", "limit, where", "timed effect with an argument of the state"),
-    # The standard search takes the end of the plan for a time of its own choice and not for one unit
-    # behind the last step: so it waits for what the problem does, or cannot be done before.
-    ("ftp", "no plan", "timed effect"),
-    ("ftp", "no plan", "timed effect at the end"),
-    ("ftp", "no plan", "goal before the end"),
-    ("ftp", "a plan is refused by the judge", "timed effect"),
-    ("ftp", "a plan is refused by the judge", "timed effect at the end"),
-    ("ftp", "a plan is refused by the judge", "goal before the end"),
-    ("ftp", "limit, where", "timed effect"),
-    ("guided", "a plan is refused by the judge", "timed effect at the end"),
-    ("guided", "no plan", "goal before the end"),
-    ("guided", "a plan is refused by the judge", "goal before the end"),
     # The step that the compiler of contains adds puts the end off, and is gone when carried back.
     ("", "a plan is refused by the judge", "goal: contains"),
     # An integer constant of type float is folded before it becomes a rational.

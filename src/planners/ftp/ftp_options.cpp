@@ -42,7 +42,8 @@ FtpOptions::FtpOptions(const Configuration& configuration)
       deordering(configuration.get_boolean_value("ftp-deordering")),
       weak_equality(configuration.get_boolean_value("ftp-weak-equality")),
       simultaneity(configuration.get_boolean_value("ftp-simultaneity")),
-      no_backtracking(configuration.get_boolean_value("ftp-no-backtracking")) {
+      no_backtracking(configuration.get_boolean_value("ftp-no-backtracking")),
+      rational_precision(configuration.get_boolean_value("rational-precision")) {
   const long improvements = configuration.get_integer_value("ftp-improve");
   num_improvements = improvements > 0 ? static_cast<std::size_t>(improvements) : 0;
   // A learned model takes the place of the heuristic of the standard search; none is installed yet

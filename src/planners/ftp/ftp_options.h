@@ -38,6 +38,8 @@ struct FtpOptions {
   /// Two events with the same time expression are applied at once.
   bool simultaneity;
   bool no_backtracking;
+  /// Times of plans are not rounded to hundredths.
+  bool rational_precision;
 
   // Of the guided search.
   /// Evaluations spent on a shorter plan.

@@ -3,15 +3,12 @@
 #include <algorithm>
 #include <cassert>
 #include <limits>
-#include <optional>
 #include <utility>
 
 #include "model/expression_factory.h"
-#include "planners/ftp/events/network_replay.h"
 #include "planners/ftp/relaxation/hadd.h"
 #include "planners/ftp/relaxation/heuristic_table.h"
 #include "planners/ftp/steps/staged_search.h"
-#include "planners/ftp/task/late_effects.h"
 #include "planners/own_compilation.h"
 #include "planners/search/state_hash.h"
 #include "planners/task/unset_fluents.h"
@@ -31,6 +28,9 @@ namespace {
 constexpr std::size_t FIRST_TURN = 20000;
 constexpr std::size_t MAX_MEMORY = std::size_t{1} << 31;
 
+// How many actions a plan may have that only put off its end.
+constexpr std::size_t MAX_IDLE_ACTIONS = 4;
+
 }  // namespace
 
 FtpPlanner::FtpPlanner(Environment& env, const model::ProblemInstance& problem)
@@ -44,6 +44,7 @@ FtpPlanner::FtpPlanner(Environment& env, const model::ProblemInstance& problem)
                                          options_.no_moving_targets);
   const StepRules rules{options_.deordering, /*prune_coinciding_effects=*/!options_.simultaneity};
   generator_ = std::make_unique<SuccessorGenerator>(*task_, rules);
+  builder_ = std::make_unique<PlanBuilder>(*generator_, options_.rational_precision);
   if (!is_guided()) make_heuristic();
 }
 
@@ -182,7 +183,8 @@ class FtpPlanner::Search {
  public:
   enum class Outcome { FOUND, EXHAUSTED, OUT_OF_EXPANSIONS };
 
-  Search(FtpPlanner& planner, bool weak_equality);
+  /// With `waits`, actions that may not help are tried, too: they put off the end of the plan.
+  Search(FtpPlanner& planner, bool weak_equality, bool waits);
   Search(const Search&) = delete;
   Search& operator=(const Search&) = delete;
   ~Search();
@@ -195,26 +197,34 @@ class FtpPlanner::Search {
 
   /// The goal state that `run` has found last.
   const SearchState& goal() const { return *goal_; }
+  /// Whether there are actions that `waits` would add.
+  bool leaves_out_actions() const;
   const Progress& progress() const { return progress_; }
   std::size_t open_size() const { return open_.size(); }
   /// Bytes, but for the closed states' table.
   std::size_t memory() const { return open_.memory() + planner_.generator_->memory(); }
 
  private:
+  void add_idle_actions();
+  bool may_wait(const SearchState& state) const;
   void expand(SearchState* state);
 
   FtpPlanner& planner_;
   bool weak_equality_;
+  bool waits_;
   Open open_;
   std::unordered_set<SearchState*, WeakHash, WeakEquality> closed_;
   std::vector<std::uint32_t> actions_;
+  std::vector<bool> is_idle_;  // by template
+  std::vector<std::uint32_t> idle_actions_;
   SearchState* goal_ = nullptr;
   Progress progress_;
 };
 
-FtpPlanner::Search::Search(FtpPlanner& planner, bool weak_equality)
+FtpPlanner::Search::Search(FtpPlanner& planner, bool weak_equality, bool waits)
     : planner_(planner),
       weak_equality_(weak_equality),
+      waits_(waits),
       closed_(16, WeakHash{&planner.task_->space()}, WeakEquality{planner.task_.get()}) {
   LOG(LogLevel::INFO) << "Start FTP";
   planner_.num_expanded_ = 0;
@@ -229,6 +239,40 @@ FtpPlanner::Search::Search(FtpPlanner& planner, bool weak_equality)
   } else {
     open_.push({initial->f, initial, initial->num_todo, 0, {}});
   }
+  StepRules rules = planner_.generator_->rules();
+  rules.open_idle_actions = waits_;
+  planner_.generator_->set_rules(rules);
+  if (waits_) add_idle_actions();
+}
+
+bool FtpPlanner::Search::leaves_out_actions() const {
+  const CompiledTask& task = *planner_.task_;
+  const auto num_useful =
+      std::count_if(actions_.begin(), actions_.end(),
+                    [&](std::uint32_t action) { return task.template_of(action).is_useful; });
+  const std::size_t num_actions = task.templates().size() - CompiledTask::FIRST_ACTION;
+  return !waits_ && static_cast<std::size_t>(num_useful) < num_actions;
+}
+
+void FtpPlanner::Search::add_idle_actions() {
+  is_idle_.assign(planner_.task_->templates().size(), true);
+  for (const std::uint32_t action : actions_) {
+    is_idle_[action] = planner_.task_->template_of(action).is_idle;
+  }
+  std::erase_if(actions_, [&](std::uint32_t action) { return is_idle_[action]; });
+  for (std::uint32_t id = CompiledTask::FIRST_ACTION; id < is_idle_.size(); ++id) {
+    if (is_idle_[id]) idle_actions_.push_back(id);
+  }
+}
+
+// One action can be put off as far as the end of the plan is wanted: more are needed only where
+// they make each other possible.
+bool FtpPlanner::Search::may_wait(const SearchState& state) const {
+  std::size_t num_idle = 0;
+  for (const PathNode* step = state.path; step != nullptr; step = step->parent) {
+    if (step->is_opening() && is_idle_[step->template_id]) ++num_idle;
+  }
+  return num_idle < MAX_IDLE_ACTIONS;
 }
 
 FtpPlanner::Search::~Search() {
@@ -279,6 +323,11 @@ void FtpPlanner::Search::expand(SearchState* state) {
   for (const std::uint32_t action : actions_) {
     planner_.push_successor(open_, *state, {Step::Kind::OPENING, action});
   }
+  if (!idle_actions_.empty() && may_wait(*state)) {
+    for (const std::uint32_t action : idle_actions_) {
+      planner_.push_successor(open_, *state, {Step::Kind::OPENING, action});
+    }
+  }
   if (weak_equality_) {
     closed_.insert(state);
   } else {
@@ -286,20 +335,37 @@ void FtpPlanner::Search::expand(SearchState* state) {
   }
 }
 
+// A goal state of a search may have no plan, for it lets the plan end as late as it likes: then the
+// search starts again with the actions that were left out, which may put off the end.
 std::shared_ptr<Plan> FtpPlanner::search(bool weak_equality) {
-  Search search(*this, weak_equality);
-  while (search.run(std::numeric_limits<std::size_t>::max()) == Search::Outcome::FOUND) {
-    const std::shared_ptr<Plan> plan = plan_of(search);
+  auto search = std::make_unique<Search>(*this, weak_equality, /*waits=*/false);
+  bool has_goals = false;
+  while (search->run(std::numeric_limits<std::size_t>::max()) == Search::Outcome::FOUND) {
+    has_goals = true;
+    const std::shared_ptr<Plan> plan = plan_of(*search);
     if (plan != nullptr && passes_test(plan)) return plan;
+    if (plan == nullptr && search->leaves_out_actions()) {
+      search.reset();
+      search = std::make_unique<Search>(*this, weak_equality, /*waits=*/true);
+    }
   }
+  conclude(has_goals);
+  return nullptr;
+}
+
+// What the end of the standard search shows.
+void FtpPlanner::conclude(bool has_goals) {
   no_plan_ = {NoPlan::Certainty::BOUNDED, GuidedPlanner::BOUNDS};
+  if (!has_goals && !options_.simultaneity && !generator_->has_met_bounds() &&
+      GuidedTask(*task_).is_complete()) {
+    no_plan_ = {NoPlan::Certainty::PROVEN, ""};
+  }
   if (options_.no_backtracking) {
     no_plan_ = {NoPlan::Certainty::UNDECIDED, "the search was told not to come back to a state"};
   }
   if (num_refused_plans() > 0) {
     no_plan_ = {NoPlan::Certainty::UNDECIDED, "a plan that was found could not be confirmed"};
   }
-  return nullptr;
 }
 
 // --- the guided search, and the standard search by turns with it ---
@@ -317,6 +383,7 @@ std::shared_ptr<Plan> FtpPlanner::solve_guided() {
   GuidedPlanner guided(*task_, options, options_.num_improvements, test);
   std::unique_ptr<Search> standard;
   bool is_out_of_memory = false;
+  bool has_goals = false;
   for (std::size_t turn = FIRST_TURN; !guided.is_over() || !is_out_of_memory; turn *= 2) {
     guided.run(turn);
     if (passed != nullptr || guided.has_refuted()) {
@@ -330,16 +397,21 @@ std::shared_ptr<Plan> FtpPlanner::solve_guided() {
       LOG(LogLevel::INFO)
           << "The guided search has found no plan. Resorting to the standard search!";
       make_heuristic();
-      standard = std::make_unique<Search>(*this, /*weak_equality=*/false);
+      standard = std::make_unique<Search>(*this, /*weak_equality=*/false, /*waits=*/false);
     }
     Search::Outcome outcome = standard->run_for(turn);
     for (; outcome == Search::Outcome::FOUND; outcome = standard->run_for(turn)) {
+      has_goals = true;
       const std::shared_ptr<Plan> found = plan_of(*standard);
       if (found != nullptr && passes_test(found)) return found;
+      if (found == nullptr && standard->leaves_out_actions()) {
+        standard.reset();
+        standard = std::make_unique<Search>(*this, /*weak_equality=*/false, /*waits=*/true);
+      }
     }
     if (outcome == Search::Outcome::EXHAUSTED) {
-      no_plan_ = {NoPlan::Certainty::BOUNDED, GuidedPlanner::BOUNDS};
-      break;
+      conclude(has_goals);
+      return nullptr;
     }
     if (standard->memory() <= MAX_MEMORY) continue;
     LOG(LogLevel::INFO) << "The standard search is out of memory";
@@ -361,9 +433,8 @@ std::shared_ptr<Plan> FtpPlanner::plan_of(const Search& search) {
                       << ", Open size: " << search.open_size()
                       << ", States expanded: " << search.progress().num_expanded()
                       << ", H: " << estimate_of(goal);
-  const std::shared_ptr<TimeTriggeredPlan> found = build_plan(goal);
+  const std::shared_ptr<TimeTriggeredPlan> found = builder_->build(goal);
   if (found == nullptr) return nullptr;
-  warn_of_late_effects(problem(), *found);
   return map_back(found);
 }
 
@@ -375,7 +446,11 @@ SearchState* FtpPlanner::make_successor(const SearchState& current, Step step, b
   if (scratch == nullptr) return nullptr;
   double estimate = 0;
   if (use_heuristic && heuristic_ != nullptr) estimate = heuristic_->evaluate(*scratch);
-  if (estimate == Heuristic::DEAD_END) return nullptr;
+  if (estimate == Heuristic::DEAD_END) {
+    // The heuristics go on asking for the goals at the end when they have been met.
+    if (!generator_->is_behind_end(*scratch)) return nullptr;
+    estimate = 0;
+  }
   scratch->g = current.g + 1;
   scratch->f = (1 - options_.weight) * scratch->g + options_.weight * estimate;
   return scratch;
@@ -441,8 +516,9 @@ SearchState* FtpPlanner::expand_action(const SearchState& current, std::uint32_t
   }
   SearchState* child = generator_->keep(current);
   if (!options_.simultaneity) return child;
-  const TemplateEvent& first = task_->template_of(template_id).events.front();
-  if (!environment().expression_factory().is_start_anchor(first.left_time)) return child;
+  const std::vector<TemplateEvent>& events = task_->template_of(template_id).events;
+  const model::ExpressionFactory& ef = environment().expression_factory();
+  if (events.empty() || !ef.is_start_anchor(events.front().left_time)) return child;
   return replace_by_follower(child, child->num_todo - 1, use_heuristic);
 }
 
@@ -451,47 +527,6 @@ SearchState* FtpPlanner::replace_by_follower(SearchState* child, std::size_t lis
   SearchState* follower = expand_event(*child, list, use_heuristic);
   release(child);
   return follower;
-}
-
-// --- the plan ---
-
-std::shared_ptr<TimeTriggeredPlan> FtpPlanner::build_plan(const SearchState& goal) {
-  constexpr unsigned DECIMAL_PLACES = 2;
-  NetworkReplay replay(*task_, options_.deordering);
-  replay.replay(goal.path);
-  const std::optional<NetworkReplay::Times> least = replay.exact_times();
-  if (!least) return nullptr;
-  const auto times = replay.network().get_min_makespan_solution(replay.interpreter());
-  std::vector<std::pair<double, Event>> openings;
-  for (const Event& opening : replay.openings()) openings.emplace_back(times.at(opening), opening);
-  std::stable_sort(openings.begin(), openings.end(), [](const auto& a, const auto& b) {
-    return a.first != b.first ? a.first < b.first : a.second.fresh_id < b.second.fresh_id;
-  });
-  std::vector<NetworkReplay::Placement> rounded;
-  std::vector<NetworkReplay::Placement> exact;
-  for (const auto& [time, opening] : openings) {
-    const Event closing = NetworkReplay::end_of(opening);
-    const rational end(times.at(closing));
-    rational duration = kelvo::round(rational(end - rational(time)), DECIMAL_PLACES);
-    // A bound with more digits must not be rounded away.
-    const DurationBounds& bounds = task_->template_of(task_->template_id(opening.action)).duration;
-    if (duration < bounds.lower) duration = bounds.lower;
-    if (bounds.upper && duration > *bounds.upper) duration = *bounds.upper;
-    rounded.push_back({opening, kelvo::round(rational(time), DECIMAL_PLACES), duration});
-    const rational& start = (*least)[replay.number_of(opening)];
-    exact.push_back({opening, start, (*least)[replay.number_of(closing)] - start});
-  }
-  bool is_exact = environment().configuration().get_boolean_value("rational-precision");
-  if (!is_exact && !replay.admits(rounded, *least)) {
-    LOG(LogLevel::INFO) << "The plan does not bear rounding: its times are exact";
-    is_exact = true;
-  }
-  auto plan = std::make_shared<TimeTriggeredPlan>(environment());
-  for (const NetworkReplay::Placement& one : is_exact ? exact : rounded) {
-    plan->add_step(std::make_shared<TimeTriggeredStep>(
-        one.start, one.opening.action, TimeTriggeredStep::Parameters(), one.duration));
-  }
-  return plan;
 }
 
 }  // namespace kelvo::ftp

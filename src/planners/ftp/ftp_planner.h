@@ -7,6 +7,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "planners/ftp/events/plan_builder.h"
 #include "planners/ftp/events/successor_generator.h"
 #include "planners/ftp/ftp_options.h"
 #include "planners/ftp/relaxation/relaxed_task.h"
@@ -15,10 +16,6 @@
 #include "planners/heuristics/heuristic.h"
 #include "planners/planner.h"
 #include "planners/search/open_list.h"
-
-namespace kelvo {
-class TimeTriggeredPlan;
-}
 
 namespace kelvo::ftp {
 
@@ -79,6 +76,7 @@ class FtpPlanner : public Planner {
   bool is_guided() const { return options_.search == FtpOptions::Search::GUIDED; }
   void make_heuristic();
   std::shared_ptr<Plan> solve_guided();
+  void conclude(bool has_goals);
   double initial_estimate(const SearchState& state, std::vector<std::uint32_t>& actions);
   SearchState* make_successor(const SearchState& current, Step step, bool use_heuristic);
   void push_successor(Open& open, SearchState& current, Step step);
@@ -86,11 +84,11 @@ class FtpPlanner : public Planner {
   SearchState* replace_by_follower(SearchState* child, std::size_t list, bool use_heuristic);
   double estimate_of(const SearchState& state) const;
   std::shared_ptr<Plan> plan_of(const Search& search);
-  std::shared_ptr<TimeTriggeredPlan> build_plan(const SearchState& goal);
 
   FtpOptions options_;
   std::unique_ptr<CompiledTask> task_;
   std::unique_ptr<SuccessorGenerator> generator_;
+  std::unique_ptr<PlanBuilder> builder_;
   std::unique_ptr<RelaxedTask> relaxed_;
   std::unique_ptr<Heuristic> heuristic_;
   std::size_t num_expanded_ = 0;

@@ -70,7 +70,8 @@ void NetworkReplay::note(const Event& later, const Event& earlier, const rationa
 }
 
 // Rounds over all constraints, which stand in the order of the path, so that few rounds do. False
-// when times grow for ever, which as many rounds as there are events show.
+// when times grow for ever, which as many rounds as there are events show, or when the plan would
+// have to start later than it does.
 bool NetworkReplay::raise(const std::vector<Constraint>& constraints, Times& times) const {
   for (std::size_t round = 0; round <= times.size(); ++round) {
     bool has_changed = false;
@@ -80,9 +81,29 @@ bool NetworkReplay::raise(const std::vector<Constraint>& constraints, Times& tim
       times[constraint.later] = earliest;
       has_changed = true;
     }
+    if (times[start_number_] > 0) return false;
     if (!has_changed) return true;
   }
   return false;
+}
+
+void NetworkReplay::let_end_follow(const Event& event, const rational& offset) {
+  const rational distance = offset + 1;
+  network_->add_ge(interpreter_, end_plan_, event, to_double(distance));
+  note(end_plan_, event, distance);
+  lasts_.push_back({event, distance});
+}
+
+rational NetworkReplay::earliest_end(const Times& times) {
+  rational result = 0;
+  for (const Last& last : lasts_) {
+    result = std::max(result, rational(times[number_of(last.event)] + last.distance));
+  }
+  return result;
+}
+
+bool NetworkReplay::is_end_exact(const Times& times) {
+  return times[end_number_] == earliest_end(times);
 }
 
 std::optional<NetworkReplay::Times> NetworkReplay::exact_times() const {
@@ -95,8 +116,31 @@ std::optional<NetworkReplay::Times> NetworkReplay::exact_times() const {
   return times;
 }
 
+// The end is where one of what it may follow puts it.
+std::optional<NetworkReplay::Times> NetworkReplay::bind_end(const Times& least) {
+  std::optional<Times> best;
+  const Last* best_last = nullptr;
+  const std::size_t num_constraints = constraints_.size();
+  for (const Last& last : lasts_) {
+    constraints_.push_back({number_of(last.event), end_number_, -last.distance});
+    Times bound = least;
+    if (raise(constraints_, bound) && (!best || bound[end_number_] < (*best)[end_number_])) {
+      best = std::move(bound);
+      best_last = &last;
+    }
+    constraints_.resize(num_constraints);
+  }
+  if (best) {
+    network_ = Network::make(std::shared_ptr<const Network>(network_));
+    network_->add_le(interpreter_, end_plan_, best_last->event, to_double(best_last->distance));
+    network_->make_immutable();
+  }
+  return best;
+}
+
 bool NetworkReplay::admits(const std::vector<Placement>& openings, const Times& least) {
   Times times = least;
+  times[end_number_] = 0;  // it follows the openings
   for (const Placement& one : openings) {
     const std::size_t start = number_of(one.opening);
     const std::size_t end = number_of(end_of(one.opening));
@@ -107,7 +151,7 @@ bool NetworkReplay::admits(const std::vector<Placement>& openings, const Times& 
   }
   // The times of what is tied to the openings follow; nothing may push the openings any more.
   const Times given = times;
-  if (!raise(constraints_, times)) return false;
+  if (!raise(constraints_, times) || !is_end_exact(times)) return false;
   const auto is_kept = [&](const Event& event) {
     return times[number_of(event)] == given[number_of(event)];
   };
@@ -124,6 +168,10 @@ void NetworkReplay::begin() {
   path_.clear();
   openings_.clear();
   constraints_.clear();
+  lasts_.clear();
+  start_number_ = number_of(start_plan_);
+  end_number_ = number_of(end_plan_);
+  let_end_follow(start_plan_, 0);
   next_id_ = FIRST_PROBLEM_ID;
   for (const std::uint32_t list : {CompiledTask::PROBLEM_START, CompiledTask::PROBLEM_END}) {
     const std::vector<TemplateEvent>& events = task_.template_of(list).events;
@@ -145,8 +193,7 @@ void NetworkReplay::open(const PathNode& step) {
   const Event start{EventKind::START_ACTION, opened.start_expression, opened.action, 0, next_id_++};
   const Event end = end_of(start);
   ++next_id_;
-  network_->add_gt(interpreter_, end_plan_, end, PLAN_END_GAP);
-  note(end_plan_, end, 1 + gap());
+  let_end_follow(end, 0);
   const DurationBounds& duration = opened.duration;
   const double lower = to_double(duration.lower);
   if (duration.lower_open) {
@@ -167,6 +214,9 @@ void NetworkReplay::open(const PathNode& step) {
     // Indices of an opening begin with 1, behind the two ids of its ends.
     const Event made = make_event(step.template_id, event, end.fresh_id);
     place(made, event, start, end);
+    if (event.is_effect() && event.from_start && event.exact_offset > duration.lower) {
+      let_end_follow(start, event.exact_offset);
+    }
     list.push_back(made);
     next_id_ = std::max(next_id_, made.fresh_id + 1);
   }
@@ -181,6 +231,10 @@ void NetworkReplay::open(const PathNode& step) {
   note(start, start_plan_, 0);
   network_->add_ge(interpreter_, start, start_plan_, 0.0);
   constrain_opening(start);
+  if (todo_.back().empty()) {
+    todo_.pop_back();
+    origins_.pop_back();
+  }
   path_.push_back(start);
   openings_.push_back(start);
 }
@@ -195,7 +249,20 @@ void NetworkReplay::apply(const PathNode& step) {
     origins_.erase(origins_.begin() + static_cast<std::ptrdiff_t>(list));
   }
   constrain_event(event);
+  keep_goal_empty(event);
   path_.push_back(event);
+}
+
+// The closing of a goal whose opening is still to come.
+void NetworkReplay::keep_goal_empty(const Event& event) {
+  if (event.action != nullptr || event.kind != EventKind::CONDITION) return;
+  for (const std::vector<Event>& list : todo_) {
+    for (const Event& other : list) {
+      const bool is_opening = other.action == nullptr && other.expression == event.expression &&
+                              other.index + 1 == event.index;
+      if (is_opening) separate(other, event);
+    }
+  }
 }
 
 const FluentSet& NetworkReplay::fluents_of(const Event& event) const {

@@ -45,6 +45,13 @@ class NetworkReplay {
   /// The least solution in exact numbers, with strict constraints a hundredth apart; nothing when
   /// there is none, for the search takes times that differ by little as equal.
   std::optional<Times> exact_times() const;
+  /// When the plan ends with these times: one unit behind the last end and the last effect in it.
+  rational earliest_end(const Times& times);
+  /// Whether the end has that time. The search only keeps it from being earlier.
+  bool is_end_exact(const Times& times);
+  /// The least solution in which it has, for which actions are put off, and the network with it;
+  /// nothing when there is none. `least` is what `exact_times` gave.
+  std::optional<Times> bind_end(const Times& least);
   /// Whether the openings may have these times; `least` is what `exact_times` gave.
   bool admits(const std::vector<Placement>& openings, const Times& least);
   /// Of an event of the path, or its end.
@@ -63,11 +70,20 @@ class NetworkReplay {
     rational distance;
   };
 
+  /// What the plan can't end before: the end is at least so far behind the event, and exactly so
+  /// far behind one of these.
+  struct Last {
+    Event event;
+    rational distance;
+  };
+
   void begin();
+  void let_end_follow(const Event& event, const rational& offset);
   void note(const Event& later, const Event& earlier, const rational& distance);
   bool raise(const std::vector<Constraint>& constraints, Times& times) const;
   void open(const PathNode& step);
   void apply(const PathNode& step);
+  void keep_goal_empty(const Event& event);
   Event make_event(std::uint32_t template_id, const TemplateEvent& event, std::size_t first_id);
   void place(const Event& event, const TemplateEvent& where, const Event& start, const Event& end);
   void order(const Event& later, const Event& earlier);
@@ -89,6 +105,9 @@ class NetworkReplay {
   std::vector<Event> path_;
   std::vector<Event> openings_;
   std::vector<Constraint> constraints_;
+  std::vector<Last> lasts_;
+  std::size_t start_number_ = 0;
+  std::size_t end_number_ = 0;
 };
 
 }  // namespace kelvo::ftp

@@ -62,6 +62,7 @@ SearchState* SuccessorGenerator::make_initial_state() {
   for (const std::uint32_t bit : task_.initially_open_goals()) set_bit(open_goals_, bit);
   todo_.clear();
   network_.start_empty();
+  network_.raise(SearchState::PLAN_END, PLAN_END_GAP);
   for (const std::uint32_t list : {CompiledTask::PROBLEM_START, CompiledTask::PROBLEM_END}) {
     const EventTemplate& events = task_.template_of(list);
     if (!events.events.empty()) todo_.push_back({list, 0, 0, SearchState::PLAN_START});
@@ -83,6 +84,17 @@ SearchState* SuccessorGenerator::make_initial_state() {
 bool SuccessorGenerator::is_goal(const SearchState& state) const {
   return state.num_todo == 0 && std::all_of(state.open_goals, state.open_goals + num_goal_words_,
                                             [](std::uint64_t word) { return word == 0; });
+}
+
+bool SuccessorGenerator::is_behind_end(const SearchState& state) const {
+  for (const TodoList& list : state.lists()) {
+    if (list.template_id != CompiledTask::PROBLEM_END) continue;
+    const std::vector<TemplateEvent>& events = task_.template_of(list.template_id).events;
+    return std::none_of(events.begin() + list.position, events.end(), [](const TemplateEvent& e) {
+      return e.role == EventRole::POINT && e.offset >= 0;
+    });
+  }
+  return true;
 }
 
 // --- applying an event ---
@@ -110,7 +122,10 @@ SearchState* SuccessorGenerator::apply_event(const SearchState& state, std::size
   const TimePoint at = point_of(applied, event);
   const bool consistent = rules_.deordering ? add_deordered_event_constraints(at, event)
                                             : add_event_constraints(state, at, event);
-  if (!consistent) return nullptr;
+  if (!consistent || !keep_goal_empty(state, at, event)) {
+    has_met_bounds_ = true;
+    return nullptr;
+  }
   return finish(state, applied.template_id, applied.position, applied.node);
 }
 
@@ -123,8 +138,18 @@ bool SuccessorGenerator::closes(const SearchState& state, const TodoList& list,
          has_bit(state.open_goals, event.goal_bit - 1);
 }
 
+// The window of a goal of which one end is told from the start of the plan and the other from its
+// end is empty when it closes before it opens. Then it asks nothing, and the closing event is noted
+// as open until the opening comes.
+bool SuccessorGenerator::is_of_empty_goal(const SearchState& state, const TemplateEvent& event) {
+  if (event.goal_bit == TemplateEvent::NO_BIT) return false;
+  if (event.role == EventRole::CLOSING) return !has_bit(state.open_goals, event.goal_bit - 1);
+  return event.role == EventRole::OPENING && has_bit(state.open_goals, event.goal_bit + 1);
+}
+
 bool SuccessorGenerator::condition_applies(const SearchState& state, const TodoList& list,
                                            const TemplateEvent& event) {
+  if (is_of_empty_goal(state, event)) return true;
   const bool opens = event.role != EventRole::POINT && !closes(state, list, list.position);
   if (opens && event.left_open) return true;
   return check(event.program, state.values);
@@ -179,7 +204,7 @@ bool SuccessorGenerator::open_conditions_hold(const SearchState& state, const Ef
       if (!check(condition.program, after)) return false;
     }
   }
-  for (std::uint32_t bit = 0; bit < task_.goal_conditions().size(); ++bit) {
+  for (std::uint32_t bit = 0; bit < task_.goal_conditions().size(); bit += 2) {
     if (has_bit(state.open_goals, bit) && !check(task_.goal_conditions()[bit], after)) return false;
   }
   return true;
@@ -210,13 +235,19 @@ void SuccessorGenerator::note_goal_event(const SearchState& state, const Templat
   const bool is_goal_event =
       event.role != EventRole::POINT && event.goal_bit != TemplateEvent::NO_BIT;
   if (!is_goal_event) return;
-  if (event.role == EventRole::CLOSING && has_bit(state.open_goals, event.goal_bit - 1)) {
+  if (is_of_empty_goal(state, event)) {
+    if (event.role == EventRole::CLOSING) {
+      set_bit(open_goals_, event.goal_bit);
+    } else {
+      clear_bit(open_goals_, event.goal_bit + 1);
+    }
+  } else if (event.role == EventRole::CLOSING) {
     clear_bit(open_goals_, event.goal_bit - 1);
     clear_bit(unchecked_goals_, event.goal_bit - 1);
-    return;
+  } else {
+    set_bit(open_goals_, event.goal_bit);
+    if (event.left_open) set_bit(unchecked_goals_, event.goal_bit);
   }
-  set_bit(open_goals_, event.goal_bit);
-  if (event.left_open) set_bit(unchecked_goals_, event.goal_bit);
 }
 
 // --- constraints of an event ---
@@ -285,6 +316,21 @@ bool SuccessorGenerator::order_list_behind(const TodoList& list, const TimePoint
          order_anchor_behind(list.node + 1, end, at, 0.0);
 }
 
+// Behind the closing of an empty goal its opening comes later, and not at the same time.
+bool SuccessorGenerator::keep_goal_empty(const SearchState& state, const TimePoint& at,
+                                         const TemplateEvent& event) {
+  if (event.role != EventRole::CLOSING || !is_of_empty_goal(state, event)) return true;
+  for (const TodoList& list : todo_) {
+    if (list.template_id >= CompiledTask::FIRST_ACTION) break;
+    const std::vector<TemplateEvent>& events = task_.template_of(list.template_id).events;
+    for (std::size_t i = list.position; i < events.size(); ++i) {
+      if (events[i].goal_bit != event.goal_bit - 1) continue;
+      return network_.add(point_of(list, events[i]), at, NETWORK_EPSILON);
+    }
+  }
+  return true;
+}
+
 bool SuccessorGenerator::add_deordered_event_constraints(const TimePoint& at,
                                                          const TemplateEvent& event) {
   for (const TodoList& list : todo_) {
@@ -310,19 +356,27 @@ bool SuccessorGenerator::add_deordered_event_constraints(const TimePoint& at,
 
 SearchState* SuccessorGenerator::open_action(const SearchState& state, std::uint32_t template_id) {
   const EventTemplate& opened = task_.template_of(template_id);
-  if (!opened.is_useful) return nullptr;
+  if (!opened.is_useful && !(rules_.open_idle_actions && opened.is_idle)) return nullptr;
   for (const TodoList& list : state.lists()) {
-    if (list.template_id == template_id) return nullptr;
+    if (list.template_id != template_id) continue;
+    has_met_bounds_ = has_met_bounds_ || machine_.holds(opened.start_condition, state.values);
+    return nullptr;
   }
   if (!machine_.holds(opened.start_condition, state.values)) return nullptr;
   network_.start_from(state);
-  if (!add_opening(state, template_id)) return nullptr;
-  if (rules_.prune_coinciding_effects && must_effects_coincide()) return nullptr;
+  const bool is_possible = add_opening(state, template_id) &&
+                           !(rules_.prune_coinciding_effects && must_effects_coincide());
+  if (!is_possible) {
+    has_met_bounds_ = true;
+    return nullptr;
+  }
+  const std::uint32_t start = todo_.back().node;
+  if (opened.events.empty()) todo_.pop_back();
   std::copy_n(state.bits, num_words_, bits_.begin());
   std::copy_n(state.ids, num_ids_, ids_.begin());
   std::copy_n(state.open_goals, num_goal_words_, open_goals_.begin());
   std::copy_n(state.unchecked_goals, num_goal_words_, unchecked_goals_.begin());
-  return finish(state, template_id, PathNode::OPENING, todo_.back().node);
+  return finish(state, template_id, PathNode::OPENING, start);
 }
 
 bool SuccessorGenerator::add_opening(const SearchState& state, std::uint32_t template_id) {
@@ -334,7 +388,12 @@ bool SuccessorGenerator::add_opening(const SearchState& state, std::uint32_t tem
   const TimePoint plan_end{SearchState::PLAN_END, 0.0};
   const TimePoint plan_start{SearchState::PLAN_START, 0.0};
   // The plan's end first carries what the new nodes start with.
-  if (!network_.add(plan_end, end, PLAN_END_GAP + NETWORK_EPSILON)) return false;
+  if (!network_.add(plan_end, end, PLAN_END_GAP)) return false;
+  const double latest_effect = opened.latest_effect;
+  if (latest_effect > opened.lower &&
+      !network_.add(plan_end, start, latest_effect + PLAN_END_GAP)) {
+    return false;
+  }
   if (!network_.add(end, start, opened.lower)) return false;
   if (opened.has_upper && !network_.add(start, end, -opened.upper)) return false;
   if (!network_.add(start, plan_start, 0.0)) return false;

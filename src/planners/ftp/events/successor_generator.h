@@ -18,6 +18,8 @@ struct StepRules {
   bool deordering = false;
   /// Drop an opening after which two pending effects on one fluent must coincide.
   bool prune_coinciding_effects = true;
+  /// Open actions without effects, too: they put off the end of the plan.
+  bool open_idle_actions = false;
 };
 
 /// Makes the successors of search states. A successor is first built in a scratch state, and kept
@@ -41,7 +43,15 @@ class SuccessorGenerator {
   SearchState* keep(const SearchState& parent);
   void release(SearchState* state);
 
+  void set_rules(const StepRules& rules) { rules_ = rules; }
+  const StepRules& rules() const { return rules_; }
+
   bool is_goal(const SearchState& state) const;
+  /// Whether the goals at the very end of the plan have been met, so that what comes is later.
+  bool is_behind_end(const SearchState& state) const;
+  /// Whether a step was not possible for other reasons than the values: for its times, or because
+  /// an action was open already.
+  bool has_met_bounds() const { return has_met_bounds_; }
   /// Whether the event closes a durative condition, if it is applied in this state.
   bool closes(const SearchState& state, const TodoList& list, std::uint32_t position) const;
   CompiledTask& task() { return task_; }
@@ -55,6 +65,7 @@ class SuccessorGenerator {
   }
   bool condition_applies(const SearchState& state, const TodoList& list,
                          const TemplateEvent& event);
+  static bool is_of_empty_goal(const SearchState& state, const TemplateEvent& event);
   bool unchecked_conditions_hold(const SearchState& state);
   bool apply_effect(const SearchState& state, const TemplateEvent& event);
   bool open_conditions_hold(const SearchState& state, const EffectProgram& effect,
@@ -69,6 +80,7 @@ class SuccessorGenerator {
   bool add_event_constraints(const SearchState& state, const TimePoint& at,
                              const TemplateEvent& event);
   bool add_deordered_event_constraints(const TimePoint& at, const TemplateEvent& event);
+  bool keep_goal_empty(const SearchState& state, const TimePoint& at, const TemplateEvent& event);
   bool order_list_behind(const TodoList& list, const TimePoint& at, const TemplateEvent* event);
   bool order_anchor_behind(std::uint32_t node, double offset, const TimePoint& at, double distance);
   bool add_opening(const SearchState& state, std::uint32_t template_id);
@@ -90,6 +102,7 @@ class SuccessorGenerator {
   std::size_t num_words_;
   std::size_t num_ids_;
   std::size_t num_goal_words_;
+  bool has_met_bounds_ = false;
 
   // The scratch state and its arrays.
   SearchState scratch_;

@@ -204,9 +204,11 @@ void CompiledTask::make_action_template(const ActionEvents& action) {
   for (const TemplateEvent& event : made.events) {
     double& earliest = event.from_start ? made.earliest_start : made.earliest_end;
     earliest = std::max(earliest, -event.offset);
+    if (!event.is_effect() || !event.from_start) continue;
+    made.latest_effect = std::max(made.latest_effect, event.offset);
   }
   // Without an effect an opening changes nothing.
-  if (action.effects.empty()) made.is_useful = false;
+  if (action.effects.empty()) std::swap(made.is_useful, made.is_idle);
   ids_.emplace(action.action, static_cast<std::uint32_t>(templates_.size()));
   templates_.push_back(std::move(made));
 }

@@ -83,8 +83,12 @@ struct EventTemplate {
   /// The least times of the two anchors at which no event lies before time 0.
   double earliest_start = 0;
   double earliest_end = 0;
+  /// How far behind the start the latest effect is that is told from there.
+  double latest_effect = 0;
   /// An opening changes something and can come to its end.
   bool is_useful = true;
+  /// An opening changes nothing, but can come to its end.
+  bool is_idle = false;
 };
 
 }  // namespace kelvo::ftp

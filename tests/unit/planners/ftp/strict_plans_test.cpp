@@ -105,6 +105,56 @@ TEST_F(StrictPlansTest, GoalsSeeWhatTheProblemDidBeforeTheEnd) {
            Case{counts + "[7] q := true; [3.5] n := 4; [end] n >= 2;", true},
        }) {
     EXPECT_EQ(finds_plan(text, "guided"), has_plan) << text;
+    const bool is_too_short = text.find("[9.001]") != std::string::npos;
+    if (has_plan && !is_too_short) {  // the standard search has no end without a plan
+      EXPECT_TRUE(finds_plan(text, "standard")) << text;
+    }
+  }
+}
+
+// The end of the plan is one time unit behind its last end or effect, no earlier and no later.
+TEST_F(StrictPlansTest, TheEndIsExact) {
+  const std::string p = "fluent boolean p; fluent boolean q; [start] q := false; ";
+  const std::string off = p + "[start] p := false; ";
+  const std::string four = off + "action a() { duration := 4; [end] p := true; }; ";
+  const std::string idle = off + "action a() { duration := 3; [start] q := false; }; ";
+  const std::string waits = off + "action a() { duration := 3; }; ";
+  const std::string flash =
+      off + "action a() { duration := 1; [start] p := true; [end] p := false; };";
+  using Certainty = NoPlan::Certainty;
+  struct Case {
+    std::string text;
+    std::optional<Certainty> none;  // nothing: there is a plan
+  };
+  for (const auto& [text, none] : {
+           // It takes a second execution, for an effect at the end does not see itself.
+           Case{four + "[end - 1] p;", {}},
+           Case{four + "[end - 0.5] p;", {}},
+           // Without an action the end is at 1, and the world goes on behind it.
+           Case{off + "[10] p := true; [end] not p;", {}},
+           Case{p + "[start] p := true; [2] p := false; [end] p;", {}},
+           Case{off + "[4] p := true; [end] p;", Certainty::BOUNDED},
+           Case{off + "[2, end] p;", {}},
+           Case{off + "[0.5, end] p;", Certainty::BOUNDED},
+           Case{p + "[start] p := true; [end - 5] p;", Certainty::BOUNDED},
+           Case{p + "[start] p := true; [end - 1] p;", {}},
+           // Actions that are no use otherwise are put off as far as needed.
+           Case{idle + "[8] p := true; [end] p;", {}},
+           Case{idle + "[8] p := true; [11] p := false; [end - 1, end] p;", {}},
+           Case{waits + "[8] p := true; [9] p := false; [end] p;", {}},
+           Case{waits + "[2] p := true; [3] p := false; [end] p;", Certainty::BOUNDED},
+           Case{flash + "[end - 1] p;", {}},
+           // The end follows an effect behind the end of its action, too.
+           Case{off + "action a() { duration := 2; [start + 5] p := true; }; [end] p; [6] p;", {}},
+           // Nothing bounds a search that ends without having looked at a time.
+           Case{off + "action a() { duration := 3; [start] q; [end] p := true; }; [end] p;",
+                Certainty::PROVEN},
+           Case{off + "[start] p;", Certainty::PROVEN},
+       }) {
+    EXPECT_EQ(finds_plan(text, "standard"), !none) << text;
+    if (none) {
+      EXPECT_EQ(certainty_, *none) << text;
+    }
   }
 }
 
