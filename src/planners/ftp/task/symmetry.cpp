@@ -33,7 +33,7 @@ std::uint64_t word_of(Expression e) {
 
 template <typename Key>
 std::uint32_t number_in(std::map<Key, std::uint32_t>& numbers, Key&& key) {
-  return numbers.try_emplace(std::move(key), static_cast<std::uint32_t>(numbers.size()))
+  return numbers.try_emplace(std::forward<Key>(key), static_cast<std::uint32_t>(numbers.size()))
       .first->second;
 }
 
