@@ -14,7 +14,7 @@ void refuse_unset_goals(const model::ProblemInstance& problem);
 /// A sentence about the fluents that statements or actions of a flat problem read although they
 /// have no value at the start, and about such entries of constants: no step of a plan can read them
 /// before an effect sets them. Empty when there are none. Walks over the whole problem and makes
-/// nodes, so it is asked behind a search, which it must not change.
+/// nodes, so it is asked after a search, which it must not change.
 std::string unset_fluents_note(const model::ProblemInstance& problem);
 
 /// Logs the note as a warning. Costs nothing while warnings are not logged.
