@@ -250,6 +250,41 @@ TEST_F(TypeCheckerTest, ApplicationsMatchTheirParameters) {
             "is integer [6, 6] while it should be integer [0, 5]");
 }
 
+// The parameter takes, the argument gives: with the sides the other way round each row differs.
+TEST_F(TypeCheckerTest, ArgumentsGoIntoParametersAndNotTheOtherWayRound) {
+  const Type whole = mf().make_integer_type();
+  const Type exact = mf().make_rational_type();
+  const Type narrow = integer_range(1, 2);
+  const Type wide = integer_range(0, 5);
+  struct Case {
+    Type formal, actual;
+    bool is_accepted, is_doubtful;
+  };
+  const Case cases[] = {
+      {exact, whole, true, false},   {whole, exact, false, false}, {exact, narrow, true, false},
+      {narrow, exact, false, false}, {wide, narrow, true, false},  {narrow, wide, true, true},
+      {whole, wide, true, false},    {wide, whole, true, true},
+  };
+  int number = 0;
+  for (const auto& [formal, actual, is_accepted, is_doubtful] : cases) {
+    const std::string suffix = std::to_string(++number);
+    const Expression given = fluent_ref("given" + suffix, actual);
+    const Expression taker = fluent_ref("taker" + suffix, mf().make_boolean_type(), {formal});
+    const Expression table = constant_ref("table" + suffix, mf().make_boolean_type(), {formal}, {});
+    for (const Expression e : {apply(taker, {given}), apply(table, {given})}) {
+      const std::size_t num_warnings = warnings().size();
+      EXPECT_EQ(failure(e) == "no error", is_accepted) << text_of(e);
+      const bool is_warned = warnings().size() > num_warnings;
+      EXPECT_EQ(is_warned, is_doubtful) << text_of(e);
+      if (is_warned) {
+        EXPECT_EQ(warnings().back(),
+                  "Assignment operands bounds not compatible: " + formal->reference_name() +
+                      " and " + actual->reference_name());
+      }
+    }
+  }
+}
+
 TEST_F(TypeCheckerTest, SymbolsThatNobodyResolvedAreErrors) {
   EXPECT_EQ(error_of<InternalError>([&] { type(ef().make_unresolved_symbol("*")); }),
             "Symbol '*' used in a not allowed position");
