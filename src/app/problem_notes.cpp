@@ -100,8 +100,8 @@ class Durations {
 
   // One value that both bounds leave out.
   bool is_hole() const {
-    return bounds_.upper && *bounds_.upper == bounds_.lower &&
-           (bounds_.lower_open || bounds_.upper_open);
+    return bounds_.upper && (bounds_.lower_open || bounds_.upper_open) &&
+           *bounds_.upper == bounds_.lower;
   }
 
   std::string list(const std::vector<Expression>& statements) const {

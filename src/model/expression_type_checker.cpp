@@ -8,6 +8,7 @@
 #include "model/model_factory.h"
 #include "model/numeric_range.h"
 #include "shell/environment.h"
+#include "shell/long_numbers.h"
 #include "shell/warnings.h"
 
 namespace kelvo::model {
@@ -35,7 +36,7 @@ bool exact_less(const PossiblyInfiniteRational& a, const PossiblyInfiniteRationa
     };
     return rank(a) < rank(b);
   }
-  return a.num() < b.num();
+  return is_less(a.num(), b.num());
 }
 
 Fit fit(const TypeBase& outer, const TypeBase& inner) {

@@ -9,6 +9,7 @@
 #include "model/expression_substituter.h"
 #include "model/print_expression.h"
 #include "shell/errors.h"
+#include "shell/long_numbers.h"
 
 namespace kelvo {
 
@@ -176,16 +177,16 @@ std::optional<LinearTime> read_linear_time(const ExpressionFactory& ef, Expressi
         if (next != nullptr || subtracted) return std::nullopt;
         next = operand;
       } else if (ef.is_minus(rest) && i == 1) {
-        result.offset -= ef.get_number(operand);
+        result.offset = sum(result.offset, negated(ef.get_number(operand)));
       } else {
-        result.offset += ef.get_number(operand);
+        result.offset = sum(result.offset, ef.get_number(operand));
       }
     }
     if (next == nullptr) return std::nullopt;  // numbers alone: the simplifier has folded them
     rest = next;
   }
   if (ef.is_number(rest)) {
-    result.offset += ef.get_number(rest);
+    result.offset = sum(result.offset, ef.get_number(rest));
   } else if (ef.is_start_anchor(rest)) {
     result.anchor = LinearTime::Anchor::START;
   } else if (ef.is_end_anchor(rest)) {
@@ -212,7 +213,7 @@ std::optional<AnchoredTime> try_timing(ExpressionFactory& ef, Expression time) {
       return AnchoredTime{true, linear->offset};
     case LinearTime::Anchor::END:
       if (is_sum && linear->offset > 0) return std::nullopt;
-      return AnchoredTime{false, -linear->offset};
+      return AnchoredTime{false, negated(linear->offset)};
   }
   return std::nullopt;
 }
@@ -266,8 +267,8 @@ bool asks_nothing(ExpressionFactory& ef, const TimedStatement& condition) {
   const std::optional<AnchoredTime> left = try_timing(ef, condition.left);
   const std::optional<AnchoredTime> right = try_timing(ef, condition.right);
   if (!left || !right || left->from_start != right->from_start) return false;
-  const rational length = left->from_start ? rational(right->offset - left->offset)
-                                           : rational(left->offset - right->offset);
+  const rational length = left->from_start ? sum(right->offset, negated(left->offset))
+                                           : sum(left->offset, negated(right->offset));
   return length < 0 || (length == 0 && !(condition.left_closed && condition.right_closed));
 }
 

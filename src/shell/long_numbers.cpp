@@ -48,6 +48,27 @@ bool is_short(const integer& value) {
   return value.backend().size() <= short_limbs;
 }
 
+// The parts without a copy.
+const integer& above_of(const rational& value) {
+  return value.backend().data().numerator();
+}
+const integer& below_of(const rational& value) {
+  return value.backend().data().denominator();
+}
+
+bool is_short(const rational& value) {
+  return is_short(above_of(value)) && is_short(below_of(value));
+}
+
+// The library has no way to put together what has no common divisor without looking for one, so
+// the parts of its fraction are written where it shows them for reading.
+rational from_parts(integer above, integer below) {
+  rational result;
+  const_cast<integer&>(above_of(result)) = std::move(above);
+  const_cast<integer&>(below_of(result)) = std::move(below);
+  return result;
+}
+
 }  // namespace
 
 integer long_integer(std::string_view digits) {
@@ -77,7 +98,8 @@ integer power_of_ten(std::size_t exponent) {
 }
 
 rational reduced(const integer& above, const integer& below) {
-  if (is_short(above) || is_short(below)) return rational(above, below);
+  if (is_short(above) && is_short(below)) return rational(above, below);
+  if (below == 1) return from_parts(above, below);
   GmpInteger numerator(above);
   GmpInteger denominator(below);
   GmpInteger divisor;
@@ -85,13 +107,23 @@ rational reduced(const integer& above, const integer& below) {
   mpz_divexact(numerator.get(), numerator.get(), divisor.get());
   mpz_divexact(denominator.get(), denominator.get(), divisor.get());
   const integer magnitude = numerator.to_integer();
-  // The library has no way to put together what has no common divisor without looking for one, so
-  // the parts of its fraction are written where it shows them for reading.
-  rational result;
-  auto& fraction = result.backend().data();
-  const_cast<integer&>(fraction.numerator()) = above < 0 ? integer(-magnitude) : magnitude;
-  const_cast<integer&>(fraction.denominator()) = denominator.to_integer();
-  return result;
+  return from_parts(above < 0 ? integer(-magnitude) : magnitude, denominator.to_integer());
+}
+
+rational sum(const rational& a, const rational& b) {
+  if (is_short(a) && is_short(b)) return a + b;
+  const integer below = below_of(a) * below_of(b);
+  const integer above = above_of(a) * below_of(b) + above_of(b) * below_of(a);
+  return reduced(above, below);
+}
+
+rational negated(const rational& value) {
+  if (is_short(value)) return -value;
+  return from_parts(-above_of(value), below_of(value));
+}
+
+bool is_less(const rational& a, const rational& b) {
+  return above_of(a) * below_of(b) < above_of(b) * below_of(a);
 }
 
 }  // namespace kelvo

@@ -22,4 +22,11 @@ integer power_of_ten(std::size_t exponent);
 /// The quotient of two integers, the second of them greater than 0.
 rational reduced(const integer& above, const integer& below);
 
+// The operators of the number library for rationals look for common divisors, with long numbers in
+// quadratic time even where a denominator is 1. These are the same with short ones.
+
+rational sum(const rational& a, const rational& b);
+rational negated(const rational& value);
+bool is_less(const rational& a, const rational& b);
+
 }  // namespace kelvo

@@ -1,6 +1,7 @@
 #include "shell/possibly_infinite_rational.h"
 
 #include "shell/errors.h"
+#include "shell/long_numbers.h"
 
 namespace kelvo {
 
@@ -13,7 +14,7 @@ bool is_zero(const PIR& x) {
 }
 
 bool less(const PIR& left, const PIR& right) {
-  if (!left.is_infinite() && !right.is_infinite()) return left.num() < right.num();
+  if (!left.is_infinite() && !right.is_infinite()) return is_less(left.num(), right.num());
   if (left.is_infinite() && right.is_infinite()) return !left.is_positive() && right.is_positive();
   return left.is_infinite() ? !left.is_positive() : right.is_positive();
 }
@@ -40,7 +41,7 @@ PIR operator+(const PIR& left, const PIR& right) {
   }
   if (left.is_infinite()) return left;
   if (right.is_infinite()) return right;
-  return PIR(left.num() + right.num());
+  return PIR(sum(left.num(), right.num()));
 }
 
 PIR operator-(const PIR& left, const PIR& right) {
@@ -50,7 +51,7 @@ PIR operator-(const PIR& left, const PIR& right) {
   }
   if (left.is_infinite()) return left;
   if (right.is_infinite()) return PIR::infinity(!right.is_positive());
-  return PIR(left.num() - right.num());
+  return PIR(sum(left.num(), negated(right.num())));
 }
 
 PIR operator*(const PIR& left, const PIR& right) {

@@ -9,6 +9,7 @@
 #include "model/print_expression.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
+#include "shell/long_numbers.h"
 
 namespace kelvo {
 
@@ -49,14 +50,14 @@ std::vector<Expression> conjuncts_of(Expression constraint) {
 }
 
 void raise_lower(DurationBounds& bounds, const rational& value, bool open) {
-  if (open ? value >= bounds.lower : value > bounds.lower) {
+  if (open ? !is_less(value, bounds.lower) : is_less(bounds.lower, value)) {
     bounds.lower = value;
     bounds.lower_open = open;
   }
 }
 
 void drop_upper(DurationBounds& bounds, const rational& value, bool open) {
-  if (!bounds.upper || (open ? value <= *bounds.upper : value < *bounds.upper)) {
+  if (!bounds.upper || (open ? !is_less(*bounds.upper, value) : is_less(value, *bounds.upper))) {
     bounds.upper = value;
     bounds.upper_open = open;
   }
@@ -94,7 +95,8 @@ void DurationBounds::fold(Environment& env, Expression constraint) {
 
 bool DurationBounds::is_empty() const {
   if (!upper) return false;
-  return lower > *upper || (lower == *upper && lower_open != upper_open);
+  if (is_less(*upper, lower)) return true;
+  return lower_open != upper_open && !is_less(lower, *upper);
 }
 
 Expression DurationBounds::to_expression(Environment& env) const {

@@ -42,6 +42,15 @@ TEST_F(AnmlLimitsTest, DeepScopesAndChainsOfConstantsAreRead) {
             "InternalError: Found an uninitialized constant: c");
 }
 
+// In quadratic time each of the steps would take minutes: reading, the type of a sum, printing.
+TEST_F(AnmlLimitsTest, BoundsMayHaveAMillionDigits) {
+  const std::string bound(1000000, '7');
+  const std::string printed =
+      print("fluent integer[0, " + bound + "] n; [end] n + 1 == n; [" + bound + "] n := n + 1;");
+  EXPECT_NE(printed.find("integer [0, " + bound + "] n;"), std::string::npos);
+  EXPECT_NE(printed.find("[" + bound + "] (n := (n + 1));"), std::string::npos);
+}
+
 TEST_F(AnmlLimitsTest, ManyStatementsAreRead) {
   std::string text = "fluent integer x;\n";
   for (int i = 0; i < kMany; ++i) text += "[" + std::to_string(i) + "] x := 1;\n";

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "shell/errors.h"
+#include "shell/long_numbers.h"
 
 namespace kelvo {
 namespace {
@@ -84,6 +85,29 @@ TEST(NumbersTest, LongNumbersReadAndPrintAsShortOnesDo) {
   EXPECT_EQ(to_text(integer(0)), "0");
 }
 
+TEST(NumbersTest, LongNumbersAddAndCompareAsShortOnesDo) {
+  const integer large = boost::multiprecision::pow(integer(10), 400) + 7;
+  const rational values[] = {
+      0,
+      fraction(-3, 4),
+      rational(large),
+      rational(-large),
+      rational(large, 12),
+      rational(1, large),
+      rational(integer(1 - large), large),
+      rational(large * 3 + 1, large * 2),
+  };
+  for (const rational& a : values) {
+    EXPECT_EQ(negated(a), rational(-a));
+    for (const rational& b : values) {
+      const rational both = sum(a, b);
+      EXPECT_EQ(both, rational(a + b));
+      EXPECT_EQ(to_text(both), to_text(rational(a + b))) << "reduced";
+      EXPECT_EQ(is_less(a, b), a < b);
+    }
+  }
+}
+
 // With a quadratic algorithm each of these takes from half a minute to several minutes.
 TEST(NumbersTest, AMillionDigitsAreReadAndPrinted) {
   std::string digits(1000000, '7');
@@ -92,6 +116,10 @@ TEST(NumbersTest, AMillionDigitsAreReadAndPrinted) {
   const rational decimal = rational_from_string("0." + digits);
   EXPECT_EQ(to_text(numerator(decimal)), digits);
   EXPECT_EQ(to_text(rational_from_string(digits + "/" + digits)), "1");
+  const rational whole = rational_from_string(digits);
+  EXPECT_TRUE(is_less(fraction(1, 100), whole));
+  EXPECT_EQ(to_text(sum(whole, negated(whole))), "0");
+  EXPECT_EQ(to_text(sum(whole, fraction(1, 10))), digits + "1/10");
 }
 
 TEST(NumbersTest, FloorTruncatesTowardZeroAndCeilFollowsFromIt) {

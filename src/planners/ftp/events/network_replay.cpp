@@ -4,6 +4,7 @@
 #include <cassert>
 
 #include "planners/ftp/task/time_constants.h"
+#include "shell/long_numbers.h"
 
 namespace kelvo::ftp {
 
@@ -59,9 +60,9 @@ void NetworkReplay::place(const Event& event, const TemplateEvent& where, const 
   const double offset = where.from_start ? where.offset : -where.offset;
   network_->add_ge(interpreter_, later, earlier, offset);
   network_->add_le(interpreter_, later, earlier, offset);
-  const rational exact = where.from_start ? where.exact_offset : rational(-where.exact_offset);
+  const rational exact = where.from_start ? where.exact_offset : negated(where.exact_offset);
   note(later, earlier, exact);
-  note(earlier, later, -exact);
+  note(earlier, later, negated(exact));
 }
 
 void NetworkReplay::note(const Event& later, const Event& earlier, const rational& distance) {
@@ -76,8 +77,8 @@ bool NetworkReplay::raise(const std::vector<Constraint>& constraints, Times& tim
   for (std::size_t round = 0; round <= times.size(); ++round) {
     bool has_changed = false;
     for (const Constraint& constraint : constraints) {
-      const rational earliest = times[constraint.earlier] + constraint.distance;
-      if (earliest <= times[constraint.later]) continue;
+      const rational earliest = sum(times[constraint.earlier], constraint.distance);
+      if (!is_less(times[constraint.later], earliest)) continue;
       times[constraint.later] = earliest;
       has_changed = true;
     }
@@ -144,8 +145,8 @@ bool NetworkReplay::admits(const std::vector<Placement>& openings, const Times& 
   for (const Placement& one : openings) {
     const std::size_t start = number_of(one.opening);
     const std::size_t end = number_of(end_of(one.opening));
-    const rational ends = one.start + one.duration;
-    if (one.start < least[start] || ends < least[end]) return false;
+    const rational ends = sum(one.start, one.duration);
+    if (is_less(one.start, least[start]) || is_less(ends, least[end])) return false;
     times[start] = one.start;
     times[end] = ends;
   }
@@ -226,7 +227,7 @@ void NetworkReplay::open(const PathNode& step) {
   if (duration.upper) {
     const rational upper =
         duration.upper_open ? rational(*duration.upper - gap()) : *duration.upper;
-    note(start, end, -upper);
+    note(start, end, negated(upper));
   }
   note(start, start_plan_, 0);
   network_->add_ge(interpreter_, start, start_plan_, 0.0);

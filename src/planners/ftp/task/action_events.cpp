@@ -12,6 +12,7 @@
 #include "model/print_expression.h"
 #include "model/timed_effect.h"
 #include "shell/errors.h"
+#include "shell/long_numbers.h"
 
 namespace kelvo::ftp {
 
@@ -56,6 +57,7 @@ ActionEvents::ActionEvents(Environment& env, const model::Action& ground_action)
 
 rational ActionEvents::nominal_duration() const {
   if (!duration.upper) return duration.lower + 1;
+  if (!is_less(duration.lower, *duration.upper)) return *duration.upper;
   return (duration.lower + *duration.upper) / 2;
 }
 
@@ -92,11 +94,11 @@ EventTime place(ExpressionFactory& ef, Expression time, const rational& later,
                 const rational& end_key) {
   AnchoredTime at = timing(ef, time);
   if (at.from_start) {
-    at.offset += later;
+    at.offset = sum(at.offset, later);
     return {true, at.offset, at.offset};
   }
-  at.offset -= later;
-  return {false, at.offset, end_key - at.offset};
+  at.offset = sum(at.offset, negated(later));
+  return {false, at.offset, sum(end_key, negated(at.offset))};
 }
 
 // Of an interval with both ends tied to one anchor.
@@ -104,8 +106,8 @@ std::optional<rational> length_of(ExpressionFactory& ef, const TimedStatement& s
   const AnchoredTime left = timing(ef, statement.left);
   const AnchoredTime right = timing(ef, statement.right);
   if (left.from_start != right.from_start) return {};
-  return left.from_start ? rational(right.offset - left.offset)
-                         : rational(left.offset - right.offset);
+  return left.from_start ? sum(right.offset, negated(left.offset))
+                         : sum(left.offset, negated(right.offset));
 }
 
 // How much later than it says a goal opens that is open on the left: behind the effects that come

@@ -206,6 +206,17 @@ TEST_F(FtpPlannerTest, PlansAreScheduledAsEarlyAsTheyCanBe) {
 }
 
 // Chains of durations in thousandths, with a deadline that leaves no time to round up.
+// In quadratic time this would take minutes.
+TEST_F(FtpPlannerTest, TimesMayHaveAMillionDigits) {
+  const std::string late(1000000, '7');
+  const Outcome outcome =
+      run("fluent boolean p; fluent boolean q; [start] p := false; [start] q := false; "
+          "action a() { duration := 2; [end] p := true; }; [" +
+          late + "] q := true; [end] p;");
+  EXPECT_EQ(outcome.text, "0: a() [2]\n");
+  EXPECT_TRUE(outcome.valid);
+}
+
 TEST_F(FtpPlannerTest, TimesThatDoNotBearRoundingAreExact) {
   std::size_t num_exact = 0;
   unsigned random = 7;
