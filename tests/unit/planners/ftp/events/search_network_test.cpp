@@ -160,5 +160,39 @@ TEST_F(SearchNetworkTest, AgreesWithBellmanFordOnRandomConstraints) {
   EXPECT_LT(num_inconsistent, 350);
 }
 
+// More constraints than the network has room for at first, twice over.
+TEST_F(SearchNetworkTest, ManyConstraintsOfOneStepKeepTheirLists) {
+  constexpr std::uint32_t NUM_NODES = 7;
+  constexpr std::uint32_t NUM_EDGES = 700;
+  SearchNetwork network;
+  network.start_empty();
+  while (network.times().size() < NUM_NODES) network.add_node(0);
+  std::vector<std::vector<double>> weights(NUM_NODES);  // of the constraints that leave a node
+  for (std::uint32_t i = 0; i < NUM_EDGES; ++i) {
+    const std::uint32_t from = i % (NUM_NODES - 1);
+    const double weight = 1 + i / 100.0;
+    ASSERT_TRUE(network.add({from + 1, 0}, {from, 0}, weight));
+    weights[from].push_back(weight);
+  }
+  EXPECT_TRUE(network.is_solved());
+  double time = 0;
+  for (std::uint32_t node = 1; node < NUM_NODES; ++node) {
+    time += weights[node - 1].back();
+    EXPECT_NEAR(network.times()[node], time, 1e-9);
+  }
+  ASSERT_EQ(network.num_new_edges(), NUM_EDGES);
+  std::vector<Edge> edges(NUM_EDGES);
+  std::vector<const Edge*> heads(NUM_NODES);
+  network.copy_new_edges(edges.data(), heads.data());
+  for (std::uint32_t node = 0; node < NUM_NODES; ++node) {
+    std::vector<double> newest_first;
+    for (const Edge* edge = heads[node]; edge != nullptr; edge = edge->next) {
+      newest_first.push_back(edge->weight);
+    }
+    EXPECT_EQ(newest_first, std::vector<double>(weights[node].rbegin(), weights[node].rend()));
+  }
+  EXPECT_FALSE(network.add({0, 0}, {NUM_NODES - 1, 0}, -1));
+}
+
 }  // namespace
 }  // namespace kelvo::ftp
