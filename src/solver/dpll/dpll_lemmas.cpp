@@ -234,7 +234,8 @@ DpllSolver::LemmaResult DpllSolver::add_theory_lemmas() {
     cancel_until(backjump_level);
   }
   const std::uint64_t n = clauses_.size();
-  const double limit = n < 3000 ? 50000.0 : static_cast<double>(n / 3 * 50);
+  const std::uint64_t third = n / 3;  // a whole number
+  const double limit = n < 3000 ? 50000.0 : static_cast<double>(third * 50);
   if (learnt_limit_ < limit) learnt_limit_ = limit;
   return result;
 }

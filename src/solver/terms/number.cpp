@@ -82,10 +82,10 @@ struct Number::Operand {
       den = n.big()->den;
       return;
     }
-    num_limb = magnitude(n.num_);
-    den_limb = static_cast<mp_limb_t>(n.den_);
-    num = mpz_roinit_n(num_store, &num_limb, n.num_ < 0 ? -1 : (n.num_ > 0 ? 1 : 0));
-    den = mpz_roinit_n(den_store, &den_limb, 1);
+    num_limb_ = magnitude(n.num_);
+    den_limb_ = static_cast<mp_limb_t>(n.den_);
+    num = mpz_roinit_n(num_store_, &num_limb_, n.num_ < 0 ? -1 : (n.num_ > 0 ? 1 : 0));
+    den = mpz_roinit_n(den_store_, &den_limb_, 1);
   }
   Operand(const Operand&) = delete;
   Operand& operator=(const Operand&) = delete;
@@ -94,10 +94,10 @@ struct Number::Operand {
   mpz_srcptr den = nullptr;
 
  private:
-  mp_limb_t num_limb = 0;
-  mp_limb_t den_limb = 0;
-  mpz_t num_store;
-  mpz_t den_store;
+  mp_limb_t num_limb_ = 0;
+  mp_limb_t den_limb_ = 0;
+  mpz_t num_store_;
+  mpz_t den_store_;
 };
 
 std::uint64_t Number::gcd64(std::uint64_t a, std::uint64_t b) {
