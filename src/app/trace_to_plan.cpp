@@ -1,7 +1,9 @@
 #include "app/trace_to_plan.h"
 
 #include <fstream>
+#include <iostream>
 #include <memory>
+#include <string>
 
 #include "app/output.h"
 #include "app/table.h"
@@ -21,7 +23,8 @@ using model::ProblemInstance;
 
 struct TraceFormat {
   const char* name;
-  std::shared_ptr<TimeTriggeredPlan> (*read)(const ProblemInstance&, std::istream&);
+  std::shared_ptr<TimeTriggeredPlan> (*read)(const ProblemInstance&, std::istream&,
+                                             std::string& note);
 };
 
 constexpr TraceFormat trace_formats[] = {
@@ -45,11 +48,13 @@ int trace_to_plan(Environment& env, const ProblemInstance&, const TransformerCha
   if (format == nullptr) {
     throw InvalidParameterError() << "The trace format '" << name << "' is unknown!";
   }
-  const std::shared_ptr<TimeTriggeredPlan> plan = format->read(chain.problem(), trace);
+  std::string note;
+  const std::shared_ptr<TimeTriggeredPlan> plan = format->read(chain.problem(), trace, note);
   // A trace tells exact times: they are not rounded for print.
   write_output(env.configuration().get_string_value("output"), [&plan](std::ostream& out) {
     plan->is_changed_by_rounding() ? plan->print_exactly(out) : plan->print(out);
   });
+  if (!note.empty()) std::cerr << "Note: " << note << ".\n";
   return 0;
 }
 

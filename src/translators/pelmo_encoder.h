@@ -28,8 +28,9 @@ class PelmoEncoder : public EnvObject {
 };
 
 /// Reads Pelmo's trace, an XML text, back into a plan of `problem`. Throws `InternalError` on a
-/// text that is no trace, with the line where that is known.
+/// text that is no trace, with the line where that is known. An execution that never ends gives no
+/// step, and is told in the note, which is empty else.
 std::shared_ptr<TimeTriggeredPlan> read_pelmo_trace(const model::ProblemInstance& problem,
-                                                    std::istream& source);
+                                                    std::istream& source, std::string& note);
 
 }  // namespace kelvo

@@ -26,6 +26,8 @@ class XmlTraceReader {
   explicit XmlTraceReader(const model::ProblemInstance& problem)
       : problem_(problem), plan_(std::make_shared<TimeTriggeredPlan>(problem->environment())) {}
 
+  std::string note() const { return unfinished_note(executions_); }
+
   std::shared_ptr<TimeTriggeredPlan> read(std::istream& source) {
     const std::string text{std::istreambuf_iterator<char>(source),
                            std::istreambuf_iterator<char>()};
@@ -47,11 +49,6 @@ class XmlTraceReader {
   }
 
  private:
-  struct Execution {
-    bool is_running = false;
-    rational start = 0;
-  };
-
   static InternalError error(const char* what, const std::string& detail, int line) {
     InternalError result;
     result << what << detail;
@@ -68,21 +65,30 @@ class XmlTraceReader {
     return value == nullptr ? "" : value;
   }
 
-  // The values that say whether an action is running. They stand in the state that the node holds;
-  // a node that holds values itself is its state.
+  // The values that say whether an action is running. They stand in the node, or in the state that
+  // it holds.
   template <typename Visit>
   static void for_each_running(const XMLElement& node, const Visit& visit) {
+    for (const XMLElement* part = node.FirstChildElement(); part != nullptr;
+         part = part->NextSiblingElement()) {
+      if (part->Attribute("variable") != nullptr) {
+        visit_running(*part, visit);
+        continue;
+      }
+      for (const XMLElement* value = part->FirstChildElement(); value != nullptr;
+           value = value->NextSiblingElement()) {
+        visit_running(*value, visit);
+      }
+    }
+  }
+
+  template <typename Visit>
+  static void visit_running(const XMLElement& value, const Visit& visit) {
     constexpr std::string_view suffix = "_running";
-    const XMLElement* value = node.FirstChildElement();
-    if (value != nullptr && value->Attribute("variable") == nullptr) {
-      value = value->FirstChildElement();
-    }
-    for (; value != nullptr; value = value->NextSiblingElement()) {
-      std::string name = attribute(*value, "variable");
-      if (!name.ends_with(suffix)) continue;
-      name.resize(name.size() - suffix.size());
-      visit(name, *value);
-    }
+    std::string name = attribute(value, "variable");
+    if (!name.ends_with(suffix)) return;
+    name.resize(name.size() - suffix.size());
+    visit(name, value);
   }
 
   // Returns the last element that belongs to the transition; null where the trace is cut off.
@@ -127,34 +133,38 @@ class XmlTraceReader {
       throw error("Error while parsing XML file, unknown value element: ", std::string(text),
                   value.GetLineNum());
     }
-    Execution& execution = executions_[name];
+    TraceExecution& execution = executions_[name];
     const bool is_running = text == "TRUE";
     if (is_running == execution.is_running) return;
     execution.is_running = is_running;
     if (is_running) {
-      execution.start = time_;
+      execution.time = time_;
+      execution.line = static_cast<std::size_t>(value.GetLineNum());
       return;
     }
     const auto action = problem_->actions().find(name);
     if (action == problem_->actions().end()) {
       throw error("The following action is not present in the model: ", name, value.GetLineNum());
     }
-    plan_->add_step(std::make_shared<TimeTriggeredStep>(execution.start, action->second,
+    plan_->add_step(std::make_shared<TimeTriggeredStep>(execution.time, action->second,
                                                         TimeTriggeredStep::Parameters(),
-                                                        rational(time_ - execution.start)));
+                                                        rational(time_ - execution.time)));
   }
 
   const model::ProblemInstance& problem_;
   std::shared_ptr<TimeTriggeredPlan> plan_;
   rational time_ = 0;
-  std::map<std::string, Execution> executions_;
+  std::map<std::string, TraceExecution> executions_;
 };
 
 }  // namespace
 
 std::shared_ptr<TimeTriggeredPlan> read_pelmo_trace(const model::ProblemInstance& problem,
-                                                    std::istream& source) {
-  return XmlTraceReader(problem).read(source);
+                                                    std::istream& source, std::string& note) {
+  XmlTraceReader reader(problem);
+  const std::shared_ptr<TimeTriggeredPlan> plan = reader.read(source);
+  note = reader.note();
+  return plan;
 }
 
 }  // namespace kelvo

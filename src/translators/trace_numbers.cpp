@@ -58,4 +58,15 @@ std::optional<rational> number_in_trace(std::string_view text) {
   return rational(-*value);
 }
 
+std::string unfinished_note(const std::map<std::string, TraceExecution>& executions) {
+  std::string result;
+  for (const auto& [name, execution] : executions) {
+    if (!execution.is_running) continue;
+    result += (result.empty() ? "" : ", ") + name + " (begun in line " +
+              std::to_string(execution.line) + ")";
+  }
+  if (result.empty()) return result;
+  return "the trace ends while actions are running, which give no steps: " + result;
+}
+
 }  // namespace kelvo

@@ -1,10 +1,10 @@
 #include "translators/uppaal_trace.h"
 
 #include <istream>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "model/action.h"
 #include "model/problem_instance.h"
@@ -64,6 +64,9 @@ class TraceReader {
     }
     return plan_;
   }
+
+  /// About executions that the trace does not end; empty for none.
+  std::string note() const { return unfinished_note(started_); }
 
  private:
   InternalError error(const char* what, std::string_view word) const {
@@ -134,7 +137,7 @@ class TraceReader {
   }
 
   void start(const std::string& name) {
-    if (read_is_set()) started_[name] = time_;
+    if (read_is_set()) started_[name] = {time_, words_.line_number(), true};
   }
 
   void end(const std::string& name) {
@@ -147,9 +150,10 @@ class TraceReader {
     if (action == problem_->actions().end()) {
       throw error("The following action is not present in the model: ", name);
     }
-    plan_->add_step(std::make_shared<TimeTriggeredStep>(begun->second, action->second,
-                                                        TimeTriggeredStep::Parameters(),
-                                                        rational(time_ - begun->second)));
+    const rational& begin = begun->second.time;
+    plan_->add_step(std::make_shared<TimeTriggeredStep>(
+        begin, action->second, TimeTriggeredStep::Parameters(), rational(time_ - begin)));
+    begun->second.is_running = false;
   }
 
   const model::ProblemInstance& problem_;
@@ -157,14 +161,17 @@ class TraceReader {
   std::shared_ptr<TimeTriggeredPlan> plan_;
   bool has_begun_ = false;
   rational time_ = 0;
-  std::unordered_map<std::string, rational> started_;
+  std::map<std::string, TraceExecution> started_;
 };
 
 }  // namespace
 
 std::shared_ptr<TimeTriggeredPlan> read_uppaal_trace(const model::ProblemInstance& problem,
-                                                     std::istream& source) {
-  return TraceReader(problem, source).read();
+                                                     std::istream& source, std::string& note) {
+  TraceReader reader(problem, source);
+  const std::shared_ptr<TimeTriggeredPlan> plan = reader.read();
+  note = reader.note();
+  return plan;
 }
 
 }  // namespace kelvo

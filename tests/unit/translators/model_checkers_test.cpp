@@ -52,17 +52,18 @@ class ModelCheckersTest : public testing::Test {
   std::string read_uppaal(const std::string& trace) {
     std::istringstream source(trace);
     std::ostringstream os;
-    read_uppaal_trace(parse(world_), source)->print(os);
+    read_uppaal_trace(parse(world_), source, note_)->print(os);
     return os.str();
   }
   std::string read_pelmo(const std::string& trace) {
     std::istringstream source(trace);
     std::ostringstream os;
-    read_pelmo_trace(parse(world_), source)->print(os);
+    read_pelmo_trace(parse(world_), source, note_)->print(os);
     return os.str();
   }
 
   Environment env_;
+  std::string note_;
   const std::string world_ =
       "fluent boolean p; fluent boolean x1; action go() { duration := 2; [start + 1] x1 := p;"
       "[end] p := true; }; [start] p := false; [start] x1 := false; [end] p;";
@@ -195,7 +196,10 @@ TEST_F(ModelCheckersTest, UppaalTracesAddUpTheirDelays) {
                         "x_go_event_0 := 1 x_global_event_3 := 1 x1 := 1 x_go_end := 1 Delay: 1 "
                         "x_go_start := 1"),
             "0: go() [2]\n");
+  EXPECT_EQ(note_,
+            "the trace ends while actions are running, which give no steps: go (begun in line 3)");
   EXPECT_EQ(read_uppaal(""), "");
+  EXPECT_EQ(note_, "");
   const std::pair<const char*, const char*> faults[] = {
       {"\nxyz", "Invalid x-variable in trace: xyz\nThis is in line 2 of the trace"},
       {"Delay: 1\nDelay: soon", "Invalid delay in trace: soon\nThis is in line 2"},
@@ -220,6 +224,17 @@ TEST_F(ModelCheckersTest, SmvTracesTellTheirTimes) {
                           "<transition type='timed' to='3.5'/><transition type='discrete'/>" +
                           state + "FALSE</v></s></r>";
   EXPECT_EQ(read_pelmo(run), "1.5: go() [2]\n");
+  EXPECT_EQ(note_, "");
+  // Noise in a state hides nothing; an execution without an end is told.
+  const std::string begun = run.substr(0, run.find("<transition type='timed' to='3.5'")) + "</r>";
+  EXPECT_EQ(read_pelmo(begun), "");
+  EXPECT_THAT(note_, HasSubstr("go (begun in line 1)"));
+  std::string noisy = run;
+  for (std::size_t at = noisy.find("<s>"); at != std::string::npos;
+       at = noisy.find("<s>", at + 3)) {
+    noisy.insert(at + 3, "<noise/>");
+  }
+  EXPECT_EQ(read_pelmo(noisy), "1.5: go() [2]\n");
   const std::pair<std::string, const char*> faults[] = {
       {run.substr(0, run.size() / 2), "Error while parsing XML file"},
       {"", "Error while parsing XML file"},
