@@ -60,42 +60,42 @@ class Durations {
     if (ef_.is_temporal_expression(e)) return;
     if (ef_.is_in_assign(e)) {
       add_choice(e);
-    } else if (ef_.is_assign(e)) {
+    } else if (ef_.is_assign(e) && !ef_.is_duration_anchor(e->child(0))) {
+      return;  // an effect without a time, which the planners refuse
+    } else if (mentions_duration(env_, e) && fold(bounds_, e)) {
       statements_.push_back(e);
-      fixed_.push_back(e);
-      bounds_.fold(env_, e);
-    } else if (mentions_duration(env_, e)) {
-      add_condition(e);
+      if (ef_.is_assign(e) || ef_.is_equals(e)) fixed_.push_back(e);
     }
   }
 
   // The environment's choice lies between two bounds.
   void add_choice(Expression e) {
-    const Expression interval = e->child(1);
     const Expression anchor = ef_.make_duration_anchor();
+    const Expression above = ef_.make_ge(anchor, e->child(1)->child(0));
+    const Expression below = ef_.make_le(anchor, e->child(1)->child(1));
     DurationBounds choice;
-    choice.fold(env_, ef_.make_ge(anchor, interval->child(0)));
-    choice.fold(env_, ef_.make_le(anchor, interval->child(1)));
+    if (!fold(choice, above) || !fold(choice, below)) return;
     if (choice.is_empty()) {
       throw InvalidParameterError()
           << "Action '" << owner_ << "' has no duration to choose from: " << list({e});
     }
     statements_.push_back(e);
     fixed_.push_back(e);
-    bounds_.fold(env_, ef_.make_ge(anchor, interval->child(0)));
-    bounds_.fold(env_, ef_.make_le(anchor, interval->child(1)));
+    fold(bounds_, above);
+    fold(bounds_, below);
   }
 
-  // Conjuncts of other forms than a bound stay out: they can only leave fewer durations.
-  void add_condition(Expression e) {
+  // Whether the statement is a bound, or some of them. What is none can only leave fewer durations,
+  // and what can't be computed is the planners' to refuse.
+  bool fold(DurationBounds& bounds, Expression e) const {
+    DurationBounds tried = bounds;
     try {
-      DurationBounds tried = bounds_;
       tried.fold(env_, e);
-      bounds_ = tried;
-      statements_.push_back(e);
-      if (ef_.is_equals(e)) fixed_.push_back(e);
     } catch (const InternalError&) {
+      return false;
     }
+    bounds = tried;
+    return true;
   }
 
   // One value that both bounds leave out.
