@@ -38,6 +38,17 @@ void print_plan(Environment& env, const Plan& plan, PlanCheck& check) {
   plan.print(std::cout);
 }
 
+// A proof that the last problem of the chain has no plan holds for the first one only where no
+// transformer leaves plans out.
+NoPlan no_plan_of_input(NoPlan no_plan, const TransformerChain& chain) {
+  if (no_plan.certainty != NoPlan::Certainty::PROVEN) return no_plan;
+  for (const auto& transformer : chain.transformers()) {
+    const std::string kept = transformer->kept_plans();
+    if (!kept.empty()) return {NoPlan::Certainty::BOUNDED, kept};
+  }
+  return no_plan;
+}
+
 // Beside the answer, whatever the log shows.
 void print_note(const std::string& note) {
   if (!note.empty()) std::cerr << "Note: " << note << ".\n";
@@ -64,7 +75,8 @@ int solve(Environment& env, const model::ProblemInstance& as_read, const Transfo
     // May find an error of the problem, and then there is no answer.
     const std::string note = missing_values_note(as_read);
     std::cout << "No solution exists.\n" << std::flush;
-    std::cerr << no_plan_line(planner->no_plan(), check.num_refused()) << '\n';
+    std::cerr << no_plan_line(no_plan_of_input(planner->no_plan(), chain), check.num_refused())
+              << '\n';
     print_note(note);
     check.explain_first_refusal(std::cerr);
     return 0;

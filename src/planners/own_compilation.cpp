@@ -196,8 +196,7 @@ std::shared_ptr<BasicTransformer> make_grounder(const ProblemInstance& problem,
                                     compilation.prune_actions);
 }
 
-// A bound that is no constant would get lost when actions are split, and the action would have a
-// duration that is too free.
+// The searches choose durations before they know the state in which an action starts.
 std::shared_ptr<BasicTransformer> make_empty_conditions(const ProblemInstance& problem,
                                                         const OwnCompilation&) {
   for (const auto& [name, action] : problem->actions()) {

@@ -51,6 +51,11 @@ class BasicTransformer {
   /// log says which at `DEBUG`.
   virtual std::shared_ptr<TimeTriggeredPlan> map_forward(
       const std::shared_ptr<TimeTriggeredPlan>& plan) const;
+  /// The plans that the output has when it does not have all plans of the input, as "among those
+  /// that ..."; else empty. Then an output without a plan proves nothing of the input. Asked once
+  /// the output is there.
+  virtual std::string kept_plans() const { return {}; }
+
   /// Whether any plan of the input problem that a user writes can be carried forward.
   virtual bool carries_all_plans_forward() const { return false; }
 

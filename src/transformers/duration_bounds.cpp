@@ -19,36 +19,6 @@ using model::print_expression;
 
 namespace {
 
-bool is_duration_comparison(Expression e) {
-  switch (model::kind_of(e)) {
-    case ExpressionOperatorKind::LE:
-    case ExpressionOperatorKind::LT:
-    case ExpressionOperatorKind::GE:
-    case ExpressionOperatorKind::GT:
-    case ExpressionOperatorKind::EQUALS:
-    case ExpressionOperatorKind::ASSIGN:
-      return model::kind_of(e->child(0)) == ExpressionOperatorKind::DURATION;
-    default:
-      return false;
-  }
-}
-
-// The leaves of a tree of conjunctions, in order.
-std::vector<Expression> conjuncts_of(Expression constraint) {
-  std::vector<Expression> conjuncts;
-  std::vector<Expression> todo{constraint};
-  while (!todo.empty()) {
-    const Expression e = todo.back();
-    todo.pop_back();
-    if (model::kind_of(e) == ExpressionOperatorKind::AND) {
-      todo.insert(todo.end(), e->children().rbegin(), e->children().rend());
-    } else {
-      conjuncts.push_back(e);
-    }
-  }
-  return conjuncts;
-}
-
 void raise_lower(DurationBounds& bounds, const rational& value, bool open) {
   if (open ? !is_less(value, bounds.lower) : is_less(bounds.lower, value)) {
     bounds.lower = value;
@@ -65,10 +35,39 @@ void drop_upper(DurationBounds& bounds, const rational& value, bool open) {
 
 }  // namespace
 
+bool is_duration_comparison(Expression e) {
+  switch (model::kind_of(e)) {
+    case ExpressionOperatorKind::LE:
+    case ExpressionOperatorKind::LT:
+    case ExpressionOperatorKind::GE:
+    case ExpressionOperatorKind::GT:
+    case ExpressionOperatorKind::EQUALS:
+    case ExpressionOperatorKind::ASSIGN:
+      return model::kind_of(e->child(0)) == ExpressionOperatorKind::DURATION;
+    default:
+      return false;
+  }
+}
+
+std::vector<Expression> duration_conjuncts(Expression constraint) {
+  std::vector<Expression> conjuncts;
+  std::vector<Expression> todo{constraint};
+  while (!todo.empty()) {
+    const Expression e = todo.back();
+    todo.pop_back();
+    if (model::kind_of(e) == ExpressionOperatorKind::AND) {
+      todo.insert(todo.end(), e->children().rbegin(), e->children().rend());
+    } else {
+      conjuncts.push_back(e);
+    }
+  }
+  return conjuncts;
+}
+
 void DurationBounds::fold(Environment& env, Expression constraint) {
   const model::ExpressionFactory& ef = env.expression_factory();
   const model::ExpressionSimplifier simplify(env);
-  for (const Expression conjunct : conjuncts_of(constraint)) {
+  for (const Expression conjunct : duration_conjuncts(constraint)) {
     if (!is_duration_comparison(conjunct)) throw InternalError() << print_expression(conjunct);
     const Expression bound = simplify(conjunct->child(1));
     if (!ef.is_number(bound)) continue;
@@ -115,15 +114,22 @@ bool mentions_duration(Environment& env, Expression e) {
   return model::CheckContainsWalker(env, ExpressionOperatorKind::DURATION)(e);
 }
 
+std::vector<Expression> non_constant_duration_bounds(Environment& env, Expression constraint) {
+  const model::ExpressionSimplifier simplify(env);
+  std::vector<Expression> bounds = duration_conjuncts(constraint);
+  std::erase_if(bounds, [&](Expression conjunct) {
+    return !is_duration_comparison(conjunct) ||
+           env.expression_factory().is_number(simplify(conjunct->child(1)));
+  });
+  return bounds;
+}
+
 Expression non_constant_duration_bound(Environment& env, const model::Action& action) {
   const model::ExpressionFactory& ef = env.expression_factory();
-  const model::ExpressionSimplifier simplify(env);
   for (const Expression e : action->expressions()) {
     if (ef.is_temporal_expression(e) || !mentions_duration(env, e)) continue;
-    for (const Expression conjunct : conjuncts_of(e)) {
-      if (!is_duration_comparison(conjunct)) continue;
-      if (!ef.is_number(simplify(conjunct->child(1)))) return conjunct;
-    }
+    const std::vector<Expression> bounds = non_constant_duration_bounds(env, e);
+    if (!bounds.empty()) return bounds.front();
   }
   return nullptr;
 }

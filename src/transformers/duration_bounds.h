@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "model/expression.h"
 #include "model/model_fwd.h"
@@ -35,9 +36,19 @@ struct DurationBounds {
 /// Whether the `duration` anchor occurs in `e`.
 bool mentions_duration(Environment& env, model::Expression e);
 
-/// The first conjunct of a duration constraint of `action` whose bound is no constant, or null.
-/// `DurationBounds` passes over such conjuncts, so that a caller that would then plan with a
-/// duration that is too free must refuse them.
+/// The conjuncts of a constraint on the duration, in order: the leaves of its tree of `and`s.
+std::vector<model::Expression> duration_conjuncts(model::Expression constraint);
+
+/// Whether `e` compares (as `DurationBounds::fold` knows it) the `duration` anchor on its left.
+bool is_duration_comparison(model::Expression e);
+
+/// The conjuncts of `constraint` that compare the duration with what does not simplify to a
+/// number, in order. `DurationBounds` passes over them, so that whoever writes its range instead
+/// of the constraint must keep them beside it.
+std::vector<model::Expression> non_constant_duration_bounds(Environment& env,
+                                                            model::Expression constraint);
+
+/// The first such conjunct in the duration constraints of `action`, or null.
 model::Expression non_constant_duration_bound(Environment& env, const model::Action& action);
 
 }  // namespace kelvo

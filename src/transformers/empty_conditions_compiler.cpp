@@ -1,5 +1,6 @@
 #include "transformers/empty_conditions_compiler.h"
 
+#include <algorithm>
 #include <map>
 #include <optional>
 
@@ -143,9 +144,21 @@ void EmptyConditionsCompiler::add_folded_version(const model::Action& action,
       constraints.size() == 1 ? constraints.front() : ef.make_and(constraints);
   DurationBounds bounds;
   bounds.fold(environment(), constraint);
-  if (!bounds.is_empty()) {
-    add_version(action, body, constraint, bounds.to_expression(environment()));
+  if (bounds.is_empty()) return;
+  // The range says nothing of a bound that depends on arguments or on the state: it stays beside
+  // the range. All versions have it, so that the constant part alone tells them apart.
+  Expressions whole_body = body;
+  Expression known = constraint;
+  const Expressions open_bounds = non_constant_duration_bounds(environment(), constraint);
+  if (!open_bounds.empty()) {
+    Expressions parts = duration_conjuncts(constraint);
+    std::erase_if(parts, [&](Expression part) {
+      return std::ranges::find(open_bounds, part) != open_bounds.end();
+    });
+    known = parts.empty() ? ef.make_true() : parts.size() == 1 ? parts.front() : ef.make_and(parts);
+    append(whole_body, open_bounds);
   }
+  add_version(action, whole_body, known, bounds.to_expression(environment()));
 }
 
 }  // namespace kelvo

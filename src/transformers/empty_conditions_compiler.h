@@ -11,8 +11,8 @@ namespace kelvo {
 /// conditions that are not empty in its range, and the range as a constraint.
 ///
 /// The input must be flat. Durative conditions must start and end at constant distances from the
-/// ends of the action. A duration bound that is no constant is passed over and so lost: see
-/// `non_constant_duration_bound`.
+/// ends of the action. A duration bound that is no constant has no part in the split and stays in
+/// each version.
 class EmptyConditionsCompiler : public ActionVersionsCompiler {
  public:
   using ActionVersionsCompiler::ActionVersionsCompiler;

@@ -20,6 +20,7 @@
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/log.h"
+#include "transformers/duration_bounds.h"
 #include "transformers/plan_mapping.h"
 
 namespace kelvo {
@@ -45,28 +46,64 @@ Expression action_duration(Environment& env, const model::Action& action) {
   return nullptr;
 }
 
+// The comparison with another right side.
+Expression with_right_side(model::ExpressionFactory& ef, Expression comparison, Expression right) {
+  const Expression left = comparison->child(0);
+  switch (model::kind_of(comparison)) {
+    case model::ExpressionOperatorKind::LE:
+      return ef.make_le(left, right);
+    case model::ExpressionOperatorKind::LT:
+      return ef.make_lt(left, right);
+    case model::ExpressionOperatorKind::GE:
+      return ef.make_ge(left, right);
+    case model::ExpressionOperatorKind::GT:
+      return ef.make_gt(left, right);
+    case model::ExpressionOperatorKind::EQUALS:
+      return ef.make_equals(left, right);
+    default:
+      return ef.make_assign(left, right);
+  }
+}
+
 bool is_anchor(const model::ExpressionFactory& ef, Expression e) {
   return ef.is_start_anchor(e) || ef.is_end_anchor(e);
 }
 
+Expression timed_interval(model::ExpressionFactory& ef, Expression left, Expression right,
+                          bool left_closed, bool right_closed) {
+  if (left == right && left_closed && right_closed) return ef.make_point_interval(left);
+  if (left_closed && right_closed) return ef.make_closed_interval(left, right);
+  if (left_closed) return ef.make_right_open_interval(left, right);
+  if (right_closed) return ef.make_left_open_interval(left, right);
+  return ef.make_open_interval(left, right);
+}
+
 }  // namespace
 
-/// The inner time points of an action, with the statements that name them.
+/// The statements of an action, and its inner time points with the statements that name them.
+///
+/// Where a statement lies after the end of an action of constant duration, the chain of pieces must
+/// go on until then: `end` is then the time of the last statement, and the end of the action one of
+/// the inner points.
 class IntermediateEffectsCompiler::TimePoints {
  public:
   TimePoints(Environment& env, const model::Action& action) : env_(env) {
     model::ExpressionFactory& ef = env.expression_factory();
     times_[ef.make_start_anchor()] = ef.make_rational_constant(0);
-    for (const Expression e : action->expressions()) {
+    expressions_ = action->expressions();
+    for (const Expression e : expressions_) {
       const Expression duration = fixed_duration(ef, e);
       if (duration == nullptr) continue;
       if (!times_.try_emplace(ef.make_end_anchor(), duration).second) {
         throw InternalError("Found two different duration assignments for the same action!");
       }
     }
-    for (const Expression e : action->intermediate_expressions()) read(e);
+    read_statements(action->name());
+    const std::optional<rational> end = value(ef.make_end_anchor());
+    if (end && !statements_.empty() && statements_.rbegin()->first > *end) move_end(action->name());
   }
 
+  const model::ExpressionSet& expressions() const { return expressions_; }
   const std::map<rational, model::ExpressionSet>& statements() const { return statements_; }
 
   /// The time of `bound` after the start of the action, if it is a constant.
@@ -79,9 +116,17 @@ class IntermediateEffectsCompiler::TimePoints {
   }
 
  private:
-  void read(Expression e) {
+  void read_statements(const std::string& action) {
     const model::ExpressionFactory& ef = env_.expression_factory();
-    const TimedStatement statement = decompose_statement(e);
+    for (const Expression e : expressions_) {
+      if (!ef.is_temporal_expression(e)) continue;
+      const TimedStatement statement = decompose_statement(e);
+      if (fixed_duration(ef, e) == nullptr) read(action, e, statement);
+    }
+  }
+
+  void read(const std::string& action, Expression e, const TimedStatement& statement) {
+    const model::ExpressionFactory& ef = env_.expression_factory();
     const bool is_effect = ef.is_assign(statement.body);
     for (const Expression bound : {statement.left, statement.right}) {
       if (is_anchor(ef, bound)) continue;
@@ -94,11 +139,50 @@ class IntermediateEffectsCompiler::TimePoints {
         throw InternalError(
             "The value of the bounds interval of an intermediate condition must be a constant!");
       }
+      if (*time < 0) {
+        throw InternalError() << "A statement before the start of action '" << action
+                              << "' cannot be given to a piece of it: " << print_expression(e);
+      }
       statements_[*time].insert(e);
     }
   }
 
+  // Writes all statements with the time of the last one as their end.
+  void move_end(const std::string& action) {
+    model::ExpressionFactory& ef = env_.expression_factory();
+    const rational last = statements_.rbegin()->first;
+    const auto moved = [&](Expression bound) -> Expression {
+      if (ef.is_start_anchor(bound)) return bound;
+      const rational time = *value(bound);
+      if (time == 0) return ef.make_start_anchor();
+      if (time == last) return ef.make_end_anchor();
+      const Expression offset = ef.make_rational_constant(time);
+      return ef.make_plus(ef.make_start_anchor(), offset);
+    };
+    model::ExpressionSet expressions;
+    const Expression length = ef.make_rational_constant(last);
+    for (const Expression e : expressions_) {
+      if (fixed_duration(ef, e) != nullptr) {
+        expressions.insert(ef.make_assign(ef.make_duration_anchor(), length));
+      } else if (!ef.is_temporal_expression(e)) {
+        expressions.insert(e);
+      } else {
+        const TimedStatement statement = decompose_statement(e);
+        const Expression left = moved(statement.left);
+        const Expression right = moved(statement.right);
+        const Expression interval =
+            timed_interval(ef, left, right, statement.left_closed, statement.right_closed);
+        expressions.insert(ef.make_temporal_expression(interval, statement.body));
+      }
+    }
+    expressions_ = std::move(expressions);
+    times_[ef.make_end_anchor()] = length;
+    statements_.clear();
+    read_statements(action);
+  }
+
   Environment& env_;
+  model::ExpressionSet expressions_;
   Substitution times_;
   std::map<rational, model::ExpressionSet> statements_;
 };
@@ -145,7 +229,7 @@ void IntermediateEffectsCompiler::do_computation() {
   for (const auto& [name, action] : problem->actions()) {
     const TimePoints points(environment(), action);
     if (points.statements().empty()) {
-      copy_action(action);
+      copy_action(action, points);
     } else {
       cut_action(action, points);
     }
@@ -181,10 +265,11 @@ model::Action IntermediateEffectsCompiler::finish_piece(const Piece& piece) {
   return made;
 }
 
-void IntermediateEffectsCompiler::copy_action(const model::Action& action) {
+void IntermediateEffectsCompiler::copy_action(const model::Action& action,
+                                              const TimePoints& points) {
   Piece piece = start_piece(action, "");
   const ExpressionSubstituter substitute(environment(), piece.substitution);
-  for (const Expression e : action->expressions()) piece.expressions.insert(substitute(e));
+  for (const Expression e : points.expressions()) piece.expressions.insert(substitute(e));
   actions_[finish_piece(piece)] = action;
 }
 
@@ -282,28 +367,67 @@ Expression interval_in_piece(model::ExpressionFactory& ef, const TimeRange& cond
   if (condition.low > piece.low || (!ends_together && !ends_behind)) return nullptr;
   const bool closed_left = condition.low < piece.low || left_closed;
   const bool closed_right = ends_behind || right_closed;
-  if (closed_left && closed_right) return ef.make_closed_interval(start, end);
-  if (closed_left) return ef.make_right_open_interval(start, end);
-  if (closed_right) return ef.make_left_open_interval(start, end);
-  return ef.make_open_interval(start, end);
+  return timed_interval(ef, start, end, closed_left, closed_right);
 }
 
 }  // namespace
+
+// What a constraint on the duration of an action leaves to the piece that begins `passed` after its
+// start. The bounds may depend on arguments and on the state.
+Expression IntermediateEffectsCompiler::rest_of_duration(const model::Action& action,
+                                                         Expression constraint,
+                                                         const rational& passed) const {
+  model::ExpressionFactory& ef = environment().expression_factory();
+  const model::ExpressionSimplifier simplify(environment());
+  if (ef.is_temporal_expression(constraint)) constraint = constraint->child(1);
+  std::vector<Expression> rest;
+  for (const Expression conjunct : duration_conjuncts(constraint)) {
+    if (!is_duration_comparison(conjunct) || mentions_duration(environment(), conjunct->child(1))) {
+      throw InternalError() << "The duration of the action '" << action->name()
+                            << "' cannot be divided among its pieces: "
+                            << print_expression(conjunct);
+    }
+    const Expression difference =
+        ef.make_minus(conjunct->child(1), ef.make_rational_constant(passed));
+    const Expression bound = simplify(difference);
+    rest.push_back(with_right_side(ef, conjunct, bound));
+  }
+  return rest.size() == 1 ? rest.front() : ef.make_and(rest);
+}
+
+// Shorter executions would have a statement after their end, at a time that depends on the
+// duration: they have no chain of pieces.
+void IntermediateEffectsCompiler::warn_of_short_durations(const model::Action& action,
+                                                          const TimePoints& points) const {
+  const model::ExpressionFactory& ef = environment().expression_factory();
+  const rational& last = points.statements().rbegin()->first;
+  DurationBounds bounds;
+  for (const Expression e : points.expressions()) {
+    if (fixed_duration(ef, e) != nullptr) return;
+    if (!mentions_untimed_duration(e)) continue;
+    for (const Expression conjunct : duration_conjuncts(e)) {
+      if (is_duration_comparison(conjunct)) bounds.fold(environment(), conjunct);
+    }
+  }
+  if (bounds.lower >= last) return;
+  LOG(LogLevel::WARN) << "Executions of action '" << action->name() << "' that are shorter than "
+                      << last << " are left out: it has a statement at that time after its start";
+}
 
 // Pass k makes piece k, from the previous time point to t, and begins piece k + 1.
 void IntermediateEffectsCompiler::cut_action(const model::Action& action,
                                              const TimePoints& points) {
   model::ExpressionFactory& ef = environment().expression_factory();
-  const model::ExpressionSimplifier simplify(environment());
   const Expression start = ef.make_start_anchor();
   const Expression end = ef.make_end_anchor();
-  const Expression duration = ef.make_duration_anchor();
-  for (const Expression e : action->expressions()) {
-    if (ef.is_temporal_expression(e) || fixed_duration(ef, e) != nullptr) continue;
-    LOG(LogLevel::WARN) << "An untimed expression of action '" << action->name()
-                        << "' is dropped: " << print_expression(e);
+  for (const Expression e : points.expressions()) {
+    if (!ef.is_temporal_expression(e) || !decompose_statement(e).is_contains) continue;
+    throw InternalError() << "The action '" << action->name() << "' has intermediate statements "
+                          << "and a `contains`, which must be compiled away first: "
+                          << print_expression(e);
   }
 
+  warn_of_short_durations(action, points);
   Piece piece = start_piece(action, "s");
   rational previous = 0;
   std::size_t pass = 0;
@@ -325,17 +449,17 @@ void IntermediateEffectsCompiler::cut_action(const model::Action& action,
     const auto add_over = [&](Piece& to, Expression interval, Expression body) {
       if (interval != nullptr) add(to, ef.make_temporal_expression(interval, body));
     };
-    for (const Expression e : action->expressions()) {
-      if (const Expression length = fixed_duration(ef, e); length != nullptr) {
-        const Expression own = ef.make_rational_constant(time - previous);
-        piece.expressions.insert(ef.make_assign(duration, own));
-        if (is_last) {
-          const Expression rest = ef.make_minus(length, ef.make_rational_constant(time));
-          add(next, ef.make_assign(duration, simplify(rest)));
-        }
+    const Expression own_length = ef.make_rational_constant(time - previous);
+    piece.expressions.insert(ef.make_assign(ef.make_duration_anchor(), own_length));
+    for (const Expression e : points.expressions()) {
+      if (fixed_duration(ef, e) != nullptr || mentions_untimed_duration(e)) {
+        if (is_last) add(next, rest_of_duration(action, e, time));
         continue;
       }
-      if (!ef.is_temporal_expression(e)) continue;
+      if (!ef.is_temporal_expression(e)) {
+        if (is_first) add(piece, e);
+        continue;
+      }
       const TimedStatement statement = decompose_statement(e);
       const bool is_point = statement.is_point();
       if (is_point && statement.left == start) {
@@ -374,7 +498,17 @@ void IntermediateEffectsCompiler::cut_action(const model::Action& action,
   }
   const model::Action last = finish_piece(piece);
   piece_actions_[last] = action;
-  last_pieces_[action] = last;
+  last_pieces_[action] = {last, previous};
+}
+
+bool IntermediateEffectsCompiler::mentions_untimed_duration(Expression e) const {
+  return !environment().expression_factory().is_temporal_expression(e) &&
+         mentions_duration(environment(), e);
+}
+
+std::string IntermediateEffectsCompiler::kept_plans() const {
+  if (last_pieces_.empty()) return {};
+  return "among those that the intermediate effects compiler can divide into pieces";
 }
 
 Expression IntermediateEffectsCompiler::without_new_fluents(Expression post_condition) const {
@@ -410,10 +544,10 @@ using Execution = std::pair<model::Action, std::vector<Expression>>;
 std::shared_ptr<TimeTriggeredPlan> IntermediateEffectsCompiler::map_time_triggered_back(
     const TimeTriggeredPlan& plan) const {
   const model::ExpressionFactory& ef = environment().expression_factory();
-  std::unordered_map<Execution, std::vector<rational>> ends;
+  std::unordered_map<Execution, std::vector<rational>> durations;
   for (const auto& [time, steps] : plan.plan()) {
     for (const auto& step : steps) {
-      ends[{step->action(), step->actual_parameters()}].push_back(time + step->duration());
+      durations[{step->action(), step->actual_parameters()}].push_back(step->duration());
     }
   }
   auto mapped = std::make_shared<TimeTriggeredPlan>(plan.environment());
@@ -430,8 +564,10 @@ std::shared_ptr<TimeTriggeredPlan> IntermediateEffectsCompiler::map_time_trigger
       if (fixed != nullptr && ef.is_number(fixed)) {
         duration = ef.get_number(fixed);
       } else if (last != last_pieces_.end()) {
-        const auto& last_ends = ends[{last->second, step->actual_parameters()}];
-        if (number < last_ends.size()) duration = last_ends[number] - time;
+        // Pieces may miss each other by the length of a clip, which is no part of the duration.
+        const auto& [piece, begin] = last->second;
+        const auto& rests = durations[{piece, step->actual_parameters()}];
+        if (number < rests.size()) duration = begin + rests[number];
       }
       mapped->add_step(std::make_shared<TimeTriggeredStep>(
           time, old_action, step->actual_parameters(), duration,
@@ -475,25 +611,36 @@ std::shared_ptr<POTPlan> IntermediateEffectsCompiler::map_partial_order_back(
     const POTPlan& plan) const {
   const model::ExpressionFactory& ef = environment().expression_factory();
   auto mapped = std::make_shared<POTPlan>(plan.environment());
+  // The n-th occurrence of a piece belongs to the n-th first piece, as above.
+  const std::vector<POTPlan::Step> order = topological_order(plan);
+  std::unordered_map<Execution, std::vector<POTPlan::Step>> occurrences;
+  for (const POTPlan::Step& step : order) {
+    occurrences[{step->action(), step->actual_parameters()}].push_back(step);
+  }
+  const auto duration_of = [&](const POTPlan::Step& step,
+                               const model::Action& action) -> std::optional<rational> {
+    if (const Expression fixed = action_duration(environment(), action); fixed != nullptr) {
+      if (ef.is_number(fixed)) return ef.get_number(fixed);
+      throw InternalError() << "Found a duration assignment forbidden: " << print_expression(fixed);
+    }
+    const auto last = last_pieces_.find(action);
+    if (last == last_pieces_.end()) return step->optional_duration();
+    const auto& [piece, begin] = last->second;
+    const auto& firsts = occurrences[{step->action(), step->actual_parameters()}];
+    const auto& lasts = occurrences[{piece, step->actual_parameters()}];
+    const auto number = static_cast<std::size_t>(std::ranges::find(firsts, step) - firsts.begin());
+    if (number >= lasts.size() || !lasts[number]->has_duration()) return std::nullopt;
+    return rational(begin + lasts[number]->duration());
+  };
   std::map<POTPlan::Step, POTPlan::Step, POTPlan::StepLess> representatives;
   for (const POTPlan::Step& step : plan.steps()) {
     const auto found = actions_.find(step->action());
     if (found == actions_.end()) continue;
-    const Expression fixed = action_duration(environment(), found->second);
-    std::optional<rational> duration;
-    if (fixed != nullptr) {
-      if (!ef.is_number(fixed)) {
-        throw InternalError() << "Found a duration assignment forbidden: "
-                              << print_expression(fixed);
-      }
-      duration = ef.get_number(fixed);
-    }
+    const std::optional<rational> duration = duration_of(step, found->second);
     representatives[step] =
         mapped->add_step(step->delay(), found->second, step->actual_parameters(), duration,
                          without_new_fluents(step->post_condition()), step->object());
   }
-  // The n-th occurrence of a piece belongs to the n-th first piece, as above.
-  const std::vector<POTPlan::Step> order = topological_order(plan);
   std::unordered_map<Execution, std::vector<POTPlan::Step>> executions;
   for (const POTPlan::Step& step : order) {
     const auto found = actions_.find(step->action());

@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "shell/numbers.h"
@@ -31,6 +32,8 @@ class IntermediateEffectsCompiler : public BasicTransformer {
   /// A cut action comes back as one step, at the start of its first piece.
   using BasicTransformer::map_back;
   std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
+  /// Executions of one cut ground action cannot overlap, and a clip keeps others off its ends.
+  std::string kept_plans() const override;
 
  protected:
   void do_computation() override;
@@ -43,8 +46,12 @@ class IntermediateEffectsCompiler : public BasicTransformer {
   Piece start_piece(const model::Action& action, const std::string& suffix);
   model::Action finish_piece(const Piece& piece);
   std::string fresh_name(const std::string& candidate, int& index);
-  void copy_action(const model::Action& action);
+  void copy_action(const model::Action& action, const TimePoints& points);
   void cut_action(const model::Action& action, const TimePoints& points);
+  model::Expression rest_of_duration(const model::Action& action, model::Expression constraint,
+                                     const rational& passed) const;
+  void warn_of_short_durations(const model::Action& action, const TimePoints& points) const;
+  bool mentions_untimed_duration(model::Expression e) const;
   Ties make_ties(const model::Action& action);
   model::Expression make_tie(const std::string& candidate, const model::Action& action);
   void make_clip(const model::Action& action, const Ties& ties);
@@ -61,8 +68,8 @@ class IntermediateEffectsCompiler : public BasicTransformer {
   std::unordered_set<std::string> names_;
   std::unordered_map<model::Action, model::Action> actions_;
   std::unordered_map<model::Action, model::Action> piece_actions_;
-  /// The last piece of each cut action.
-  std::unordered_map<model::Action, model::Action> last_pieces_;
+  /// The last piece of each cut action, and how long after the start of the action it begins.
+  std::unordered_map<model::Action, std::pair<model::Action, rational>> last_pieces_;
   std::unordered_set<model::Expression> new_fluents_;
   ProblemParts parts_;
 };

@@ -92,13 +92,27 @@ TEST_F(EmptyConditionsCompilerTest, RefusesOtherForms) {
       "This phase can be only applied to flattened models!");
 }
 
-TEST_F(EmptyConditionsCompilerTest, ABoundThatIsNoConstantIsPassedOverAndCanBeFound) {
+TEST_F(EmptyConditionsCompilerTest, ABoundThatIsNoConstantStaysInEachVersion) {
   const auto problem = parse(
-      "fluent integer x; action go() { duration >= x and duration <= 3; };"
+      "constant integer d(integer[1, 2] i); d(1) := 1; d(2) := 3; fluent integer x; fluent boolean "
+      "p;"
+      "action go(integer[1, 2] i) { duration >= x and duration <= 3; duration >= d(i);"
+      "                             [start + 1, end - 1] p; };"
       "action stop() { duration := 3; };");
   EmptyConditionsCompiler compiler(problem);
-  EXPECT_EQ(statements(compiler.output_problem(), "go0"),
-            (Lines{"((duration >= 0.0) and (duration <= 3.0))"}));
+  const auto& output = compiler.output_problem();
+  const auto sorted = [&output](const std::string& action) {
+    Lines lines = statements(output, action);
+    std::sort(lines.begin(), lines.end());
+    return lines;
+  };
+  EXPECT_EQ(sorted("go0"), (Lines{"((duration >= 0.0) and (duration < 2.0))", "(duration >= d(i))",
+                                  "(duration >= x)"}));
+  EXPECT_EQ(sorted("go1"), (Lines{"((duration >= 2.0) and (duration <= 3.0))", "(duration >= d(i))",
+                                  "(duration >= x)", "[(start + 1), (end - 1)] p"}));
+  // The version is chosen by what is known of it.
+  const auto plan = parse_plan(problem, "0: go(1) [1]\n5: go(2) [3]\n");
+  EXPECT_EQ(text(*compiler.map_forward(plan)), "0: go0(1) [1]\n5: go1(2) [3]\n");
   EXPECT_EQ(text(non_constant_duration_bound(env, problem->actions().at("go"))), "(duration >= x)");
   EXPECT_EQ(non_constant_duration_bound(env, problem->actions().at("stop")), nullptr);
 }

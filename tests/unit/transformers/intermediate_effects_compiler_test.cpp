@@ -79,24 +79,72 @@ TEST_F(IntermediateEffectsCompilerTest, StatementsGoToThePiecesThatTheyConcern) 
   }
 }
 
-TEST_F(IntermediateEffectsCompilerTest, UntimedExpressionsOfACutActionAreDroppedWithAWarning) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"p; duration == 10; [start + 3] p := true;",
-       "An untimed expression of action 'go' is dropped: p"},
-      {"duration >= 5; [start + 3] p := true;",
-       "An untimed expression of action 'go' is dropped: (duration >= 5)"},
-      {"duration >= 5; p; [start] p := true;", ""},  // is not cut
+TEST_F(IntermediateEffectsCompilerTest, ConstraintsOnTheDurationGoToTheLastPiece) {
+  const std::pair<std::string, Lines> cases[] = {
+      {"duration >= 4; duration < 6;", {"(duration < 3.0)", "(duration >= 1.0)"}},
+      {"duration >= 4 and duration <= s;", {"((duration >= 1.0) and (duration <= 7.0))"}},
+      {"duration := x;", {"(duration := (x - 3.0))"}},
+      {"duration > x;", {"(duration > (x - 3.0))"}},
+      {"", {}},
   };
-  for (const auto& [body, warning] : cases) {
+  for (const auto& [body, rest] : cases) {
+    auto made = IntermediateEffectsCompiler(
+        parse("constant integer s; s := 10; fluent float x; fluent boolean p; action go() {" +
+              body + "[start + 3] p := true; p; };"),
+        rational(1, 100));
+    const auto& output = made.output_problem();
+    Lines first = own_statements(output, "go_s");
+    std::sort(first.begin(), first.end());
+    EXPECT_EQ(first, (Lines{"(duration := 3.0)", "p"})) << body;
+    Lines last = own_statements(output, "go_e");
+    std::erase(last, "[start] (p := true)");
+    std::sort(last.begin(), last.end());
+    EXPECT_EQ(last, rest) << body;
+  }
+}
+
+TEST_F(IntermediateEffectsCompilerTest, StatementsAfterTheEndAreInTheChain) {
+  // The statements of go_s, go_e and go_e1 of an action that lasts 4.
+  const std::pair<std::string, std::vector<Lines>> cases[] = {
+      {"[end] q := true; [start + 6] p := true;",
+       {{"(duration := 4.0)"}, {"(duration := 2.0)", "[end] (p := true)", "[start] (q := true)"}}},
+      {"[all] q; [end + 1] p := true; [start + 2] p := false;",
+       {{"(duration := 2.0)", "[all] q"},
+        {"(duration := 2.0)", "[all] q", "[start] (p := false)"},
+        {"(duration := 1.0)", "[end] (p := true)"}}},
+      {"(start + 3, end + 2) q;", {{"(duration := 3.0)"}, {"(all) q", "(duration := 3.0)"}}},
+  };
+  for (const auto& [body, expected] : cases) {
+    auto made = compiler("duration := 4;" + body);
+    const auto& output = made.output_problem();
+    const char* pieces[] = {"go_s", "go_e", "go_e1"};
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+      Lines lines = own_statements(output, pieces[i]);
+      std::sort(lines.begin(), lines.end());
+      EXPECT_EQ(lines, expected[i]) << body << " " << pieces[i];
+    }
+  }
+  auto made = compiler("duration := 0; [end] q := true; [start + 6] p := true;");
+  const auto& output = made.output_problem();
+  const auto plan = parse_plan(output, "2: go() [6]\n");
+  EXPECT_EQ(text(*made.map_back(std::shared_ptr<Plan>(plan))), "2: go() [0]\n");
+}
+
+TEST_F(IntermediateEffectsCompilerTest, SaysWhichExecutionsHaveNoChain) {
+  const std::pair<const char*, bool> cases[] = {
+      {"duration >= 2; [start + 3] p := true;", true},
+      {"[start + 3] p := true;", true},
+      {"duration >= 3; [start + 3] p := true;", false},
+      {"duration := 2; [start + 3] p := true;", false},
+  };
+  for (const auto& [body, is_partial] : cases) {
     const CapturedLog log(LogLevel::WARN);
     auto made = compiler(body);
-    const auto& output = made.output_problem();
-    if (*warning == '\0') {
-      EXPECT_EQ(log.text(), "") << body;
-      EXPECT_EQ(statements(output, "go").size(), 3u);
-    } else {
-      EXPECT_NE(log.text().find(warning), std::string::npos) << body;
-    }
+    EXPECT_NE(made.output_problem(), nullptr);
+    const std::string warning =
+        "Executions of action 'go' that are shorter than 3 are left out: it has a statement at "
+        "that time after its start";
+    EXPECT_EQ(log.text().find(warning) != std::string::npos, is_partial) << body;
   }
 }
 
@@ -110,6 +158,14 @@ TEST_F(IntermediateEffectsCompilerTest, RefusesTimePointsThatAreNoConstants) {
        "The value of the point interval of an intermediate effect must be a constant!"},
       {"duration := 3; duration == 4;",
        "Found two different duration assignments for the same action!"},
+      {"duration := 3; [end - 4] p := true;",
+       "A statement before the start of action 'go' cannot be given to a piece of it: "
+       "[(end - 4)] (p := true)"},
+      {"2 * duration >= 8; [start + 1] p := true;",
+       "The duration of the action 'go' cannot be divided among its pieces: ((2 * duration) >= 8)"},
+      {"duration := 3; [all] contains p; [start + 1] p := true;",
+       "The action 'go' has intermediate statements and a `contains`, which must be compiled away "
+       "first: [all] contains p"},
   };
   for (const auto& [body, message] : cases) {
     expect_internal_error(
@@ -137,6 +193,32 @@ TEST_F(IntermediateEffectsCompilerTest, ACutActionComesBackAsOneStep) {
                                "7: run_e() [4]\n");
   EXPECT_EQ(text(*made.map_back(std::shared_ptr<Plan>(plan))),
             "0: go(t1) [10]\n4: wait() [2]\n4: run() [7]\n");
+}
+
+TEST_F(IntermediateEffectsCompilerTest, ExecutionsOfAFreeDurationKeepTheirOwn) {
+  IntermediateEffectsCompiler made(
+      parse("fluent boolean p; action go() { duration >= 4; [start + 3] p := true; };"),
+      rational(1, 100));
+  const auto& output = made.output_problem();
+  // Pieces may miss each other by less than a clip.
+  const auto plan = parse_plan(output,
+                               "0: go_s() [3]\n2.99: go_c() [0.02]\n2.995: go_e() [1]\n"
+                               "4: go_s() [3]\n6.99: go_c() [0.02]\n7.005: go_e() [2.5]\n");
+  EXPECT_EQ(text(*made.map_back(std::shared_ptr<Plan>(plan))), "0: go() [4]\n4: go() [11/2]\n");
+  // The same as a partial order.
+  const auto& actions = output->actions();
+  auto order = std::make_shared<POTPlan>(env);
+  POTPlan::Step previous;
+  for (const int rest : {1, 2}) {
+    const auto first = order->add_step(rational(0), actions.at("go_s"), {}, rational(3));
+    const auto last = order->add_step(rational(0), actions.at("go_e"), {}, rational(rest));
+    order->add_precedence(last, first);
+    if (previous != nullptr) order->add_precedence(first, previous);
+    previous = last;
+  }
+  EXPECT_EQ(text(*made.map_back(std::shared_ptr<Plan>(order))),
+            "Steps to execute:\n 1) go() with duration 4\n 2) go() with duration 5\n"
+            "Subject to:\n 2 > 1\n");
 }
 
 TEST_F(IntermediateEffectsCompilerTest, TwoExecutionsStayApartInPartialOrders) {
