@@ -38,15 +38,13 @@ void print_plan(Environment& env, const Plan& plan, PlanCheck& check) {
   plan.print(std::cout);
 }
 
-// A proof that the last problem of the chain has no plan holds for the first one only where no
-// transformer leaves plans out.
-NoPlan no_plan_of_input(NoPlan no_plan, const TransformerChain& chain) {
-  if (no_plan.certainty != NoPlan::Certainty::PROVEN) return no_plan;
+// What the first transformer that leaves plans out says of those that it keeps.
+std::string kept_plans(const TransformerChain& chain) {
   for (const auto& transformer : chain.transformers()) {
-    const std::string kept = transformer->kept_plans();
-    if (!kept.empty()) return {NoPlan::Certainty::BOUNDED, kept};
+    std::string kept = transformer->kept_plans();
+    if (!kept.empty()) return kept;
   }
-  return no_plan;
+  return {};
 }
 
 // Beside the answer, whatever the log shows.
@@ -75,8 +73,7 @@ int solve(Environment& env, const model::ProblemInstance& as_read, const Transfo
     // May find an error of the problem, and then there is no answer.
     const std::string note = missing_values_note(as_read);
     std::cout << "No solution exists.\n" << std::flush;
-    std::cerr << no_plan_line(no_plan_of_input(planner->no_plan(), chain), check.num_refused())
-              << '\n';
+    std::cerr << no_plan_line(planner->no_plan(), check.num_refused(), kept_plans(chain)) << '\n';
     print_note(note);
     check.explain_first_refusal(std::cerr);
     return 0;

@@ -51,9 +51,9 @@ class BasicTransformer {
   /// log says which at `DEBUG`.
   virtual std::shared_ptr<TimeTriggeredPlan> map_forward(
       const std::shared_ptr<TimeTriggeredPlan>& plan) const;
-  /// The plans that the output has when it does not have all plans of the input, as "among those
-  /// that ..."; else empty. Then an output without a plan proves nothing of the input. Asked once
-  /// the output is there.
+  /// The plans that the output has when it does not have all plans of the input, as "that the
+  /// ... keeps"; else empty. Then an output without a plan proves nothing of the input, and a plan
+  /// of the output may be none of the input. Asked once the output is there.
   virtual std::string kept_plans() const { return {}; }
 
   /// Whether any plan of the input problem that a user writes can be carried forward.

@@ -164,6 +164,10 @@ void ContainsCompiler::take_expression(Expression e) {
   parts_.expressions.insert(ef.make_temporal_expression(interval, body));
 }
 
+std::string ContainsCompiler::kept_plans() const {
+  return contains_.empty() ? "" : "that the contains compiler keeps";
+}
+
 std::shared_ptr<Plan> ContainsCompiler::map_back(const std::shared_ptr<Plan>& plan) const {
   return map_plan(plan, "the transformer", [this](MappedStep step) -> std::optional<MappedStep> {
     if (new_actions_.contains(step.action)) return std::nullopt;

@@ -21,6 +21,9 @@ class ContainsCompiler : public BasicTransformer {
   /// Steps of helper actions are left out.
   using BasicTransformer::map_back;
   std::shared_ptr<Plan> map_back(const std::shared_ptr<Plan>& plan) const override;
+  /// The step of a helper lasts one unit of time and may put off the end of the plan, which comes
+  /// earlier once the step is gone.
+  std::string kept_plans() const override;
 
  protected:
   void do_computation() override;

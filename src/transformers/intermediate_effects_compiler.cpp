@@ -508,7 +508,7 @@ bool IntermediateEffectsCompiler::mentions_untimed_duration(Expression e) const 
 
 std::string IntermediateEffectsCompiler::kept_plans() const {
   if (last_pieces_.empty()) return {};
-  return "among those that the intermediate effects compiler can divide into pieces";
+  return "that the intermediate effects compiler keeps";
 }
 
 Expression IntermediateEffectsCompiler::without_new_fluents(Expression post_condition) const {

@@ -70,8 +70,6 @@ KNOWN = [
     ("ftp blind", "limit, where", None),
     ("ftp hsize", "limit, where", None),
     ("ftp -d", "limit, where", None),  # steps that no other one orders may come in any order
-    # The step that the compiler of contains adds puts the end off, and is gone when carried back.
-    ("", "a plan is refused by the judge", "goal: contains"),
     # An integer constant of type float is folded before it becomes a rational.
     ("", "no plan", "constant in a quotient"),
     ("", "a plan is refused by the judge", "constant in a quotient"),

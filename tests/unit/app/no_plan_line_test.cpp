@@ -13,6 +13,7 @@ TEST(NoPlanLineTest, TellsHowMuchIsKnown) {
     NoPlan no_plan;
     std::size_t num_refused;
     const char* line;
+    const char* kept = "";
   } cases[] = {
       {{Certainty::PROVEN, ""}, 0, "Proven: the problem has no plan."},
       {{Certainty::BOUNDED, "with fewer than 100 steps"},
@@ -25,14 +26,27 @@ TEST(NoPlanLineTest, TellsHowMuchIsKnown) {
       {{Certainty::PROVEN, ""},
        1,
        "No plan could be confirmed: 1 plan was found that the validator refuses. Please report "
-       "this "
-       "as a fault."},
+       "this as a fault."},
       {{Certainty::BOUNDED, "with fewer than 100 steps"},
        2,
        "No plan could be confirmed: 2 plans were found that the validator refuses. Please report "
        "this as a fault."},
+      // Unless a transformer says that this may come.
+      {{Certainty::PROVEN, ""},
+       0,
+       "Bounded: there is no plan among those that the bounder keeps.",
+       "that the bounder keeps"},
+      {{Certainty::BOUNDED, "with fewer than 100 steps"},
+       0,
+       "Bounded: there is no plan with fewer than 100 steps.",
+       "that the bounder keeps"},
+      {{Certainty::PROVEN, ""},
+       2,
+       "Undecided: there may be a plan that is none of those that the bounder keeps; 2 plans were "
+       "found that the validator refuses.",
+       "that the bounder keeps"},
   };
-  for (const auto& c : cases) EXPECT_EQ(no_plan_line(c.no_plan, c.num_refused), c.line);
+  for (const auto& c : cases) EXPECT_EQ(no_plan_line(c.no_plan, c.num_refused, c.kept), c.line);
 }
 
 }  // namespace
