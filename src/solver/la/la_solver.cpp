@@ -467,6 +467,7 @@ void Solver::repair_disequalities() {
     ORDAX_CHECK(possible);
     const std::vector<BoundValue> there = save_values();
     for (std::int64_t divisor = 2;; ++divisor) {
+      ORDAX_CHECK(divisor <= static_cast<std::int64_t>(i) + 3);
       const Number step(1, divisor);
       std::vector<BoundValue> between = here;
       for (std::size_t v = 1; v < between.size(); ++v) {

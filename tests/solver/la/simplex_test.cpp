@@ -242,6 +242,23 @@ TEST(SimplexTest, DisequalitiesAreAllKeptInTheModel) {
   EXPECT_EQ(solver.conflict().size(), 2U);
 }
 
+// Moving w off its plane by as much as a is below zero puts x = a - w onto its own, and moving x
+// back undoes the first move: only a point between the two ends is off both planes.
+TEST(SimplexTest, DisequalitiesThatUndoEachOtherAreRepaired) {
+  Logger logger(0, "");
+  Solver solver(logger, 0);
+  const LaVar a = solver.new_variable(false);
+  const LaVar w = solver.new_variable(false);
+  const LaVar x = solver.new_slack({{a, Number(1)}, {w, Number(-1)}}, false);
+  ASSERT_TRUE(solver.assert_lower(0, a, BoundValue(0, -1)));
+  ASSERT_TRUE(solver.assert_upper(2, a, BoundValue(0, -1)));
+  solver.assert_disequality(4, x, Number(0));
+  solver.assert_disequality(6, w, Number(0));
+  ASSERT_TRUE(solver.check());
+  ASSERT_TRUE(solver.check_disequalities());
+  EXPECT_TRUE(solver.values_hold());
+}
+
 // Of a row's variables one without a limit enters, and of several the one that stands in the fewest
 // rows, for each of these is filled by the pivot.
 TEST(SimplexTest, TheEnteringVariableFillsTheFewestRows) {
