@@ -3,8 +3,8 @@
 
 namespace kelvo::smt {
 
-std::unique_ptr<SmtSolver> SmtFactory::make_solver() {
-  return std::make_unique<OrdaxSolver>(*this);
+std::unique_ptr<SmtSolver> SmtFactory::make_solver(const SolverLimits& limits) {
+  return std::make_unique<OrdaxSolver>(*this, limits);
 }
 
 }  // namespace kelvo::smt

@@ -1,5 +1,9 @@
 #include "smt/ordax_solver.h"
 
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <sstream>
 
 #include "shell/errors.h"
@@ -7,9 +11,26 @@
 
 namespace kelvo::smt {
 
-OrdaxSolver::OrdaxSolver(SmtFactory& factory) : factory_(factory) {
+SolverLimits SolverLimits::of_machine() {
+  constexpr std::uint64_t BYTES_IN_MEGABYTE = 1 << 20;
+  std::uint64_t bytes = 0;
+  const long num_pages = sysconf(_SC_PHYS_PAGES);
+  const long page_size = sysconf(_SC_PAGESIZE);
+  if (num_pages > 0 && page_size > 0) {
+    bytes = static_cast<std::uint64_t>(num_pages) * static_cast<std::uint64_t>(page_size);
+  }
+  rlimit addressable{};
+  if (getrlimit(RLIMIT_AS, &addressable) == 0 && addressable.rlim_cur != RLIM_INFINITY) {
+    bytes =
+        bytes == 0 ? addressable.rlim_cur : std::min<std::uint64_t>(bytes, addressable.rlim_cur);
+  }
+  return {bytes / 4 * 3 / BYTES_IN_MEGABYTE};
+}
+
+OrdaxSolver::OrdaxSolver(SmtFactory& factory, const SolverLimits& limits) : factory_(factory) {
   config_ = ordax_create_config();
   ordax_set_option(config_, "model_generation", "true");
+  ordax_set_option(config_, "limits.memory", std::to_string(limits.memory).c_str());
   env_ = ordax_create_env(config_);
   converter_ = std::make_unique<OrdaxConverter>(factory, env_);
 }
@@ -64,6 +85,7 @@ Formula OrdaxSolver::get_value(Formula f) {
 
 SolverResult OrdaxSolver::result_of(int answer) {
   unknown_reason_.clear();
+  has_reached_limit_ = answer == ORDAX_LIMIT;
   if (answer == ORDAX_SAT) return SolverResult::SATISFIABLE;
   if (answer == ORDAX_UNSAT) return SolverResult::UNSATISFIABLE;
   unknown_reason_ = ordax_last_error_message(env_);

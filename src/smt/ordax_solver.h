@@ -14,7 +14,7 @@ namespace kelvo::smt {
 class OrdaxSolver : public SmtSolver {
  public:
   /// The factory is borrowed.
-  explicit OrdaxSolver(SmtFactory& factory);
+  explicit OrdaxSolver(SmtFactory& factory, const SolverLimits& limits = {});
   ~OrdaxSolver() override;
 
   std::string version() const override { return ordax_version(); }
@@ -26,6 +26,7 @@ class OrdaxSolver : public SmtSolver {
   /// A variable is assumed itself; any other formula through a label that implies it.
   SolverResult solve_with_assumptions(const std::vector<Formula>& assumptions) override;
   std::string unknown_reason() const override { return unknown_reason_; }
+  bool has_reached_limit() const override { return has_reached_limit_; }
   std::uint64_t statistic(const std::string& key) const override;
 
  private:
@@ -45,6 +46,7 @@ class OrdaxSolver : public SmtSolver {
   std::unordered_map<Formula, Label> labels_;
   std::size_t level_ = 0;
   std::string unknown_reason_;
+  bool has_reached_limit_ = false;
 };
 
 }  // namespace kelvo::smt

@@ -93,7 +93,7 @@ class SmtFactory : public EnvObject {
   std::size_t num_variables() const { return variables_.size(); }
 
   /// A new solver on the formulas of this factory, which must outlive it.
-  std::unique_ptr<SmtSolver> make_solver();
+  std::unique_ptr<SmtSolver> make_solver(const SolverLimits& limits = {});
 
  private:
   /// All fractions with one integer part share the usual hash of a rational.

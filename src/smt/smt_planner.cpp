@@ -19,8 +19,9 @@
 
 namespace kelvo::smt {
 
-SmtPlanner::SmtPlanner(Environment& env, const model::ProblemInstance& problem)
-    : Planner(env, problem) {
+SmtPlanner::SmtPlanner(Environment& env, const model::ProblemInstance& problem,
+                       const SolverLimits& limits)
+    : Planner(env, problem), limits_(limits) {
   const Configuration& options = env.configuration();
   max_horizon_ = options.get_integer_value("smt-max-horizon");
   std::optional<rational> separation;
@@ -49,6 +50,7 @@ std::shared_ptr<Plan> SmtPlanner::solve() {
   for (std::size_t h = 2; h < static_cast<std::size_t>(max_horizon_); ++h) {
     const std::unique_ptr<SmtSolver> solver = solve_horizon(h);
     if (solver == nullptr) {
+      if (has_reached_limit_) return nullptr;
       if (!is_last_word(h)) continue;
       no_plan_ = {NoPlan::Certainty::PROVEN, "for it has no actions"};
       return nullptr;
@@ -90,7 +92,7 @@ class Stopwatch {
 }  // namespace
 
 std::unique_ptr<SmtSolver> SmtPlanner::solve_horizon(std::size_t h) {
-  std::unique_ptr<SmtSolver> solver = encoder_->factory().make_solver();
+  std::unique_ptr<SmtSolver> solver = encoder_->factory().make_solver(limits_);
   LOG(LogLevel::INFO) << "[SMTPlanner] h: " << h;
   Stopwatch watch;
   encode(h, *solver);
@@ -106,6 +108,7 @@ std::unique_ptr<SmtSolver> SmtPlanner::solve_horizon(std::size_t h) {
                        << encoding_seconds << " s, solving " << solving_seconds << " s";
   if (result == SolverResult::SATISFIABLE) return solver;
   if (result == SolverResult::UNKNOWN) {
+    has_reached_limit_ = solver->has_reached_limit();
     LOG(LogLevel::WARN) << "[SMTPlanner] h: " << h
                         << ", no answer of the solver: " << solver->unknown_reason();
     if (no_plan_.certainty == NoPlan::Certainty::BOUNDED) {

@@ -5,6 +5,7 @@
 
 #include "planners/planner.h"
 #include "smt/smt_encoder.h"
+#include "smt/smt_solver.h"
 
 namespace kelvo::smt {
 
@@ -13,8 +14,10 @@ namespace kelvo::smt {
 /// `smt-max-horizon` steps or more.
 class SmtPlanner : public Planner {
  public:
-  /// Compiles away structured types, uncertain durations and sets.
-  SmtPlanner(Environment& env, const model::ProblemInstance& problem);
+  /// Compiles away structured types, uncertain durations and sets. The search ends undecided where
+  /// the solver meets one of the limits.
+  SmtPlanner(Environment& env, const model::ProblemInstance& problem,
+             const SolverLimits& limits = SolverLimits::of_machine());
   ~SmtPlanner() override;
 
   std::string name() const override { return "SMT Planner"; }
@@ -34,7 +37,9 @@ class SmtPlanner : public Planner {
   bool is_last_word(std::size_t h) const;
   model::Expression parameter_value(const model::ParameterImpl& parameter, Formula value);
 
+  SolverLimits limits_;
   long max_horizon_ = 0;
+  bool has_reached_limit_ = false;
   std::unique_ptr<SmtEncoder> encoder_;
 };
 

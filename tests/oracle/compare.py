@@ -50,6 +50,7 @@ CORE = ["ftp", "guided", "smt"]
 
 # What an engine may say instead of an answer: it names what it does not take.
 REFUSALS = [
+    "intermediate statements and a `contains`",
     "Unsupported contains on non-closed intervals",
     "Durative conditions must have the form",
     "Found two contradicting effects of the same action at the same time",

@@ -78,13 +78,16 @@ void assert_pigeons(Session& s) {
 }
 
 TEST(Sessions, LimitsEndACheckWithAnAnswerOfTheirOwn) {
-  const Options limits[] = {
-      {{"limits.conflicts", "20"}}, {{"limits.cpu_time", "1e-9"}}, {{"limits.memory", "1"}}};
-  for (const Options& options : limits) {
+  const std::pair<Options, const char*> limits[] = {
+      {{{"limits.conflicts", "20"}}, "the limit on conflicts is reached"},
+      {{{"limits.cpu_time", "1e-9"}}, "the limit on processor time is reached"},
+      {{{"limits.memory", "1"}}, "the limit on memory is reached"}};
+  for (const auto& [options, text] : limits) {
     Session s(options);
     const ordax_term p = s.boolean("p");
     assert_pigeons(s);
     EXPECT_EQ(s.solve(), ORDAX_LIMIT) << options[0].first;
+    EXPECT_STREQ(ordax_last_error_message(s), text);
     EXPECT_TRUE(ORDAX_FAILED(ordax_get_model_value(s, p)));
     EXPECT_EQ(s.solve({p}), ORDAX_LIMIT) << "the limit is that of one check";
     EXPECT_EQ(ordax_all_sat(s, &p, 1, nullptr, nullptr), -1);

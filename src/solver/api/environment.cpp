@@ -304,7 +304,8 @@ int Environment::solve(const std::vector<TermRef>& assumptions) {
     } else {
       status_ = 0;
     }
-  } catch (const LimitReached&) {
+  } catch (const LimitReached& e) {
+    limit_reached_ = e.what();
     needs_rebuild_ = true;
     status_ = kLimitReached;
   } catch (...) {

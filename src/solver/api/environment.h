@@ -53,6 +53,8 @@ class Environment {
   static constexpr int kLimitReached = -2;
   /// -2, -1, 0 or 1: the result of the last check, -1 again after the stack has changed.
   int status() const { return status_; }
+  /// What ended the last check that a limit has ended.
+  const std::string& limit_reached() const { return limit_reached_; }
   /// Borrowed; null takes it away.
   void set_termination_test(TerminationTest* test);
 
@@ -152,6 +154,7 @@ class Environment {
 
   int unsat_level_ = -1;
   int status_ = -1;
+  std::string limit_reached_;
   bool needs_rebuild_ = false;
   bool in_callback_ = false;  // of an All-SAT enumeration
   std::shared_ptr<ModelStore> model_;

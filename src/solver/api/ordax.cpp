@@ -576,14 +576,24 @@ int ordax_pop_backtrack_point(ordax_env env) {
   });
 }
 
+namespace {
+
+ordax_result solve_and_tell(EnvHandle& handle, const std::vector<TermRef>& assumptions) {
+  const int answer = handle.environment.solve(assumptions);
+  if (answer == ORDAX_LIMIT) keep_error(&handle, handle.environment.limit_reached().c_str());
+  return answer;
+}
+
+}  // namespace
+
 ordax_result ordax_solve(ordax_env env) {
-  return in_env(env, ORDAX_UNKNOWN, [](EnvHandle& handle) { return handle.environment.solve(); });
+  return in_env(env, ORDAX_UNKNOWN, [](EnvHandle& handle) { return solve_and_tell(handle, {}); });
 }
 
 ordax_result ordax_solve_with_assumptions(ordax_env env, const ordax_term* assumptions,
                                           size_t count) {
   return in_env(env, ORDAX_UNKNOWN, [&](EnvHandle& handle) {
-    return handle.environment.solve(own_terms(handle, assumptions, count));
+    return solve_and_tell(handle, own_terms(handle, assumptions, count));
   });
 }
 

@@ -67,7 +67,8 @@ typedef int ordax_result;
 #define ORDAX_UNSAT 0
 #define ORDAX_SAT 1
 /* A check that one of the options limits.conflicts, limits.cpu_time and limits.memory has ended;
- * the assertions are as they were, and a further check begins anew with the full limits. */
+ * the assertions are as they were, and a further check begins anew with the full limits. The text
+ * of ordax_last_error_message says which. */
 #define ORDAX_LIMIT (-2)
 
 /* Whether a handle is the failure value. */

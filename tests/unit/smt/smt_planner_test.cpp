@@ -41,6 +41,20 @@ class SmtPlannerTest : public testing::Test {
   model::ProblemInstance problem_;
 };
 
+TEST_F(SmtPlannerTest, ALimitOfTheSolverLeavesTheProblemUndecided) {
+  std::istringstream source(
+      "fluent boolean p; action a() { duration := 1; [end] p := true; };"
+      "[start] p := false; [end] p;");
+  problem_ = AnmlParser(env_).parse(source);
+  SmtPlanner planner(env_, problem_, SolverLimits{1});
+  EXPECT_EQ(planner.solve(), nullptr);
+  EXPECT_EQ(planner.no_plan().certainty, NoPlan::Certainty::UNDECIDED);
+  EXPECT_EQ(planner.no_plan().reason,
+            "the solver gave up at 2 steps: the limit on memory is reached");
+  EXPECT_GT(SolverLimits::of_machine().memory, 0U);
+  EXPECT_NE(SmtPlanner(env_, problem_).solve(), nullptr);
+}
+
 TEST_F(SmtPlannerTest, PlansAreValid) {
   const char* problems[] = {
       // A goal that holds from the beginning.
