@@ -33,10 +33,14 @@ bool DpllSolver::send_to_theory(bool at_check) {
   return true;
 }
 
-// The clause that the theories' conflict falsifies, highest level first, without the literals that
-// are false for good.
 Clause* DpllSolver::take_theory_conflict() {
   hook_->get_conflict_clause(lemma_);
+  return make_theory_conflict();
+}
+
+// `lemma_`, which the theories say is false, as a clause: highest level first, as analysis takes
+// it, without the literals that are false for good.
+Clause* DpllSolver::make_theory_conflict() {
   ++statistics_.theory_conflicts;
   std::sort(lemma_.begin(), lemma_.end(), [this](Lit a, Lit b) {
     const std::int32_t x = info_[index(var_of(a))].position;
@@ -75,19 +79,7 @@ bool DpllSolver::propagate_theory() {
     if (is_true(literal)) continue;
     if (is_false(literal)) {
       if (kind == TheoryHook::Implied::LAZY) hook_->explain(literal, lemma_);
-      std::sort(lemma_.begin(), lemma_.end(), [this](Lit a, Lit b) {
-        return info_[index(var_of(a))].position > info_[index(var_of(b))].position;
-      });
-      std::size_t kept = 0;
-      for (const Lit l : lemma_) {
-        ORDAX_CHECK(is_false(l));
-        if (kept > 0 && lemma_[kept - 1] == l) continue;
-        if (level_of(var_of(l)) == 0 && !config_.store_tlemmas) continue;
-        lemma_[kept++] = l;
-      }
-      lemma_.shrink(kept);
-      ++statistics_.theory_conflicts;
-      theory_conflict_ = make_clause(lemma_, /*learnt=*/false);
+      theory_conflict_ = make_theory_conflict();
       return assigned;
     }
     Clause* reason = marker_;
@@ -143,14 +135,7 @@ void DpllSolver::cover_by_label(LitVector& lemma) const {
 bool DpllSolver::add_lemma(const LitVector& taken, bool permanent, int& backjump_level) {
   LitVector lemma(taken);
   if (preprocessor_ != nullptr && !restore_eliminated(lemma)) return false;
-  std::sort(lemma.begin(), lemma.end());
-  std::size_t kept = 0;
-  for (const Lit literal : lemma) {
-    if (kept > 0 && lemma[kept - 1] == literal) continue;
-    if (kept > 0 && lemma[kept - 1] == negate(literal)) return true;
-    lemma[kept++] = literal;
-  }
-  lemma.shrink(kept);
+  if (!make_distinct(lemma)) return true;
   cover_by_label(lemma);
   ++statistics_.theory_lemmas;
   if (lemma.empty()) {
@@ -164,7 +149,7 @@ bool DpllSolver::add_lemma(const LitVector& taken, bool permanent, int& backjump
   }
   if (decision_level() == 0) {
     // At level 0 nothing has to be revisited: this is how the lemmas of told atoms arrive.
-    kept = 0;
+    std::size_t kept = 0;
     for (const Lit l : lemma) {
       if (is_true(l)) return true;
       if (!is_false(l)) lemma[kept++] = l;

@@ -15,6 +15,8 @@ DpllSolver::DpllSolver(const Configuration& configuration, Logger& logger)
   if (configuration.proof_generation && config_.preprocessor.mode != 0) {
     throw Exception("proof generation is not compatible with SAT-level preprocessing");
   }
+  // A reason that stands for "ask the theory": a clause without literals that no list holds, so
+  // that one comparison tells a lazily explained literal from others.
   marker_ = arena_.make(nullptr, 0, Clause::kMarkerId, /*learnt=*/false, /*boosted=*/false);
   track_agility_ = config_.restart_strategy == 2;
 }
@@ -28,6 +30,8 @@ void DpllSolver::set_termination_test(TerminationTest* test) {
   if (preprocessor_ != nullptr) preprocessor_->set_termination_test(test);
 }
 
+// All tables by variable grow together, the watches by two for its two literals. What the trail
+// keeps room for is as long as there are variables, so that assigning never allocates.
 Var DpllSolver::new_var(bool decision) {
   const auto v = static_cast<Var>(values_.size());
   values_.push_back(kUndefined);
@@ -47,6 +51,8 @@ Var DpllSolver::new_var(bool decision) {
   return v;
 }
 
+// The reverse of `new_var`. The caller has removed all clauses that hold the variable and has taken
+// its literals off the trail.
 void DpllSolver::delete_last_var() {
   const auto last = static_cast<Var>(values_.size()) - 1;
   heap_.filter([last](Var v) { return v != last; });
@@ -73,6 +79,8 @@ Var DpllSolver::find_variable(TermRef term) const {
   return id < variable_of_.size() ? variable_of_[id] : kNoVar;
 }
 
+// Terms have dense ids, so that a vector serves as the map. The theories say which terms they know
+// as atoms; these stay out of elimination, since lemmas may name them at any time.
 bool DpllSolver::variable_of_term(TermRef term, Var& variable) {
   variable = find_variable(term);
   if (variable != kNoVar) return false;
@@ -92,6 +100,7 @@ bool DpllSolver::variable_of_term(TermRef term, Var& variable) {
   return true;
 }
 
+// The heap may hold variables that are no decisions; they are passed over when they come up.
 void DpllSolver::set_decision(Var variable, bool decision) {
   decision_[index(variable)] = decision ? 1 : 0;
   if (decision && (values_[index(variable)] & 2) != 0) heap_.insert(variable);
@@ -107,10 +116,15 @@ void DpllSolver::clear_preferred() {
   preferred_.clear();
 }
 
+// Frozen variables are not eliminated. Thawing an atom of a theory has no effect.
 void DpllSolver::set_frozen(Var variable, bool frozen) {
   frozen_[index(variable)] = frozen || is_theory_atom_[index(variable)] != 0 ? 1 : 0;
 }
 
+// A clause above a backtrack point carries the negated label of the innermost one: assuming the
+// labels switches the clauses on, and a pop removes the label together with all that holds it. At
+// level 0 the clause is simplified by the facts; above it is attached as it is, and if it is unit
+// or false under the present assignment, the search takes it up as pending.
 bool DpllSolver::add_clause(const LitVector& literals, bool boosted, bool /*tracked*/) {
   if (is_unsat()) return false;
   if (logs(4)) {
@@ -121,14 +135,7 @@ bool DpllSolver::add_clause(const LitVector& literals, bool boosted, bool /*trac
   if (preprocessor_ != nullptr && !restore_eliminated(clause)) return false;
   if (!base_levels_.empty()) clause.push_back(negate(base_levels_.back()));
   // Also above the base levels, where nothing is simplified, watching needs distinct literals.
-  std::sort(clause.begin(), clause.end());
-  std::size_t kept = 0;
-  for (const Lit literal : clause) {
-    if (kept > 0 && clause[kept - 1] == literal) continue;
-    if (kept > 0 && clause[kept - 1] == negate(literal)) return true;
-    clause[kept++] = literal;
-  }
-  clause.shrink(kept);
+  if (!make_distinct(clause)) return true;
 
   if (decision_level() > num_base_levels()) {
     if (clause.empty()) {
@@ -144,12 +151,13 @@ bool DpllSolver::add_clause(const LitVector& literals, bool boosted, bool /*trac
     }
     clauses_.push_back(made);
     attach(made);
+    // The watches are the best two: if the second one is false, all after it are, too.
     if (is_false(clause[1]) && !is_true(clause[0])) add_pending(made);
     return true;
   }
 
   cancel_until(0);
-  kept = 0;
+  std::size_t kept = 0;
   for (const Lit literal : clause) {
     if (is_true(literal)) return true;
     if (!is_false(literal)) clause[kept++] = literal;
@@ -169,6 +177,8 @@ bool DpllSolver::add_clause(const LitVector& literals, bool boosted, bool /*trac
   return true;
 }
 
+// The label is no decision variable: the search assumes the labels at its lowest levels. Frozen,
+// for clauses to come will hold it.
 void DpllSolver::push_backtrack_point() {
   cancel_until(0);
   const Var label = new_var(/*decision=*/false);
@@ -178,6 +188,7 @@ void DpllSolver::push_backtrack_point() {
 
 void DpllSolver::pop_backtrack_point() {
   cancel_until(0);
+  // Variables are numbered in the order of their making: all from the label on belong to the point.
   const Var first = var_of(base_levels_.back());
   base_levels_.pop_back();
   if (unsat_base_ > num_base_levels()) unsat_base_ = -1;
@@ -188,6 +199,8 @@ void DpllSolver::pop_backtrack_point() {
   remove_clauses_if([first](const Clause& clause) {
     return std::any_of(clause.begin(), clause.end(), [first](Lit l) { return var_of(l) >= first; });
   });
+  // Facts over older variables stay facts: what was learnt of them without the label follows from
+  // what is still asserted. They are sent to the theories anew.
   std::size_t kept = 0;
   for (const Lit literal : trail_) {
     if (var_of(literal) >= first) continue;
@@ -205,6 +218,7 @@ void DpllSolver::pop_backtrack_point() {
   theory_level_ = 0;
   if (preprocessor_ != nullptr) preprocessor_->forget_vars(first);
 
+  // Preferences of older variables survive.
   std::size_t preferred = 0;
   for (const Var v : preferred_) {
     if (v < first) preferred_[preferred++] = v;
@@ -212,6 +226,7 @@ void DpllSolver::pop_backtrack_point() {
   preferred_.shrink(preferred);
   heap_.filter([first](Var v) { return v < first; });
   while (static_cast<Var>(values_.size()) > first) delete_last_var();
+  // With fresh activities what follows does not depend on the searches above the point.
   if (config_.pop_btpoint_reset_var_order) {
     for (double& activity : activity_) activity = 0;
     var_inc_ = 1.0;
@@ -222,6 +237,8 @@ void DpllSolver::pop_backtrack_point() {
   heap_.filter([](Var) { return true; });
 }
 
+// Facts that came from such a clause stay; callers remove clauses of labels, of which no fact holds
+// without its label.
 void DpllSolver::remove_clauses_containing(Lit literal) {
   cancel_until(0);
   clear_level_zero_reasons();
@@ -258,6 +275,8 @@ std::vector<std::pair<std::string, std::uint64_t>> DpllSolver::statistics_table(
           {"dpll implied by theory", statistics_.implied_with_clause + statistics_.implied_lazily}};
 }
 
+// The facts as unit clauses, the clauses, and the empty one if the facts contradict each other:
+// what a dump of the problem writes.
 std::vector<std::vector<Lit>> DpllSolver::problem_clauses() const {
   std::vector<std::vector<Lit>> result;
   const std::size_t facts = trail_lim_.empty() ? trail_.size() : index(trail_lim_[0]);

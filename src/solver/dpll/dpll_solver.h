@@ -202,6 +202,7 @@ class DpllSolver {
   // Theories (dpll_lemmas.cpp)
   bool send_to_theory(bool at_check);
   Clause* take_theory_conflict();
+  Clause* make_theory_conflict();
   bool propagate_theory();
   LemmaResult add_theory_lemmas();
   bool add_lemma(const LitVector& lemma, bool permanent, int& backjump_level);

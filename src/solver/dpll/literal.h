@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "solver/base/vector.h"
@@ -38,5 +40,20 @@ using Value = std::uint8_t;
 constexpr Value kTrue = 0;
 constexpr Value kFalse = 1;
 constexpr Value kUndefined = 2;
+
+/// Sorts the literals of a clause and drops repeated ones; false if the clause is a tautology, and
+/// then what is left of it means nothing.
+template <typename Literals>
+bool make_distinct(Literals& literals) {
+  std::sort(literals.begin(), literals.end());
+  std::size_t kept = 0;
+  for (const Lit literal : literals) {
+    if (kept > 0 && literals[kept - 1] == literal) continue;
+    if (kept > 0 && literals[kept - 1] == negate(literal)) return false;
+    literals[kept++] = literal;
+  }
+  literals.resize(kept);
+  return true;
+}
 
 }  // namespace ordax

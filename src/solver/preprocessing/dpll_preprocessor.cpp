@@ -58,11 +58,7 @@ std::uint64_t DpllPreprocessor::VariableEliminationStep::signature_of(
 }
 
 void DpllPreprocessor::VariableEliminationStep::add(std::vector<Lit> literals) {
-  std::sort(literals.begin(), literals.end());
-  literals.erase(std::unique(literals.begin(), literals.end()), literals.end());
-  for (std::size_t i = 0; i + 1 < literals.size(); ++i) {
-    if (negate(literals[i]) == literals[i + 1]) return;  // a tautology
-  }
+  if (!make_distinct(literals)) return;
   if (literals.empty()) contradiction_ = true;
   const std::size_t id = records_.size();
   for (const Lit l : literals) {
