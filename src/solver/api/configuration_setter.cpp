@@ -12,6 +12,8 @@ std::string_view trim(std::string_view text) {
   return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
+// What would change answers cannot be passed over: such an option ends the set-up with the name of
+// what is missing.
 void refuse_missing_features(const Configuration& c) {
   if (c.proof_generation && c.dpll.preprocessor.mode != 0) {
     throw ConfigurationSetter::error(
@@ -42,11 +44,15 @@ void refuse_missing_features(const Configuration& c) {
 
 }  // namespace
 
+// The name is looked at now, the value when the configuration is made: options may be told in any
+// order, and the last value of one counts.
 void ConfigurationSetter::set(std::string_view name, std::string_view value) {
   OptionParser::find(name);
   texts_.emplace_back(name, value);
 }
 
+// Lines of "name = value"; empty ones and those that begin with `#` are passed over. All faults of
+// a file are told at once, and a file with a fault changes nothing.
 void ConfigurationSetter::parse(std::string_view text) {
   std::size_t num_errors = 0;
   std::string errors;
@@ -78,6 +84,7 @@ void ConfigurationSetter::parse(std::string_view text) {
   texts_.insert(texts_.end(), read.begin(), read.end());
 }
 
+// Values out of range leave the default and are a warning, which names all of them.
 void ConfigurationSetter::apply(Configuration& configuration) const {
   std::string out_of_range;
   for (const auto& [name, value] : texts_) {

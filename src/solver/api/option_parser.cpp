@@ -15,6 +15,7 @@ OptionParser::error bad_value(const OptionRow& row, std::string_view value) {
                              std::string(value));
 }
 
+// All of the text must be the number. `from_chars` knows no locale, so that a point is a point.
 template <typename T>
 bool read(std::string_view text, T& value) {
   const char* end = text.data() + text.size();
@@ -24,6 +25,8 @@ bool read(std::string_view text, T& value) {
 
 }  // namespace
 
+// A name as it stands, or "no_" and the name of a Boolean option. The table has some hundred rows
+// and is read when a session is set up: a scan serves.
 OptionParser::Target OptionParser::find(std::string_view name) {
   if (name.empty()) throw error("bad option format: the name is empty");
   for (const OptionRow& row : option_table()) {
@@ -37,6 +40,7 @@ OptionParser::Target OptionParser::find(std::string_view name) {
   throw error("unknown option: " + std::string(name));
 }
 
+// Throws on a text that is no value of the option's kind; false for a value out of its range.
 bool OptionParser::apply(const Target& target, std::string_view value,
                          Configuration& configuration) {
   const OptionRow& row = *target.row;
@@ -69,6 +73,8 @@ bool OptionParser::apply(const Target& target, std::string_view value,
   return true;
 }
 
+// Reals with as many digits as survive the way into a text and back for the values that people
+// write.
 std::string OptionParser::value_text(const OptionRow& row, const Configuration& configuration) {
   Configuration copy(configuration);  // the accessors give places to write to
   switch (row.kind) {
@@ -88,6 +94,8 @@ std::string OptionParser::value_text(const OptionRow& row, const Configuration& 
   return "";
 }
 
+// Options of parts that are not built: taken, so that configurations of others can be read, and
+// said to have no effect.
 bool OptionParser::is_idle(const OptionRow& row) {
   // Options that ask for a missing feature by themselves are refused and not listed here.
   static constexpr std::string_view FAMILIES[] = {
@@ -112,6 +120,7 @@ bool OptionParser::is_idle(const OptionRow& row) {
   return std::find(std::begin(SINGLE), std::end(SINGLE), name) != std::end(SINGLE);
 }
 
+// Rows of one group stand together in the table; a heading opens each group.
 std::string OptionParser::usage() {
   const Configuration defaults;
   std::string text;

@@ -7,6 +7,8 @@
 namespace ordax {
 namespace {
 
+// A longer text of a term becomes a definition, so that lines stay readable; a value is asked for
+// only while its term can be written with less than the second.
 constexpr std::size_t LONGEST_INLINE = 200;
 constexpr std::size_t LONGEST_VALUE = 5000;
 
@@ -27,6 +29,7 @@ SmtLib2ApiTracer::SmtLib2ApiTracer(std::FILE* stream, bool scoped,
            OptionParser::value_text(row, configuration));
     }
   }
+  // Either declarations outlive pops, or they are written anew after one.
   if (!scoped_) line("(set-option :global-declarations true)");
   if (configuration.model_generation) line("(set-option :produce-models true)");
   line("(set-logic ALL)");
@@ -48,6 +51,7 @@ void SmtLib2ApiTracer::comment(const char* text) {
   line(std::string("; ") + text);
 }
 
+// The text comes first: writing it may define terms, which are lines of their own before this one.
 void SmtLib2ApiTracer::assert_formula(TermRef formula) {
   leave_assumptions();
   const std::string text = text_of(formula);
@@ -60,6 +64,8 @@ void SmtLib2ApiTracer::push() {
   line("(push 1)");
 }
 
+// A pop without a push is the caller's mistake, which the session refuses; the script leaves it
+// out. With scoped declarations all names since the push are unknown again.
 void SmtLib2ApiTracer::pop() {
   leave_assumptions();
   if (levels_.empty()) return;
@@ -106,6 +112,8 @@ void SmtLib2ApiTracer::solve(const std::vector<TermRef>& assumptions) {
   under_assumptions_ = true;
 }
 
+// Closes the scope of the last check under assumptions. Every call but a question for values comes
+// through here first.
 void SmtLib2ApiTracer::leave_assumptions() {
   if (!under_assumptions_) return;
   under_assumptions_ = false;
@@ -122,6 +130,8 @@ void SmtLib2ApiTracer::get_model_value(TermRef term) {
   if (writable_) line("(get-value (" + text + "))");
 }
 
+// Two walks: the first counts the parents of each term, the second writes the terms bottom up, and
+// gives a definition to each that is shared or long. Linear in the graph, not in the tree.
 std::string SmtLib2ApiTracer::text_of(TermRef root) {
   texts_.clear();
   HashMap<TermRef, std::uint32_t, TermHash> parents;
@@ -161,12 +171,14 @@ void SmtLib2ApiTracer::define(TermRef term, const std::string& text) {
   named_stack_.push_back(term);
 }
 
+// Integers where reals are expected are converted in the text: the language has no subtypes.
 std::string SmtLib2ApiTracer::argument(TermRef term, bool as_real) {
   if (!as_real || !term->type()->is_int()) return *texts_.find(term);
   if (is_number(term)) return smtlib_numeral(number_of(term), true);
   return "(to_real " + *texts_.find(term) + ")";
 }
 
+// One term over the texts of its arguments, which are written already.
 std::string SmtLib2ApiTracer::expression(TermRef term) {
   if (is_number(term)) return smtlib_numeral(number_of(term), !term->type()->is_int());
   std::string head;
@@ -186,6 +198,7 @@ std::string SmtLib2ApiTracer::expression(TermRef term) {
   return text + ")";
 }
 
+// Before its first use.
 void SmtLib2ApiTracer::declare(const Symbol* symbol) {
   if (declared_.contains(symbol->id)) return;
   if (with_model_) {
@@ -203,6 +216,7 @@ void SmtLib2ApiTracer::declare(const Symbol* symbol) {
   line("(declare-fun " + smtlib_symbol(symbol) + " (" + arguments + ") " + result + ")");
 }
 
+// Types of the user are declared before their first use, between bars for whatever they are called.
 std::string SmtLib2ApiTracer::sort_text(const Type* type) {
   if (type->is_bool() || type->is_arithmetic()) return type->name;
   const std::string text = between_bars(type->name);

@@ -6,6 +6,8 @@
 
 namespace ordax {
 
+// Variables in recent conflicts come first (VSIDS, Moskewicz et al., DAC 2001). Instead of letting
+// all activities decay, the increment grows; all are scaled down before they overflow.
 void DpllSolver::bump_variable(Var v) {
   double& activity = activity_[index(v)];
   activity += var_inc_;
@@ -31,6 +33,7 @@ bool DpllSolver::handle_conflict(Clause* conflict) {
   // The literals of a theory's clause stand by decreasing trail position; the clause may lie wholly
   // below the current level.
   for ([[maybe_unused]] const Lit l : *conflict) ORDAX_CHECK(is_false(l));
+  // Below `level` the trail is as it was when the clause became false.
   if (level < decision_level()) cancel_until(level);
   if (++statistics_.conflicts >= last_conflict_ && level > 0) {
     throw LimitReached("the limit on conflicts is reached");
@@ -40,6 +43,7 @@ bool DpllSolver::handle_conflict(Clause* conflict) {
     mark_unsat(0);
     return false;
   }
+  // A fact: nothing is to be derived, and the literal holds for good.
   if (conflict->size() == 1) {
     if (logs(4)) log(4, "unit conflict, backtracking to level zero");
     const Lit literal = (*conflict)[0];
@@ -51,10 +55,12 @@ bool DpllSolver::handle_conflict(Clause* conflict) {
   derive_clause(conflict, level);
   statistics_.derived_literals += learnt_clause_.size();
   ORDAX_CHECK(is_asserting(level));
+  // Whatever minimisation drops has to follow from what it keeps.
   const bool audits = analysis_audit_.due(trail_.size());
   const LitVector derived = audits ? learnt_clause_ : LitVector();
   if (config_.learnt_minimization) minimize_learnt();
   ORDAX_CHECK(!audits || removed_follow(derived));
+  // The marks are those of the literals in the clause and of all that was passed on the way.
   for (const Lit l : to_clear_) seen_[index(var_of(l))] = 0;
   to_clear_.clear();
   if (config_.glucose_learnt_minimization && !configuration_.proof_generation &&
@@ -74,6 +80,7 @@ inline void DpllSolver::see_literals(const Lit* first, const Lit* last, Lit impl
     if (q == implied) continue;
     const Var v = var_of(q);
     if (seen_[index(v)] != 0) continue;
+    // Facts are false for good and need no place in the clause.
     const int q_level = info_[index(v)].level;
     if (q_level == 0 && !config_.store_tlemmas) continue;
     seen_[index(v)] = 1;
@@ -96,6 +103,8 @@ void DpllSolver::derive_clause(Clause* conflict, int level) {
   int open_paths = 0;
   if (conflict->learnt()) bump_clause(conflict);
   see_literals(conflict->begin(), conflict->end(), kNoLit, level, open_paths);
+  // Backwards over the trail: each marked literal of the conflict's level is replaced by its
+  // reason, until one is left on which all paths meet (Marques-Silva and Sakallah, ICCAD 1996).
   std::size_t position = trail_.size();
   for (;;) {
     do {
@@ -119,6 +128,8 @@ void DpllSolver::derive_clause(Clause* conflict, int level) {
   }
 }
 
+// Drops literals that the others imply through reasons (Sorensson and Biere, SAT 2009). The mask of
+// levels is a quick necessary test: a literal of a level that the clause lacks cannot be implied.
 void DpllSolver::minimize_learnt() {
   if (config_.store_tlemmas) {
     bool has_fact = false;
@@ -197,6 +208,8 @@ void DpllSolver::minimize_with_binaries() {
   learnt_clause_.shrink(kept);
 }
 
+// The number of different levels among the literals (Audemard and Simon, IJCAI 2009); a stamp for
+// each level saves clearing.
 std::uint32_t DpllSolver::compute_lbd(const Lit* first, const Lit* last) {
   if (++stamp_ == 0) {
     for (std::uint32_t& s : level_stamp_) s = 0;
@@ -224,10 +237,12 @@ void DpllSolver::learn() {
         highest = i;
       }
     }
+    // The second watch is the literal that becomes undefined first when going back further.
     std::swap(learnt_clause_[1], learnt_clause_[highest]);
     backjump_level = level_of(var_of(learnt_clause_[1]));
   }
   const std::uint32_t lbd = compute_lbd(learnt_clause_.begin(), learnt_clause_.end());
+  // Variables whose reasons are better clauses than the new one count twice.
   if (config_.glucose_var_activity) {
     for (const Var v : resolved_) {
       const Clause* const reason = info_[index(v)].reason;
@@ -243,6 +258,7 @@ void DpllSolver::learn() {
     log(4, "backtracking to level " + std::to_string(backjump_level));
     log(4, "learnt clause: " + to_text(learnt_clause_.begin(), learnt_clause_.end()));
   }
+  // A ring of the last values against the mean of all: dynamic restarts by the quality of clauses.
   if (config_.restart_strategy == 3) {
     if (lbd_ring_.size() < kRingSize) {
       lbd_ring_.push_back(lbd);
@@ -264,6 +280,7 @@ void DpllSolver::learn() {
     attach(clause);
     assign(learnt_clause_[0], backjump_level == 0 ? nullptr : clause);
   }
+  // Growing increments are decaying activities.
   var_inc_ *= config_.var_decay_factor;
   cla_inc_ *= config_.cla_decay_factor;
 }
@@ -274,6 +291,8 @@ void DpllSolver::analyze_final(Lit assumption) {
   failed_.push_back(assumption);
   if (level_of(var_of(assumption)) == 0) return;
   seen_[index(var_of(assumption))] = 1;
+  // Backwards from the false literal: decisions that are met are assumptions, and labels of
+  // backtrack points are left out.
   const std::size_t bottom = index(trail_lim_[0]);
   const int base = num_base_levels();
   for (std::size_t i = trail_.size(); i-- > bottom;) {

@@ -6,11 +6,14 @@
 
 namespace ordax {
 
+// Numbers break ties where clauses are sorted; they may come round, which costs no more than an
+// order.
 Clause* DpllSolver::make_clause(const LitVector& literals, bool learnt, bool boosted) {
   if (next_clause_id_ == Clause::kMarkerId) next_clause_id_ = 0;
   return arena_.make(literals.data(), literals.size(), next_clause_id_++, learnt, boosted);
 }
 
+// The first two literals are watched, and each watch names the other one as its blocker.
 void DpllSolver::attach(Clause* clause) {
   const bool binary = clause->size() == 2;
   watches_[index((*clause)[0])].push_back(Watch((*clause)[1], clause, binary));
@@ -26,6 +29,8 @@ void DpllSolver::detach(const Clause* clause) {
   }
 }
 
+// Whether the clause is the reason of a literal. Propagation puts the implied literal first, except
+// in binary clauses, which it does not touch.
 bool DpllSolver::is_locked(const Clause* clause) const {
   const Lit first = (*clause)[0];
   if (info_[index(var_of(first))].reason == clause && is_true(first)) return true;
@@ -40,6 +45,7 @@ bool DpllSolver::is_satisfied(const Clause& clause) const {
                      [this](Lit l) { return is_true(l) && level_of(var_of(l)) == 0; });
 }
 
+// A pending clause is held: it may be forgotten by the lists before it is examined.
 void DpllSolver::add_pending(Clause* clause) {
   clause->hold();
   pending_.push_back(clause);
@@ -50,6 +56,7 @@ void DpllSolver::clear_pending() {
   pending_.clear();
 }
 
+// Facts need no reasons, and clauses that were some may then go.
 void DpllSolver::clear_level_zero_reasons() {
   const std::size_t facts = trail_lim_.empty() ? trail_.size() : index(trail_lim_[0]);
   for (std::size_t i = 0; i < facts; ++i) {
@@ -70,6 +77,7 @@ void DpllSolver::clear_level_zero_reasons() {
 void DpllSolver::remove_marked(Vector<Clause*>& removed) {
   if (removed.empty()) return;
   for ([[maybe_unused]] const Clause* clause : removed) ORDAX_CHECK(!is_reason(clause));
+  // Few are looked up one by one; of many, each list of watches is filtered once.
   if (removed.size() < 8) {
     for (const Clause* clause : removed) detach(clause);
   } else {
@@ -97,6 +105,8 @@ void DpllSolver::remove_marked(Vector<Clause*>& removed) {
   for (Clause* clause : removed) arena_.release(clause);
 }
 
+// Forgetting is due after so many conflicts, with intervals that grow, or when there are too many
+// learnt clauses; the limit grows with each time that it is met.
 void DpllSolver::forget_if_due() {
   if (statistics_.conflicts >= reduce_count_ * reduce_interval_) {
     if (static_cast<double>(learnts_.size()) <= learnt_limit_ || learnt_limit_ == 0) {
@@ -120,6 +130,8 @@ void DpllSolver::forget_if_due() {
 void DpllSolver::reduce_learnts() {
   if (learnts_.empty()) return;
   const std::size_t total = learnts_.size();
+  // Half of the clauses go, those of least activity first, and of the rest those that would have
+  // gone long ago. Short, binary, locked and held ones and those of two levels stay.
   const double extra_limit = cla_inc_ / static_cast<double>(total);
   const double factor = config_.boosted_activity_factor;
   const auto weight = [factor](const Clause* clause) {
@@ -155,6 +167,7 @@ void DpllSolver::reduce_learnts() {
   remove_marked(removed);
 }
 
+// A clause that is held elsewhere has to stay until it is released there.
 void DpllSolver::remove_satisfied(Vector<Clause*>& list) {
   Vector<Clause*> removed;
   std::size_t kept = 0;
@@ -172,10 +185,12 @@ void DpllSolver::remove_satisfied(Vector<Clause*>& list) {
 bool DpllSolver::simplify() {
   if (is_unsat()) return false;
   const std::size_t facts = trail_lim_.empty() ? trail_.size() : index(trail_lim_[0]);
+  // Elimination of variables only where nothing depends on a level or on a backtrack point.
   const bool wants_preprocessing = preprocessor_ != nullptr && config_.preprocessor.mode != 0 &&
                                    trail_lim_.empty() && base_levels_.empty() &&
                                    (config_.preprocessor.mode == 2 || !preprocessed_);
   if (facts == simplified_facts_ && !(wants_preprocessing && !preprocessed_)) return true;
+  // As much propagation as the clauses have literals pays for looking at them all.
   if (static_cast<std::int64_t>(statistics_.propagations) < simplify_budget_) return true;
   if (clauses_.size() < heap_.size() && !wants_preprocessing) return true;
   if (trail_lim_.empty()) {
@@ -195,6 +210,7 @@ bool DpllSolver::simplify() {
     preprocessed_ = true;
     if (!preprocess_clauses()) return false;
   }
+  // Assigned and eliminated variables leave the heap.
   heap_.filter([this](Var v) {
     return decision_[index(v)] != 0 && (values_[index(v)] & 2) != 0 &&
            (preprocessor_ == nullptr || !preprocessor_->is_eliminated(v));
@@ -222,12 +238,15 @@ bool DpllSolver::preprocess_clauses() {
     }
     if (!is_satisfied(*clause)) list.push_back(std::move(literals));
   }
+  // What is assumed or preferred must keep its variable.
   std::vector<std::uint8_t> frozen(frozen_.begin(), frozen_.end());
   for (const Lit l : assumptions_) frozen[index(var_of(l))] = 1;
   for (const Var v : preferred_) frozen[index(v)] = 1;
   clear_pending();
   preprocessor_->preprocess(list, frozen);
 
+  // The result takes the place of the problem's clauses; learnt ones over variables that are gone
+  // go, too.
   remove_clauses_if([](const Clause& clause) { return !clause.learnt(); });
   remove_clauses_if([this](const Clause& clause) {
     return std::any_of(clause.begin(), clause.end(),

@@ -12,6 +12,7 @@ constexpr std::ptrdiff_t kPrefetchAhead = 8;
 
 }  // namespace
 
+// The sequence 1 1 2 1 1 2 4 ... (Luby, Sinclair and Zuckerman, 1993), from i = 1.
 std::uint64_t DpllSolver::luby(std::uint64_t i) {
   for (;;) {
     std::uint64_t power = 1;  // 2^k for the k with 2^(k-1) <= i < 2^k
@@ -21,6 +22,7 @@ std::uint64_t DpllSolver::luby(std::uint64_t i) {
   }
 }
 
+// Small problems forget by a fixed rhythm, large ones in proportion to their clauses.
 void DpllSolver::set_forgetting_limits() {
   const std::uint64_t n = clauses_.size();
   if (config_.forget_interval > 0) {
@@ -39,6 +41,8 @@ void DpllSolver::set_forgetting_limits() {
   }
 }
 
+// Strategies: 0 geometric, 1 Luby, 2 Luby with a unit that follows the agility (Biere, SAT 2008),
+// 3 by the quality of recent clauses.
 void DpllSolver::start_restarts() {
   switch (config_.restart_strategy) {
     case 0:
@@ -91,6 +95,7 @@ void DpllSolver::next_restart() {
   }
 }
 
+// By quality: when the last clauses span clearly more levels than the mean of all.
 bool DpllSolver::restart_due(std::uint64_t run_conflicts) const {
   if (config_.restart_strategy != 3) return restart_limit_ <= static_cast<double>(run_conflicts);
   if (lbd_ring_.size() < kRingSize || statistics_.conflicts == 0) return false;
@@ -99,6 +104,8 @@ bool DpllSolver::restart_due(std::uint64_t run_conflicts) const {
   return average < static_cast<double>(recent) * 0.7;
 }
 
+// Unsatisfiable means: with what was assumed. `failed_` then holds the assumptions to blame, and is
+// empty if there are none.
 bool DpllSolver::solve(const LitVector& assumptions, bool keep_trail) {
   failed_.clear();
   if (is_unsat()) return false;
@@ -109,6 +116,7 @@ bool DpllSolver::solve(const LitVector& assumptions, bool keep_trail) {
     log(1, "searching (vars: " + std::to_string(heap_.size()) +
                ", clauses: " + std::to_string(clauses_.size()) + ")");
   }
+  // All limits are those of one check.
   set_forgetting_limits();
   last_conflict_ = conflict_limit_ == 0 ? UINT64_MAX : statistics_.conflicts + conflict_limit_;
   start_restarts();
@@ -143,6 +151,7 @@ void DpllSolver::minimize_model() {
   }
   for (const Lit l : assumptions_) needed[index(var_of(l))] = 1;
   for (const Lit l : base_levels_) needed[index(var_of(l))] = 1;
+  // A clause is served by a literal that is needed anyway, else by its first true one.
   for (const Clause* clause : clauses_) {
     Lit choice = kNoLit;
     for (const Lit l : *clause) {
@@ -163,6 +172,8 @@ void DpllSolver::minimize_model() {
 // Level 0 again for the clauses that were unit when they arrived inside the search.
 bool DpllSolver::examine_pending() {
   cancel_until(0);
+  // At level 0 each is satisfied, unit, false or not due yet; the last ones are watched like
+  // others.
   bool consistent = true;
   for (Clause* clause : pending_) {
     Lit open = kNoLit;
@@ -233,6 +244,8 @@ DpllSolver::LemmaResult DpllSolver::theory_step(bool approx, std::uint64_t& run_
 DpllSolver::SearchResult DpllSolver::search() {
   std::uint64_t run_conflicts = 0;
   for (;;) {
+    // One turn: go back where that is due, propagate to the end, ask the theories, and only then
+    // decide.
     if (termination_ != nullptr && run_conflicts % 100 == 0) termination_->check();
     if (restart_due(run_conflicts)) {
       cancel_until(std::min(num_base_levels(), decision_level()));
@@ -248,24 +261,30 @@ DpllSolver::SearchResult DpllSolver::search() {
       if (!handle_conflict(conflict)) return SearchResult::UNSAT;
       continue;
     }
+    // Invariants of the whole state, in tests: their cost is kept in proportion to the search.
     if (search_audit_.due(audit_cost())) {
       ORDAX_CHECK(watches_hold());
       ORDAX_CHECK(reasons_hold());
       ORDAX_CHECK(heap_holds());
     }
+    // Below all assumptions stand the labels of the backtrack points.
     if (decision_level() < num_base_levels()) {
       bool assigned = false;
       if (!open_base_levels(assigned)) return SearchResult::UNSAT;
       if (assigned) continue;
     }
+    // The cheap checks at every turn; the full ones wait for a complete assignment.
     LemmaResult theory = theory_step(/*approx=*/true, run_conflicts);
     if (theory == LemmaResult::UNSAT) return SearchResult::UNSAT;
     if (theory == LemmaResult::ADDED) continue;
     if (decision_level() <= num_base_levels() && !simplify()) return SearchResult::UNSAT;
+    // Simplifying may have made facts.
     if (head_ < trail_.size()) continue;
     forget_if_due();
 
     Lit next = kNoLit;
+    // Assumptions are the next decisions, in order; one that holds already still takes a level, so
+    // that levels tell assumptions.
     while (index(decision_level()) < base_levels_.size() + assumptions_.size()) {
       const Lit assumption = assumptions_[index(decision_level() - num_base_levels())];
       if (is_true(assumption)) {
@@ -287,6 +306,7 @@ DpllSolver::SearchResult DpllSolver::search() {
       continue;
     }
 
+    // Everything is assigned: the theories decide in full.
     if (hook_ == nullptr) return SearchResult::SAT;
     theory = theory_step(/*approx=*/false, run_conflicts);
     if (theory == LemmaResult::UNSAT) return SearchResult::UNSAT;
@@ -301,6 +321,8 @@ DpllSolver::SearchResult DpllSolver::search() {
       decide(next);
       continue;
     }
+    // The step may have brought lemmas, and interface equalities that have to be looked at once
+    // more.
     if (!pending_.empty()) continue;
     theory = theory_step(/*approx=*/false, run_conflicts);
     if (theory == LemmaResult::UNSAT) return SearchResult::UNSAT;
@@ -372,12 +394,14 @@ Clause* DpllSolver::propagate() {
       }
       Clause& clause = *watch.clause();
       Lit* const literals = clause.begin();
+      // The other watched literal, whichever of the two places it has.
       const Lit first = literals[0] ^ literals[1] ^ false_lit;
       const Value first_value = value_of(first);
       if (first_value == kTrue) {
         *keep++ = Watch(first, &clause, /*binary=*/false);
         continue;
       }
+      // A literal that is not false takes over the watch.
       const Lit* const last = literals + clause.size();
       Lit* candidate = literals + 2;
       while (candidate != last && value_of(*candidate) == kFalse) ++candidate;
@@ -388,6 +412,7 @@ Clause* DpllSolver::propagate() {
         watches[index(literals[1])].push_back(Watch(first, &clause, /*binary=*/false));
         continue;
       }
+      // Unit or false: the implied literal stands first, where `is_locked` looks for it.
       literals[1] = false_lit;
       *keep++ = Watch(first, &clause, /*binary=*/false);
       if (first_value == kFalse) {
@@ -408,6 +433,8 @@ Clause* DpllSolver::propagate() {
   return conflict;
 }
 
+// A linear congruential generator (Knuth, TAOCP 3.2.1) of the solver's own: the same on all
+// machines.
 std::uint64_t DpllSolver::next_random() {
   random_state_ = random_state_ * 25214903917ULL + 11;
   random_state_ &= ~(1ULL << 49);
@@ -415,6 +442,8 @@ std::uint64_t DpllSolver::next_random() {
 }
 
 Lit DpllSolver::pick_branching_literal() {
+  // The caller's preferences come first, then a random choice now and then, then the highest
+  // activity.
   for (const Var v : preferred_) {
     if ((values_[index(v)] & 2) == 0) continue;
     const Value phase =
@@ -447,6 +476,7 @@ Lit DpllSolver::pick_branching_literal() {
     chosen = v;
   }
   if (chosen == kNoVar) return kNoLit;
+  // The value that the variable had last (Pipatsrisawat and Darwiche, SAT 2007).
   bool negated = saved_phase_[index(chosen)] != kTrue;
   if (random && config_.branching_random_ignore_polarity)
     negated = ((next_random() >> 16) & 1) != 0;
@@ -465,6 +495,7 @@ bool DpllSolver::is_ghost(Var v) {
   if (preprocessed_) return false;
   const std::int32_t end = (values_[index(v)] & 2) != 0 ? static_cast<std::int32_t>(trail_.size())
                                                         : info_[index(v)].position;
+  // Occurrences are counted anew when the clauses have changed.
   const std::uint32_t version = clauses_.empty() ? 0 : clauses_.back()->id();
   if (occurrences_version_ != version || occurrences_.size() != values_.size() ||
       occurrences_count_ != clauses_.size()) {
@@ -497,6 +528,7 @@ void DpllSolver::save_phases(std::size_t from) {
   const bool save = config_.branching_cache_phase != 0;
   for (std::size_t i = from; i < trail_.size(); ++i) {
     const Var v = var_of(trail_[i]);
+    // A random decision may ask that its variable forgets its phase.
     if (saved_phase_[index(v)] == 4) {
       saved_phase_[index(v)] = initial;
     } else if (save && i >= start) {
@@ -508,6 +540,7 @@ void DpllSolver::save_phases(std::size_t from) {
 void DpllSolver::cancel_until(int level) {
   if (decision_level() <= level) return;
   const std::size_t target = index(trail_lim_[index(level)]);
+  // The theories go back first: they may still look at the trail.
   if (hook_ != nullptr && theory_level_ > level) {
     hook_->backtrack(level);
     theory_level_ = level;
@@ -521,6 +554,7 @@ void DpllSolver::cancel_until(int level) {
     info_[index(v)].reason = nullptr;
     if (decision_[index(v)] != 0) heap_.insert(v);
   }
+  // Reasons that theories gave belong to nobody but the literals that go.
   while (!theory_reasons_.empty() && index(theory_reasons_.back().position) >= target) {
     arena_.release(theory_reasons_.back().clause);
     theory_reasons_.pop_back();

@@ -4,6 +4,7 @@
 
 namespace ordax::la {
 
+// A definition is the sum "summands - slack = 0". Each variable knows the sums that it stands in.
 void BoundAtoms::know_definitions() {
   if (lists_.size() < solver_.num_variables()) lists_.resize(solver_.num_variables());
   for (std::size_t d = definitions_.size(); d < solver_.num_definitions(); ++d) {
@@ -29,6 +30,7 @@ void BoundAtoms::add_atom(LaVar v, const BoundValue& limit, Lit literal) {
   list.atoms.insert(place, {limit, literal});
   ++num_atoms_;
   // A new atom at a cursor counts as undecided; `advance` decides it below.
+  // Cursors, and what is kept of them for going back, keep pointing at the same atoms.
   const auto shift = [position](std::int32_t& low, std::int32_t& high) {
     if (position < low) ++low;
     if (position <= high) ++high;
@@ -40,6 +42,7 @@ void BoundAtoms::add_atom(LaVar v, const BoundValue& limit, Lit literal) {
   advance(v);
 }
 
+// No bound is asserted: the cursors go back to the ends.
 void BoundAtoms::remove_atoms(Var first) {
   for (AtomList& list : lists_) {
     const auto gone = std::remove_if(list.atoms.begin(), list.atoms.end(),
@@ -69,6 +72,8 @@ void BoundAtoms::advance(LaVar v) {
   const BoundIndex upper = solver_.deduced(v, Solver::kUpper);
   const std::int32_t old_low = list.low;
   const std::int32_t old_high = list.high;
+  // Atoms say "v <= limit": those below a lower bound are false, those at or above an upper bound
+  // true. Between the cursors stand the undecided ones.
   if (lower != 0) {
     const BoundValue& value = solver_.bound(lower).value;
     for (; list.low < size && list.atoms[index(list.low)].limit < value; ++list.low) {
@@ -93,6 +98,7 @@ void BoundAtoms::enqueue(LaVar v) {
   queue_.push_back(v);
 }
 
+// Whether a bound would decide the atom next to a cursor.
 bool BoundAtoms::passes_atom(LaVar v, int side, const BoundValue& value) const {
   const AtomList& list = lists_[index(v)];
   if (list.low >= list.high) return false;
@@ -105,6 +111,8 @@ bool BoundAtoms::is_useful(LaVar v, int side, const BoundValue& value) const {
   return passes_atom(v, side, value) || lists_[index(v)].definitions.size() > 1;
 }
 
+// First through the definitions, which are short and whose bounds make good explanations, then
+// through the rows of the tableau as they are. False if two bounds cross.
 bool BoundAtoms::deduce(bool with_rows) {
   if (solver_.changed().empty()) return true;
   ORDAX_CHECK(!audit_.due(num_atoms_ + lists_.size()) || cursors_hold());
@@ -129,6 +137,7 @@ bool BoundAtoms::deduce(bool with_rows) {
       }
     }
     for (const LaVar v : queue_) lists_[index(v)].in_queue = false;
+    // The rows are looked at for the bounds that were told, not for those just deduced.
     queue_.shrink(num_told);
     ++stamp_;
     row_stamp_.resize(solver_.tableau().num_rows(), 0);
@@ -157,6 +166,7 @@ bool BoundAtoms::propagate_tableau_row(std::int32_t row) {
   if (row_stamp_[index(row)] == stamp_) return true;
   row_stamp_[index(row)] = stamp_;
   const Tableau::Row& entries = solver_.tableau().row(row);
+  // Long rows rarely have all their bounds, and explain by long clauses.
   if (entries.size() > kMaxRowLength) return true;
   // Most rows lack too many bounds on both sides.
   const LaVar basic = solver_.tableau().basic_of(row);
@@ -183,6 +193,7 @@ bool BoundAtoms::propagate_sum(const Sum& sum) {
 bool BoundAtoms::propagate_side(const Sum& sum, bool minimum) {
   BoundValue total;
   std::size_t missing = sum.size();
+  // If one summand has no bound, only that one can be bounded; if two have none, nothing can.
   for (std::size_t i = 0; i < sum.size(); ++i) {
     const Summand& s = sum[i];
     const BoundIndex bound =
@@ -198,6 +209,7 @@ bool BoundAtoms::propagate_side(const Sum& sum, bool minimum) {
   if (missing != sum.size()) return derive(sum, missing, minimum, std::move(total));
   for (std::size_t i = 0; i < sum.size(); ++i) {
     const LaVar v = sum[i].var;
+    // Nothing to decide and nobody to tell.
     const AtomList& list = lists_[index(v)];
     if (list.low >= list.high && list.definitions.size() <= 1) continue;
     const int side = minimum == (sum[i].sign > 0) ? Solver::kLower : Solver::kUpper;
@@ -234,6 +246,7 @@ bool BoundAtoms::derive(const Sum& sum, std::size_t i, bool minimum, BoundValue 
                                                : rest > solver_.bound(opposite).value);
   if (!crosses && !is_useful(v, side, rest)) return true;
 
+  // The bounds used lie one after the other after their number; the new bound names the place.
   const auto reason = static_cast<std::int32_t>(antecedents_.size());
   antecedents_.push_back(static_cast<BoundIndex>(sum.size() - 1));
   for (std::size_t k = 0; k < sum.size(); ++k) {
@@ -253,6 +266,7 @@ bool BoundAtoms::derive(const Sum& sum, std::size_t i, bool minimum, BoundValue 
   return true;
 }
 
+// Marks of all that grows with the trail.
 void BoundAtoms::push() {
   level_marks_.push_back({cursor_trail_.size(), implied_.size(), antecedents_.size()});
 }
@@ -285,6 +299,7 @@ bool BoundAtoms::next_implied(Lit& literal, BoundIndex& reason) {
   return true;
 }
 
+// Back through deduced bounds to the literals, each bound once: linear in what was used.
 void BoundAtoms::explain(const BoundIndex* first, const BoundIndex* last, LitVector& literals) {
   bound_stamp_.resize(std::max(bound_stamp_.size(), solver_.num_bounds()), 0);
   ++stamp_;

@@ -11,6 +11,7 @@ constexpr std::size_t kManyViolated = 500;
 
 Solver::Solver(Logger& logger, int greedy_threshold)
     : logger_(logger), greedy_threshold_(greedy_threshold) {
+  // Number 0 of variables and of bounds means none, so that no place needs a second flag.
   new_variable(/*is_int=*/false);  // number 0 is nobody
   num_problem_vars_ = 0;
   bounds_.push_back({BoundValue(), 0, 0, 0, 0, Bound::PERMANENT, false});
@@ -25,6 +26,7 @@ LaVar Solver::new_variable(bool is_int) {
   return v;
 }
 
+// The value is computed from those of the summands, for rows hold at all times.
 LaVar Solver::new_slack(const std::vector<Tableau::Summand>& sum, bool is_int) {
   const LaVar v = new_variable(is_int);
   --num_problem_vars_;
@@ -37,6 +39,7 @@ LaVar Solver::new_slack(const std::vector<Tableau::Summand>& sum, bool is_int) {
   return v;
 }
 
+// Youngest first: a definition is younger than its summands. No bound is left.
 void Solver::remove_variables(std::size_t count) {
   ORDAX_CHECK(bounds_.size() == 1 && disequalities_.empty());
   while (vars_.size() > count) {
@@ -58,6 +61,7 @@ void Solver::remove_variables(std::size_t count) {
   if (model_.size() > count) model_.resize(count);
 }
 
+// For deduction: variables with a new bound.
 void Solver::mark_changed(LaVar v) {
   Variable& x = vars_[index(v)];
   if (x.is_changed) return;
@@ -70,6 +74,7 @@ void Solver::clear_changed() {
   changed_.clear();
 }
 
+// For the next check: variables whose value may be out of bounds.
 void Solver::touch(LaVar v) {
   Variable& x = vars_[index(v)];
   if (x.is_touched) return;
@@ -81,6 +86,7 @@ bool Solver::assert_bound(LaVar v, int side, const BoundValue& value, Bound::Kin
                           std::int32_t reason) {
   Variable& x = vars_[index(v)];
   const BoundIndex current = x.asserted[side];
+  // A weaker bound says nothing. Each bound remembers what it hides, for `pop_to`.
   if (current != 0) {
     const int order = BoundValue::compare(value, bounds_[index(current)].value);
     if (side == kUpper ? order >= 0 : order <= 0) return true;
@@ -88,6 +94,7 @@ bool Solver::assert_bound(LaVar v, int side, const BoundValue& value, Bound::Kin
   const auto made = static_cast<BoundIndex>(bounds_.size());
   bounds_.push_back({value, v, current, x.deduced[side], reason, kind, side == kUpper});
   x.asserted[side] = made;
+  // The deduced bounds are at least as tight as the asserted ones.
   const BoundIndex deduced = x.deduced[side];
   if (deduced == 0 || (side == kUpper ? value < bounds_[index(deduced)].value
                                       : value > bounds_[index(deduced)].value)) {
@@ -95,6 +102,7 @@ bool Solver::assert_bound(LaVar v, int side, const BoundValue& value, Bound::Kin
     mark_changed(v);
   }
   touch(v);
+  // Crossing bounds are a conflict of two, without a look at the tableau.
   const BoundIndex opposite = x.asserted[1 - side];
   if (opposite != 0 && (side == kUpper ? value < bounds_[index(opposite)].value
                                        : value > bounds_[index(opposite)].value)) {
@@ -107,6 +115,7 @@ bool Solver::assert_bound(LaVar v, int side, const BoundValue& value, Bound::Kin
   return true;
 }
 
+// The simplex does not see deduced bounds: they follow from the asserted ones.
 BoundIndex Solver::push_deduced(LaVar v, int side, const BoundValue& value, std::int32_t reason) {
   Variable& x = vars_[index(v)];
   const auto made = static_cast<BoundIndex>(bounds_.size());
@@ -121,6 +130,8 @@ void Solver::assert_disequality(Lit constraint, LaVar v, const Number& value) {
   disequalities_.push_back({v, BoundValue(value), constraint});
 }
 
+// Values and the tableau are not part of a level: any values that satisfy the rows serve, and those
+// before a step back are good ones to go on from.
 void Solver::push() {
   level_marks_.push_back({bounds_.size(), disequalities_.size()});
 }
@@ -150,6 +161,7 @@ bool Solver::is_fixed(LaVar v) const {
          bounds_[index(x.asserted[kLower])].value == bounds_[index(x.asserted[kUpper])].value;
 }
 
+// The list is kept sorted: the smallest variable leaves first where the rule of Bland asks for it.
 void Solver::note_if_violated(LaVar v) {
   Variable& x = vars_[index(v)];
   if (x.is_violated || !(below_lower(x) || above_upper(x))) return;
@@ -173,6 +185,7 @@ void Solver::apply_touched() {
   touched_.clear();
 }
 
+// Rows stay true: each basic variable of the column follows.
 void Solver::move_nonbasic(LaVar v, const BoundValue& target) {
   const BoundValue change = target - vars_[index(v)].value;
   for (const ColumnEntry& place : tableau_.column(v)) {
@@ -237,6 +250,7 @@ LaVar Solver::pick_leaving(bool greedy) {
       if (best == 0) best = v;
       continue;
     }
+    // Greedy: the shortest row, then the largest violation.
     const std::size_t length = tableau_.row(tableau_.row_of(v)).size();
     if (best != 0 && length > best_length) continue;
     BoundValue violation = low ? bounds_[index(x.asserted[kLower])].value - x.value
@@ -251,6 +265,7 @@ LaVar Solver::pick_leaving(bool greedy) {
   return best;
 }
 
+// Whether the variable has room in the direction that moves the row's basic one.
 bool Solver::can_move(const RowEntry& entry, bool raise) const {
   const Variable& x = vars_[index(entry.var)];
   const int side = raise == (entry.coefficient.sign() > 0) ? kUpper : kLower;
@@ -293,6 +308,7 @@ std::int32_t Solver::pick_entering(LaVar leaving, bool raise, bool greedy) const
   return best;
 }
 
+// The bound that is violated and the bounds that keep each variable of its row where it is.
 void Solver::explain_row(LaVar basic, bool raise, Vector<BoundIndex>& out) const {
   ORDAX_CHECK(is_row_conflict(basic, raise));
   out.clear();
@@ -349,6 +365,8 @@ bool Solver::check() {
     return true;
   }
   if (logger_.verbosity() >= 5) logger_.log(5, "LA", "LA - check");
+  // Greedy choices are fast but may cycle; after so many rounds the smallest numbers are taken,
+  // which ends (Bland 1977).
   const std::size_t threshold = greedy_threshold_ > 0
                                     ? static_cast<std::size_t>(greedy_threshold_)
                                     : std::max<std::size_t>(100, 10 * num_problem_vars_);

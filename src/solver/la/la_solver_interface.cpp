@@ -24,6 +24,8 @@ void LaSolverInterface::choose_scale(const std::vector<TermRef>& relations) {
   // Beyond these sizes bounds would leave the inline form, which is what the scale is for.
   constexpr std::int64_t kMaxScale = 1'000'000;
   constexpr std::int64_t kMaxConstant = std::int64_t{1} << 40;
+  // Real variables are counted in units of 1/scale, so that the constants of the problem are
+  // integers and bounds stay in machine words.
   Number scale(1);
   Number largest(1);
   for (const TermRef relation : relations) {
@@ -44,6 +46,7 @@ bool LaSolverInterface::tell_atom(Var variable, TermRef atom) {
     constraints_.resize(index(variable) + 1);
     implied_by_.resize(index(variable) + 1, 0);
   }
+  // An atom is "factor * var + constant op 0" over one variable of the solver, a slack for a sum.
   told_.insert(atom);
   lineariser_.difference(atom, form_);
   Constraint& constraint = constraints_[index(variable)];
@@ -54,6 +57,7 @@ bool LaSolverInterface::tell_atom(Var variable, TermRef atom) {
   constraint.literal = make_lit(variable);
   if (sum.var == 0) {
     const int sign = sum.constant.sign();
+    // Constant atoms are decided by a lemma of one literal.
     const bool holds = is_equal(atom) ? sign == 0 : sign <= 0;
     add_lemma({holds ? atom : terms_.make_not(atom)});
     return true;
@@ -83,6 +87,7 @@ bool LaSolverInterface::tell_inequality(Constraint& constraint, Var variable,
     constraint.limit =
         integral ? BoundValue(edge.ceil() - Number(1)) : BoundValue(edge, Number(-1));
   }
+  // The negation is the next larger value: one step of integers, or just above.
   constraint.above = atoms_.next_above(sum.var, constraint.limit);
   constraint.literal = make_lit(variable, /*negated=*/!upper);
   constraint.kind = Constraint::BOUND;
@@ -98,6 +103,7 @@ bool LaSolverInterface::tell_equality(Constraint& constraint, Var variable,
     add_lemma({terms_.make_not(constraint.atom)});
     return true;
   }
+  // Over integers the two halves of a disequality are inequalities that the search decides.
   if (config_.split_rat_eq || solver_.is_int(sum.var)) {
     split_equality(variable, constraint.atom);
     return true;
@@ -130,6 +136,7 @@ void LaSolverInterface::split_equality(Var variable, TermRef atom) {
   }
 }
 
+// Whether one of the two inequalities of a split equality is no atom any more.
 bool LaSolverInterface::lost_a_side(TermRef equality) {
   const TermRef sides[] = {terms_.make_leq(equality->arg(0), equality->arg(1)),
                            terms_.make_leq(equality->arg(1), equality->arg(0))};
@@ -140,6 +147,7 @@ bool LaSolverInterface::lost_a_side(TermRef equality) {
   return false;
 }
 
+// The other direction: both inequalities together are the equality.
 void LaSolverInterface::add_completing_lemma(TermRef atom) {
   const TermRef below = terms_.make_leq(atom->arg(0), atom->arg(1));
   const TermRef above = terms_.make_leq(atom->arg(1), atom->arg(0));
@@ -148,6 +156,7 @@ void LaSolverInterface::add_completing_lemma(TermRef atom) {
   add_lemma({atom, not_below, not_above});
 }
 
+// What is negated now needs its meaning when it is false.
 void LaSolverInterface::polarities_changed() {
   std::size_t kept = 0;
   for (const SplitEquality& f : filtered_) {
@@ -203,6 +212,7 @@ void LaSolverInterface::retract_atoms(Var first) {
 bool LaSolverInterface::assume(Lit literal) {
   const Constraint& c = constraints_[index(var_of(literal))];
   bool consistent = true;
+  // The solver notes the literal with each bound, which is how conflicts come back as literals.
   if (c.kind == Constraint::BOUND) {
     consistent = literal == c.literal ? solver_.assert_upper(literal, c.var, c.limit)
                                       : solver_.assert_lower(literal, c.var, c.above);
@@ -221,6 +231,8 @@ bool LaSolverInterface::assume(Lit literal) {
   return false;
 }
 
+// In the order of cost: the rational simplex, deduction, and for a complete assignment
+// disequalities and integers.
 bool LaSolverInterface::check(bool approx) {
   conflict_.clear();
   if (!solver_.check()) {
@@ -246,6 +258,7 @@ bool LaSolverInterface::check(bool approx) {
   return !has_integers_ || check_integers();
 }
 
+// With the integer part switched off, a rational solution that is not integral cannot be judged.
 bool LaSolverInterface::check_integers() {
   if (!config_.laz_enabled) {
     for (const TermRef term : mapper_.terms()) {
@@ -307,6 +320,7 @@ bool LaSolverInterface::next_implied_literal(Lit& literal) {
   return atoms_.next_implied(literal, last_implied_);
 }
 
+// True if the reason was written: short ones at once, long ones only if a conflict asks.
 bool LaSolverInterface::accept_implied_literal(Lit literal, LitVector& reason) {
   implied_by_[index(var_of(literal))] = last_implied_;
   // A reason of one literal costs nothing to find again.

@@ -18,6 +18,7 @@ constexpr std::uint64_t kMaxLemmas = 50000;
 constexpr std::uint64_t kMaxUnboundedSplits = 300;
 constexpr std::size_t kMaxBranches = 200000;
 
+// Sorted lists as sets: proofs hold a few entries.
 void add_unique(std::vector<std::int32_t>& list, std::int32_t item) {
   const auto place = std::lower_bound(list.begin(), list.end(), item);
   if (place == list.end() || *place != item) list.insert(place, item);
@@ -53,6 +54,7 @@ bool Solver::all_integral() const {
                      [this](LaVar v) { return is_integral(v); });
 }
 
+// The fractional variable with the smallest bounded range, else the first one.
 LaVar Solver::pick_branch_variable() const {
   LaVar best = 0;
   bool best_bounded = false;
@@ -86,6 +88,8 @@ void Solver::forget_variables(std::size_t count) {
   equations_.reset();
 }
 
+// From the cheapest way to an integral point, or to the proof that there is none, to the dearest;
+// if all give up, the search outside splits on a variable.
 Solver::Result Solver::check() {
   for (; known_variables_ < rational_.num_variables(); ++known_variables_) {
     const auto v = static_cast<LaVar>(known_variables_);
@@ -138,6 +142,7 @@ bool Solver::unit_cube_test() {
   const std::size_t level = rational_.num_levels();
   rational_.push();
   bool feasible = true;
+  // Each constraint moves inwards by what a step of one half in every integer variable can change.
   for (std::size_t d = 0; feasible && d < rational_.num_definitions(); ++d) {
     const LaVar slack = rational_.slack_of(d);
     Number radius;
@@ -176,6 +181,7 @@ bool Solver::unit_cube_test() {
   return false;
 }
 
+// A variable as a sum over problem variables.
 Diophantine::Form Solver::form_of(LaVar v) const {
   Diophantine::Form form;
   if (rational_.is_slack(v)) {
@@ -196,6 +202,9 @@ void Solver::explain_proof(const Diophantine::Proof& proof) {
   }
 }
 
+// Solves the equations over the integers by elimination (Griggio, JSAT 2012): they may contradict
+// each other modulo some number, or fix the residue of a variable, which may leave its bounds
+// nothing.
 Solver::Elimination Solver::eliminate_equalities() {
   bool has_equation = false;
   for (std::size_t d = 0; d < rational_.num_definitions() && !has_equation; ++d) {
@@ -278,6 +287,7 @@ bool Solver::tighten(const Diophantine& equations, LaVar v) {
     return false;
   }
   if (lower == 0 || upper == 0) return true;
+  // The variable is `common * m + constant`.
   Number common;
   for (const auto& [var, coefficient] : form.sum) common = Number::gcd(common, coefficient);
   const Number least = ((rational_.bound(lower).value.rational() - form.constant) / common).ceil();

@@ -4,6 +4,8 @@
 
 namespace ordax::la {
 
+// The solver's variable of a term that is no sum. What is no constant is refused here, by name:
+// this is the one door through which terms come into arithmetic.
 LaVar LinearTermMapper::variable(TermRef term) {
   if (const LaVar* known = variables_.find(term); known != nullptr) return *known;
   if (is_uf(term)) throw error("missing feature: equality solver");
@@ -19,6 +21,7 @@ LaVar LinearTermMapper::variable(TermRef term) {
   return v;
 }
 
+// Multiplicative mixing of variables and coefficients in order (Knuth, TAOCP 6.4).
 std::uint64_t LinearTermMapper::hash_of(const std::vector<Tableau::Summand>& sum) {
   std::uint64_t h = sum.size();
   for (const Tableau::Summand& s : sum) {
@@ -28,6 +31,9 @@ std::uint64_t LinearTermMapper::hash_of(const std::vector<Tableau::Summand>& sum
   return h;
 }
 
+// The variable that stands for a sum: one for all equal sums, looked up by a hash that leads to a
+// chain of definitions. Equal sums have equal texts, since `map` scales them to coprime
+// coefficients with a positive first one.
 LaVar LinearTermMapper::slack(const std::vector<Tableau::Summand>& sum, bool is_int) {
   std::int32_t& first = first_by_hash_[hash_of(sum)];
   for (std::int32_t d = first; d != 0; d = next_by_hash_[static_cast<std::size_t>(d - 1)]) {
@@ -46,6 +52,7 @@ LaVar LinearTermMapper::slack(const std::vector<Tableau::Summand>& sum, bool is_
   return v;
 }
 
+// Takes back the variables from number `count` on, youngest first.
 void LinearTermMapper::forget_variables(std::size_t count) {
   for (; term_of_.size() > count; term_of_.pop_back()) {
     if (const TermRef term = term_of_.back(); term != nullptr) {
@@ -76,6 +83,9 @@ void LinearTermMapper::apply_scale(LinearForm& form) const {
   form.constant *= scale_;
 }
 
+// A form is `factor * variable + constant`: of a single term its own variable, of a sum the
+// variable of the sum scaled to a normal form. Bounds on 2x + 4y and on -x - 2y thus meet at one
+// variable.
 LinearTermMapper::Mapped LinearTermMapper::map(LinearForm form) {
   if (!scale_.is_one()) apply_scale(form);
   Mapped result;
@@ -91,6 +101,7 @@ LinearTermMapper::Mapped LinearTermMapper::map(LinearForm form) {
   }
   result.constant = form.constant;
   const bool negative = form.monomials[0].coefficient.sign() < 0;
+  // What the scaling multiplied, the factor takes back.
   result.factor = form.make_coprime().inverse();
   if (negative) {
     form.scale(Number(-1));

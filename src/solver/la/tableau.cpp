@@ -8,6 +8,8 @@ void Tableau::add_var() {
   position_of_.push_back(-1);
 }
 
+// Row and column entries know each other's place, so that an entry is removed from both in constant
+// time: whatever moves one has to tell the other.
 void Tableau::append(std::int32_t row, LaVar var, Number coefficient) {
   Vector<ColumnEntry>& column = columns_[index(var)];
   Row& entries = rows_[index(row)];
@@ -16,6 +18,7 @@ void Tableau::append(std::int32_t row, LaVar var, Number coefficient) {
   column.push_back({row, static_cast<std::int32_t>(entries.size() - 1)});
 }
 
+// The last entry of the column takes the free place, and its row entry learns of it.
 void Tableau::leave_column(LaVar var, std::int32_t column_position) {
   Vector<ColumnEntry>& column = columns_[index(var)];
   const ColumnEntry last = column.back();
@@ -25,6 +28,7 @@ void Tableau::leave_column(LaVar var, std::int32_t column_position) {
   rows_[index(last.row)][index(last.position)].column_position = column_position;
 }
 
+// The same on both sides. The order within rows and columns is not kept.
 void Tableau::remove(std::int32_t row, std::size_t position) {
   Row& entries = rows_[index(row)];
   leave_column(entries[position].var, entries[position].column_position);
@@ -38,6 +42,7 @@ void Tableau::remove(std::int32_t row, std::size_t position) {
   --num_entries_;
 }
 
+// The sum is written over variables that are not basic: a basic one is replaced by its row.
 void Tableau::add_row(LaVar basic, const std::vector<Summand>& summands) {
   auto row = static_cast<std::int32_t>(rows_.size());
   if (free_rows_.empty()) {
@@ -61,6 +66,8 @@ void Tableau::add_row(LaVar basic, const std::vector<Summand>& summands) {
   row_of_[index(basic)] = row;
 }
 
+// The row of a variable goes with it. If it is not basic it is made so first, for other rows hold
+// it; afterwards no row does.
 void Tableau::remove_last_var() {
   const auto v = static_cast<LaVar>(num_vars() - 1);
   if (!is_basic(v) && !column(v).empty()) {
@@ -100,13 +107,17 @@ void Tableau::add_multiple(std::int32_t target, const Number& factor, const Row&
       append(target, s.var, factor * s.coefficient);
     }
   }
+  // Back to what holds between calls: no position is noted.
   for (std::size_t i = 0; i < old_size; ++i) position_of_[index(entries[i].var)] = -1;
+  // Backwards, since removing moves the last entry.
   if (!has_zero) return;
   for (std::size_t i = old_size; i-- > 0;) {
     if (entries[i].coefficient.is_zero()) remove(target, i);
   }
 }
 
+// The basic variable of the row and the variable at `position` change places (Dutertre and de
+// Moura, CAV 2006). Solved for the entering variable, the row is put in wherever that one stands.
 void Tableau::pivot(std::int32_t row, std::int32_t position) {
   ++num_pivots_;
   Row& entries = rows_[index(row)];
@@ -132,6 +143,7 @@ void Tableau::pivot(std::int32_t row, std::int32_t position) {
   row_of_[index(entering)] = row;
   row_of_[index(leaving)] = -1;
 
+  // Each pass takes one entry off the column, until the entering variable stands in no row.
   Vector<ColumnEntry>& column = columns_[index(entering)];
   while (!column.empty()) {
     const ColumnEntry place = column.back();

@@ -5,12 +5,15 @@
 namespace ordax {
 namespace {
 
+// Order of the heap: the youngest term on top. A term is younger than its arguments, so that all
+// occurrences of one, wherever they stand, come to the top one after the other.
 bool younger_below(const Monomial& a, const Monomial& b) {
   return a.term->id < b.term->id;
 }
 
 }  // namespace
 
+// The constant does not count.
 bool LinearForm::all_int_terms() const {
   for (const Monomial& m : monomials) {
     if (!m.term->type()->is_int()) return false;
@@ -24,6 +27,8 @@ void LinearForm::scale(const Number& factor) {
   constant *= factor;
 }
 
+// Afterwards the coefficients are integers with greatest common divisor 1; their signs stay.
+// Returns the factor, which is positive, by which all was multiplied.
 Number LinearForm::make_coprime() {
   // The common case first: a coefficient of 1 or -1 among integers is coprime already.
   bool all_integers = true;
@@ -50,6 +55,9 @@ void Lineariser::add(TermRef term, const Number& factor) {
   std::push_heap(heap_.begin(), heap_.end(), younger_below);
 }
 
+// Takes the youngest term, adds up its coefficients and opens it if it is a sum or a product with a
+// number. Each term is opened once, whatever the number of its occurrences: linear in the size of
+// the graph, not of the tree that it unfolds to.
 void Lineariser::finish(LinearForm& out) {
   out.clear();
   while (!heap_.empty()) {

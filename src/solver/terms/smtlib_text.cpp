@@ -5,6 +5,7 @@
 namespace ordax {
 namespace {
 
+// The number of the symbol after `#`, which no other spelling of this file ends with.
 std::string made_unique(const std::string& text, const Symbol* symbol) {
   std::string result(text);
   result += '#';
@@ -53,6 +54,8 @@ const char* smtlib_operator(Kind kind) {
   }
 }
 
+// The language has no negative numerals and no fractions: "(- 3)", "(/ 1.0 2.0)". Reals are told
+// from integers by their ".0".
 std::string smtlib_numeral(const Number& value, bool as_real) {
   const std::string suffix = as_real ? ".0" : "";
   const Number magnitude = value.abs();
@@ -69,7 +72,11 @@ std::string smtlib_numeral(const Number& value, bool as_real) {
   return negative;
 }
 
+// A symbol stands as it is if its characters allow that, between bars if they are printable, and
+// otherwise with `_` for what cannot be written and its number to tell it from others.
 std::string smtlib_symbol(const Symbol* symbol) {
+  // Plain symbols do not begin with a digit; bars may hold anything printable but a bar and a
+  // backslash.
   bool plain = !(symbol->name[0] >= '0' && symbol->name[0] <= '9');
   bool changed = false;
   std::string text;

@@ -9,10 +9,12 @@ bool is_negation_of(TermRef a, TermRef b) {
   return is_not(a) && a->arg(0) == b;
 }
 
+// Double negations never stand, so one step is enough.
 bool complementary(TermRef a, TermRef b) {
   return is_negation_of(a, b) || is_negation_of(b, a);
 }
 
+// Commutative operators have their older argument first: one term for both orders.
 void sort_by_id(TermRef& a, TermRef& b) {
   if (b->id < a->id) std::swap(a, b);
 }
@@ -23,6 +25,7 @@ bool is_user_headed(TermRef t) {
 
 }  // namespace
 
+// Rules of one level: arguments are simplified already, being terms. Null leaves the term as it is.
 TermRef StdTermSimplifier::simplify(const Symbol* symbol, const TermRef* args) {
   switch (symbol->kind) {
     case Kind::NOT:
@@ -53,6 +56,7 @@ TermRef StdTermSimplifier::simplify(const Symbol* symbol, const TermRef* args) {
   }
 }
 
+// From here on `raw_` makers build the term that no rule applies to.
 TermRef StdTermSimplifier::simplify_not(TermRef a) {
   if (is_true(a)) return terms_.make_false();
   if (is_false(a)) return terms_.make_true();
@@ -115,6 +119,8 @@ TermRef StdTermSimplifier::simplify_times(TermRef a, TermRef b) {
   return terms_.raw_binary(terms_.times_symbol(integer), a, b);
 }
 
+// Division by a number is a product; by zero or by a term it stays, and whoever needs it linear
+// refuses it.
 TermRef StdTermSimplifier::simplify_divide(TermRef a, TermRef b) {
   if (!is_number(b) || number_of(b).is_zero()) return nullptr;
   return simplify_times(terms_.make_number(number_of(b).inverse()), a);
@@ -131,11 +137,14 @@ TermRef StdTermSimplifier::simplify_generic_equal(TermRef a, TermRef b) {
   return terms_.raw_binary(terms_.equal_symbol(a->type()), a, b);
 }
 
+// A relation is brought to the form "sum op constant" with coprime coefficients and a positive
+// first one, so that relations that say the same are the same term or its negation.
 TermRef StdTermSimplifier::simplify_arithmetic(TermRef a, TermRef b, bool equality) {
   if (a == b) return terms_.make_true();
   if (is_number(a) && is_number(b)) {
     return terms_.make_bool(equality ? false : number_of(a) <= number_of(b));
   }
+  // The most frequent equalities are between constants and numbers: no linear form is needed.
   if (equality && (is_number(a) || is_user_headed(a)) && (is_number(b) || is_user_headed(b))) {
     return simplify_simple_equal(a, b);
   }
@@ -163,6 +172,7 @@ TermRef StdTermSimplifier::simplify_arithmetic(TermRef a, TermRef b, bool equali
   return simplify_not(rebuild(form_, equality, /*mirror=*/false));
 }
 
+// The number on the right, or the older constant first. An integer equals no fraction.
 TermRef StdTermSimplifier::simplify_simple_equal(TermRef a, TermRef b) {
   if (is_number(a) || (!is_number(b) && b->id < a->id)) std::swap(a, b);
   if (is_number(b) && a->type()->is_int() && !number_of(b).is_integer()) {
@@ -171,6 +181,7 @@ TermRef StdTermSimplifier::simplify_simple_equal(TermRef a, TermRef b) {
   return make_relation(a, b, /*equality=*/true);
 }
 
+// "constant op 0".
 TermRef StdTermSimplifier::decide(const Number& constant, bool equality) const {
   return terms_.make_bool(equality ? constant.is_zero() : constant.sign() <= 0);
 }
@@ -178,6 +189,7 @@ TermRef StdTermSimplifier::decide(const Number& constant, bool equality) const {
 // The relation "form op 0", for `mirror` "0 <= form".
 TermRef StdTermSimplifier::rebuild(const LinearForm& form, bool equality, bool mirror) {
   const std::vector<Monomial>& sum = form.monomials;
+  // x - y op 0 reads x op y.
   if (sum.size() == 2 && form.constant.is_zero() && sum[0].coefficient.is_one() &&
       sum[1].coefficient.is_minus_one()) {
     return mirror && !equality ? make_relation(sum[1].term, sum[0].term, equality)
@@ -197,6 +209,7 @@ TermRef StdTermSimplifier::make_relation(TermRef a, TermRef b, bool equality) {
   return terms_.raw_binary(symbol, a, b);
 }
 
+// Without the constant; null for an empty sum.
 TermRef StdTermSimplifier::make_sum(const LinearForm& form) {
   TermRef sum = nullptr;
   for (const Monomial& m : form.monomials) {

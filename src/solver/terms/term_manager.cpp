@@ -19,6 +19,8 @@ std::string missing(const char* feature) {
 
 TermManager::TermManager(bool allow_bool_function_args)
     : signature_(types_, allow_bool_function_args) {
+  // Built-in names stand between back quotes, which no user's symbol holds. Sums and products have
+  // a symbol for each of the two numeric types, so that the type of a term is that of its head.
   const Type* b = types_.bool_type();
   const Type* r = types_.real_type();
   const Type* i = types_.int_type();
@@ -36,10 +38,14 @@ TermManager::TermManager(bool allow_bool_function_args)
   floor_ = builtin("`floor`", {r}, i, Kind::FLOOR);
   leq_rat_ = builtin("`<=_rat`", {r, r}, b, Kind::LEQ);
   leq_int_ = builtin("`<=_int`", {i, i}, b, Kind::LEQ);
+  // The negations of the constants exist from the beginning: making them later could fail for want
+  // of memory where nothing may fail.
   raw_not(true_);
   raw_not(false_);
 }
 
+// Numbers lie in a pool that frees blocks without destructors; only those with digits of their own
+// on the heap need theirs.
 TermManager::~TermManager() {
   for (Number* number : big_numbers_) number->~Number();
 }
@@ -50,6 +56,7 @@ const Symbol* TermManager::builtin(const char* name, std::initializer_list<const
   return signature_.make_internal(name, type, kind);
 }
 
+// Equalities and if-then-elses have one symbol for each type, made when it is first used.
 const Symbol* TermManager::equal_symbol(const Type* type) {
   const Symbol*& symbol = equal_symbols_[type->id];
   if (symbol == nullptr) {
@@ -68,6 +75,8 @@ const Symbol* TermManager::ite_symbol(const Type* type) {
   return symbol;
 }
 
+// All terms come through here: checked, simplified, and looked up in the table of terms, so that
+// equal terms are one object. Inside the solver checks are off (`TypeCheckingOff`).
 TermRef TermManager::make_term(const Symbol* symbol, const TermRef* args, std::size_t count) {
   if (type_checking_) {
     if (count != symbol->arity) {
@@ -86,6 +95,7 @@ void TermManager::check_types(const Symbol* symbol, const TermRef* args) const {
   for (std::uint32_t i = 0; i < symbol->arity; ++i) {
     const Type* expected = symbol->type->components[i + 1];
     const Type* type = args[i]->type();
+    // An integer may stand where a real is expected.
     if (type == expected || types_.is_subtype(type, expected)) continue;
     throw error("type error. term " + print_term(args[i], ERROR_TEXT_LENGTH) + " has type " +
                 types_.to_string(type) + ", but " + types_.to_string(expected) +
@@ -93,6 +103,7 @@ void TermManager::check_types(const Symbol* symbol, const TermRef* args) const {
   }
 }
 
+// The type of both arguments of a relation: the larger one if one is a subtype of the other.
 const Type* TermManager::join(TermRef a, TermRef b) const {
   if (a->type() == b->type()) return a->type();
   const Type* type = types_.join(a->type(), b->type());
@@ -121,6 +132,7 @@ TermRef TermManager::make_iff(TermRef a, TermRef b) {
 
 TermRef TermManager::make_equal(TermRef a, TermRef b) {
   const Type* type = join(a, b);
+  // Between Booleans there is `iff`, which the search treats by clauses.
   if (type->is_bool()) throw error("Equality arguments can't be Boolean");
   return binary(equal_symbol(type), a, b);
 }

@@ -10,6 +10,8 @@
 namespace ordax {
 namespace {
 
+// Terms are graphs, and a text that spells them out may be exponentially long. Up to so many nodes
+// that is what people want to read; beyond, shared terms get names.
 constexpr std::size_t LARGE_TREE = 10000;
 
 using Sizes = HashMap<TermRef, std::size_t, TermHash>;
@@ -30,6 +32,8 @@ std::size_t tree_size(TermRef root) {
   return *sizes.find(root);
 }
 
+// Writes a term as a list with its head in front, either with the solver's own names or in the
+// standard language. No method recurses: terms may be a million levels deep.
 class Printer {
  public:
   explicit Printer(std::size_t limit, bool standard = false) : limit_(limit), standard_(standard) {}
@@ -39,6 +43,8 @@ class Printer {
     return finish();
   }
 
+  // Nested `let`s, each of one shared term, the oldest outermost: a term is younger than what it is
+  // made of, so that each binding uses only names that are bound already.
   std::string with_names(TermRef root) {
     const std::vector<TermRef> shared = shared_terms(root);
     for (const TermRef t : shared) {
@@ -59,11 +65,13 @@ class Printer {
     std::uint32_t next;
   };
 
+  // The operator or name of a term.
   std::string head(TermRef t) const {
     if (!standard_ || is_number(t)) return std::string(t->symbol->name);
     const char* const known = smtlib_operator(t->kind());
     return known != nullptr ? known : smtlib_symbol(t->symbol);
   }
+  // The name of a shared term, which no user's symbol meets.
   std::string name(TermRef t) const {
     if (standard_) return ".t" + std::to_string(t->id);
     std::string text(1, '`');
@@ -92,6 +100,7 @@ class Printer {
     return shared;
   }
 
+  // Each frame is a list that is open, with the argument that comes next.
   void write(TermRef root) {
     std::vector<Frame> stack;
     open(root, stack);
@@ -120,6 +129,7 @@ class Printer {
     }
   }
 
+  // A text that has reached the limit says that it was cut.
   std::string finish() {
     if (full()) {
       text_.resize(limit_);

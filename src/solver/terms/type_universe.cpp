@@ -3,6 +3,8 @@
 namespace ordax {
 
 TypeUniverse::TypeUniverse() {
+  // Functions are types with the arrow as first component, then the arguments, then the result.
+  // Integers are reals.
   arrow_ = add("->", {});
   bool_ = add("Bool", {});
   real_ = add("Real", {});
@@ -10,6 +12,7 @@ TypeUniverse::TypeUniverse() {
   supertype_[int_->id] = real_;
 }
 
+// Types are never freed, and compared by address.
 const Type* TypeUniverse::add(std::string name, std::vector<const Type*> components) {
   types_.push_back(std::make_unique<Type>(
       Type{static_cast<std::uint32_t>(types_.size()), std::move(name), std::move(components)}));
@@ -38,6 +41,7 @@ const Type* TypeUniverse::function_type(const std::vector<const Type*>& argument
   return add("", std::move(components));
 }
 
+// Tells a type of another environment from one of this.
 bool TypeUniverse::owns(const Type* type) const {
   for (const auto& own : types_) {
     if (own.get() == type) return true;
@@ -61,6 +65,7 @@ const Type* TypeUniverse::argument_type(const Type* type, std::size_t i) const {
   return component(type, i + 1);
 }
 
+// By the chain of supertypes; compound types component by component.
 bool TypeUniverse::is_subtype(const Type* a, const Type* b) const {
   for (const Type* t = a; t != nullptr; t = supertype_[t->id]) {
     if (t == b) return true;
@@ -72,6 +77,7 @@ bool TypeUniverse::is_subtype(const Type* a, const Type* b) const {
   return true;
 }
 
+// Null if neither is a subtype of the other.
 const Type* TypeUniverse::join(const Type* a, const Type* b) const {
   if (is_subtype(a, b)) return b;
   if (is_subtype(b, a)) return a;
@@ -83,6 +89,7 @@ const std::string& TypeUniverse::simple_name(const Type* type) const {
   return type->name;
 }
 
+// Component 0 is the constructor.
 const Type* TypeUniverse::component(const Type* type, std::size_t i) const {
   if (type->is_simple()) throw error(to_string(type) + " is a simple type");
   if (i >= type->components.size()) {

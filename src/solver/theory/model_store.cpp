@@ -12,6 +12,7 @@ ModelStore::ModelStore(TermManager& terms, TheoryManager& theories, const DpllSo
       eliminated_(eliminated),
       with_numbers_(with_numbers) {}
 
+// Null says that all formulas have been told.
 void ModelStore::add_formula(TermRef formula) {
   if (formula == nullptr) {
     complete_ = true;
@@ -20,6 +21,7 @@ void ModelStore::add_formula(TermRef formula) {
   }
 }
 
+// The first value asked for pays for the check of the whole model.
 TermRef ModelStore::value(TermRef term) {
   if (!validated_) validate();
   const ModelValue& value = evaluate(term);
@@ -54,6 +56,7 @@ const ModelValue& ModelStore::evaluate(TermRef root) {
       stack_.pop_back();
       continue;
     }
+    // Preprocessing may have put a term in the place of a variable: its value is the term's.
     const TermRef replacement =
         eliminated_ != nullptr && is_variable(term) ? eliminated_->replacement(term) : nullptr;
     if (replacement != nullptr) {
@@ -65,12 +68,15 @@ const ModelValue& ModelStore::evaluate(TermRef root) {
       }
       continue;
     }
+    // A leaf has its value from the search or from a theory. Without numbers an arithmetic atom is
+    // a leaf, too: its truth is that of its variable in the search.
     const bool atom = is_leq(term) || (is_equal(term) && term->arg(0)->type()->is_arithmetic());
     if (term->kind() == Kind::USER || (!with_numbers_ && atom)) {
       values_.push_back(value_of_leaf(term));
       memo_.set(term, &values_.back());
       continue;
     }
+    // Arguments first; the term is looked at again once all have values.
     const std::size_t before = stack_.size();
     for (std::uint32_t i = 0; i < term->arity(); ++i) {
       if (!memo_.contains(term->arg(i))) stack_.push_back(term->arg(i));
@@ -79,6 +85,7 @@ const ModelValue& ModelStore::evaluate(TermRef root) {
     const ModelValue* args[3] = {nullptr, nullptr, nullptr};
     for (std::uint32_t i = 0; i < term->arity(); ++i) args[i] = *memo_.find(term->arg(i));
     ModelValue value = ModelTermSimplifier::evaluate(term, args);
+    // What the model leaves open, such as a division by zero, may have any value.
     if (value.sort == ModelValue::Sort::NONE) value = default_value(term->type());
     values_.push_back(std::move(value));
     memo_.set(term, &values_.back());
@@ -86,6 +93,8 @@ const ModelValue& ModelStore::evaluate(TermRef root) {
   return **memo_.find(root);
 }
 
+// A variable that no formula holds, or that the search left undefined, gets the default value: any
+// would do.
 ModelValue ModelStore::value_of_leaf(TermRef term) {
   if (term->type()->is_bool()) {
     const Var variable = engine_.find_variable(term);
@@ -103,6 +112,7 @@ ModelValue ModelStore::value_of_leaf(TermRef term) {
   return default_value(term->type());
 }
 
+// False, zero, or for a declared type one constant of the store's own, the same each time.
 ModelValue ModelStore::default_value(const Type* type) {
   if (type->is_bool()) return ModelValue::of_bool(false);
   if (type->is_arithmetic()) return ModelValue::of_number(Number());
