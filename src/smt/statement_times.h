@@ -2,6 +2,7 @@
 
 #include "model/model_fwd.h"
 #include "model/timed_effect.h"
+#include "model/window_extent.h"
 #include "shell/environment.h"
 
 namespace kelvo::smt {
@@ -18,14 +19,6 @@ struct StatementTimes {
 
   explicit StatementTimes(const model::ProblemInstance& problem);
 };
-
-/// Whether an interval holds any moment.
-enum class Extent { NEVER_EMPTY, PERHAPS_EMPTY, ALWAYS_EMPTY };
-
-/// The extent of the interval of a timed statement, as far as its text and a fixed duration of the
-/// action tell it. `fixed_duration` is null for the problem's statements and for free durations.
-Extent extent_of(Environment& env, const TimedStatement& statement, const model::ActionImpl* action,
-                 const rational* fixed_duration);
 
 /// Whether a time point lies at 0 or later in every plan; for an action, a point that counts from
 /// its start, or is its end.

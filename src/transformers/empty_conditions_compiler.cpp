@@ -44,8 +44,9 @@ AnchoredTime anchored_bound(Environment& env, Expression bound) {
   return *time;
 }
 
-bool has_one_open_side(const TimedStatement& statement) {
-  return statement.left_closed != statement.right_closed;
+// Then the interval is empty if it has no length.
+bool has_open_side(const TimedStatement& statement) {
+  return !statement.left_closed || !statement.right_closed;
 }
 
 void sort_durative_condition(Environment& env, Expression condition, SortedExpressions& sorted) {
@@ -61,7 +62,7 @@ void sort_durative_condition(Environment& env, Expression condition, SortedExpre
   // Both bounds count from one anchor: the length is the same for all durations.
   const rational length =
       left.from_start ? rational(right.offset - left.offset) : rational(left.offset - right.offset);
-  const bool can_hold_time = has_one_open_side(statement) ? length > 0 : length >= 0;
+  const bool can_hold_time = has_open_side(statement) ? length > 0 : length >= 0;
   if (can_hold_time) sorted.kept.push_back(condition);
 }
 
@@ -111,10 +112,10 @@ void EmptyConditionsCompiler::split_action(const model::Action& action) {
   };
   for (const auto& [threshold, conditions] : sorted.by_threshold) {
     Expressions closed;
-    Expressions half_open;
+    Expressions open;
     for (const Expression condition : conditions) {
-      const bool is_half_open = has_one_open_side(decompose_statement(condition));
-      (is_half_open ? half_open : closed).push_back(condition);
+      const bool is_open = has_open_side(decompose_statement(condition));
+      (is_open ? open : closed).push_back(condition);
     }
     const Expression value = ef.make_rational_constant(threshold);
     if (closed.empty()) {
@@ -123,11 +124,11 @@ void EmptyConditionsCompiler::split_action(const model::Action& action) {
       add(body, previous, ef.make_lt(duration, value));
     }
     append(body, closed);
-    if (!closed.empty() && !half_open.empty()) {
+    if (!closed.empty() && !open.empty()) {
       add(body, nullptr, ef.make_equals(duration, value));
     }
-    append(body, half_open);
-    previous = half_open.empty() ? ef.make_ge(duration, value) : ef.make_gt(duration, value);
+    append(body, open);
+    previous = open.empty() ? ef.make_ge(duration, value) : ef.make_gt(duration, value);
   }
   add(body, previous, nullptr);
 }

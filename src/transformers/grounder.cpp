@@ -18,6 +18,7 @@
 #include "model/print_expression.h"
 #include "model/problem_instance.h"
 #include "model/types.h"
+#include "model/window_extent.h"
 #include "shell/configuration.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
@@ -183,7 +184,16 @@ class Grounder::ActionInstantiation {
         simplify_(env),
         ground_all_(ground_all),
         prune_false_(prune_false) {
-    for (const Expression e : action->expressions()) templates_.push_back(read_template(e));
+    const Expression fixed = get_fixed_duration(env, env.expression_factory(), action);
+    std::optional<rational> duration;
+    if (fixed != nullptr) duration = env.expression_factory().get_number(fixed);
+    for (const Expression e : action->expressions()) {
+      templates_.push_back(read_template(e));
+      if (!env.expression_factory().is_temporal_expression(e)) continue;
+      const Extent extent =
+          extent_of(env, decompose_statement(e), action.get(), duration ? &*duration : nullptr);
+      templates_.back().may_ask_nothing = extent != Extent::NEVER_EMPTY;
+    }
   }
 
   /// The kept expressions under one combination, or nothing when it is given up. `digits` has one
@@ -215,6 +225,8 @@ class Grounder::ActionInstantiation {
     Expression expression;
     bool has_constants = false;
     bool has_infinite_parameters = false;
+    /// It is a condition over a window that may hold no time: being false, it refutes nothing.
+    bool may_ask_nothing = false;
     std::vector<std::size_t> parameters;
     std::unordered_map<std::vector<std::uint32_t>, Instance> instances;
   };
@@ -269,7 +281,7 @@ class Grounder::ActionInstantiation {
     e = simplify_(e);
     if (t.has_constants) e = ConstantChecker(env_)(e);
     const Expression body = ef.is_temporal_expression(e) ? e->child(1) : e;
-    return {ef.is_true(body) ? nullptr : e, ef.is_false(body)};
+    return {ef.is_true(body) ? nullptr : e, ef.is_false(body) && !t.may_ask_nothing};
   }
 
   Environment& env_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <numeric>
+#include <optional>
 #include <stdexcept>
 #include <unordered_map>
 #include <unordered_set>
@@ -14,6 +15,7 @@
 #include "model/expression_simplifier.h"
 #include "model/expression_substituter.h"
 #include "model/print_expression.h"
+#include "model/window_extent.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/hashing.h"
@@ -174,16 +176,19 @@ class TestReader {
   }
 
   StaticTests read(const model::Action& action) {
-    for (const Expression e : action->expressions()) read_expression(e);
+    const Expression fixed = get_fixed_duration(env_, env_.expression_factory(), action);
+    if (fixed != nullptr) fixed_duration_ = ef_.get_number(fixed);
+    for (const Expression e : action->expressions()) read_expression(action, e);
     return std::move(tests_);
   }
 
  private:
-  void read_expression(Expression e) {
+  void read_expression(const model::Action& action, Expression e) {
     const bool is_temporal = ef_.is_temporal_expression(e);
     const Expression body = is_temporal ? e->child(1) : e;
     if (is_temporal) require_values(e->child(0));
-    if (!prune_false_ || ef_.is_assign(body) || ef_.is_in_assign(body)) {
+    if (!prune_false_ || may_ask_nothing(action, e) || ef_.is_assign(body) ||
+        ef_.is_in_assign(body)) {
       require_values(body);
       return;
     }
@@ -198,6 +203,14 @@ class TestReader {
         read_conjunct(conjunct);
       }
     }
+  }
+
+  // What is false over a window without any time refutes nothing.
+  bool may_ask_nothing(const model::Action& action, Expression e) const {
+    if (!ef_.is_temporal_expression(e)) return false;
+    const rational* const duration = fixed_duration_ ? &*fixed_duration_ : nullptr;
+    const Extent extent = extent_of(env_, decompose_statement(e), action.get(), duration);
+    return extent != Extent::NEVER_EMPTY;
   }
 
   void read_conjunct(Expression e) {
@@ -330,6 +343,8 @@ class TestReader {
   model::ExpressionFactory& ef_;
   const ParameterDomains& domains_;
   bool prune_false_;
+  /// Empty unless it is a number.
+  std::optional<rational> fixed_duration_;
   std::unordered_map<Expression, std::size_t> positions_;
   StaticTests tests_;
 };

@@ -36,8 +36,8 @@ TEST_F(EmptyConditionsCompilerTest, SplitsByTheThresholdsOfItsConditions) {
       {"", {{}}},
       {bounds + "[start + 1, end - 1] p;", {{low_open}, {closed, high}}},
       {bounds + "(start + 1, end - 1] p;", {{low}, {left_open, high_open}}},
-      // Open on both sides counts as closed.
-      {bounds + "(start + 1, end - 1) p;", {{low_open}, {high, open}}},
+      {bounds + "(start + 1, end - 1) p;", {{low}, {high_open, open}}},
+      {"duration := 0; (start, end) p;", {{"(duration == 0.0)"}}},
       {"[start, end] p;", {{"[all] p", "(duration >= 0.0)"}}},
       {"duration := 10; [start + 1, end - 1] p;", {{closed, "(duration == 10.0)"}}},
       {"[start + 3, start + 2] p;", {{}}},
