@@ -105,7 +105,8 @@ def num_steps(generated):
     """With so many steps smt can state the known plan."""
     if not generated.witness:
         return SMT_STEPS + 1
-    return 1 + len(Run(generated.problem, read_plan(generated.witness)).instants())
+    steps = read_plan(generated.witness)
+    return 1 + len(Run(generated.problem, steps, generated.is_pddl).instants())
 
 
 def is_proof(engine, answer):
