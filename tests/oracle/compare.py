@@ -71,6 +71,11 @@ KNOWN = [
     ("ftp blind", "limit, where", None),
     ("ftp hsize", "limit, where", None),
     ("ftp -d", "limit, where", None),  # steps that no other one orders may come in any order
+    # Pieces and clips multiply what can be done at each moment.
+    ("ftp inner effects", "limit, where", None),
+    ("ftp -k", "limit, where", None),
+    # Plans that are refused once the helpers of contains are gone cost a whole turn of the search.
+    ("guided", "limit, where", "goal: contains"),
     # An integer constant of type float is folded before it becomes a rational.
     ("", "no plan", "constant in a quotient"),
     ("", "a plan is refused by the judge", "constant in a quotient"),

@@ -24,8 +24,12 @@ namespace kelvo::ftp {
 namespace {
 
 // Of the searches that take turns under `--ftp-search guided`: the states that each makes in its
-// first turn, which doubles with each, and the bytes that one may take.
-constexpr std::size_t FIRST_TURN = 20000;
+// first turn, which doubles with each, and the bytes that one may take. The standard search makes
+// states for all ground actions at each expansion: where these are many, its first turn is dear and
+// rarely of use, and the guided search gets more time before it.
+constexpr std::size_t MIN_FIRST_TURN = 1000;
+constexpr std::size_t MAX_FIRST_TURN = 20000;
+constexpr std::size_t FIRST_TURN_BY_ACTION = 100;
 constexpr std::size_t MAX_MEMORY = std::size_t{1} << 31;
 
 // How many actions a plan may have that only put off its end.
@@ -384,7 +388,9 @@ std::shared_ptr<Plan> FtpPlanner::solve_guided() {
   std::unique_ptr<Search> standard;
   bool is_out_of_memory = false;
   bool has_goals = false;
-  for (std::size_t turn = FIRST_TURN; !guided.is_over() || !is_out_of_memory; turn *= 2) {
+  const std::size_t first_turn = std::clamp(
+      FIRST_TURN_BY_ACTION * task_->problem()->actions().size(), MIN_FIRST_TURN, MAX_FIRST_TURN);
+  for (std::size_t turn = first_turn; !guided.is_over() || !is_out_of_memory; turn *= 2) {
     guided.run(turn);
     if (passed != nullptr || guided.has_refuted()) {
       num_expanded_ = guided.statistics().num_expanded;
