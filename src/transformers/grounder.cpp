@@ -30,7 +30,6 @@
 namespace kelvo {
 
 using model::Expression;
-using model::ExpressionOperatorKind;
 
 namespace {
 

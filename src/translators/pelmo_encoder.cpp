@@ -300,7 +300,9 @@ class ModelWriter : public EnvObject {
   // A fluent changes only by one of its effects, and by one at a time; each step changes something.
   void write_frame() {
     for (const auto& [name, writers] : writers_) {
-      trans(name + " != next(" + name + ")", joined(writers, " | "));
+      std::string changes = name;
+      changes.append(" != next(").append(name).append(")");
+      trans(changes, joined(writers, " | "));
       for (std::size_t i = 0; i < writers.size(); ++i) {
         std::string others;
         for (std::size_t k = 0; k < writers.size(); ++k) {

@@ -156,7 +156,11 @@ class AutomatonBuilder : public EnvObject {
         const std::string event = is_event(s) ? "event_" + std::to_string(number++)
                                   : at_end    ? "end"
                                               : "start";
-        if (s.is_assignment) note_writer(s, "x_" + name + "_" + event);
+        if (s.is_assignment) {
+          std::string clock("x_");
+          clock.append(name).append("_").append(event);
+          note_writer(s, clock);
+        }
       }
     }
   }
