@@ -91,8 +91,12 @@ void HAdd::classify(std::uint32_t literal, Expression e) {
     return;
   }
   if (const auto slot = space_.fluent_index().find(atom); slot != space_.fluent_index().end()) {
-    const std::uint32_t bit = space_.place(slot->second).position;
-    literal_of_bit_[positive ? 1 : 0][bit] = literal;
+    const SlotPlace place = space_.place(slot->second);
+    if (!place.is_boolean) {
+      comparisons_.push_back({literal, compiler_.compile_condition(e)});
+      return;
+    }
+    literal_of_bit_[positive ? 1 : 0][place.position] = literal;
   }
   // Anything else has no slot: a phase marker, or a fluent without value.
 }
@@ -185,14 +189,17 @@ void HAdd::finish_layout(std::vector<std::vector<std::uint32_t>>& occurrences,
 // Where the arguments depend on the state, the effect may reach the literal of any application.
 void HAdd::add_moving_effect(Expression effect, Expression atom,
                              std::vector<std::uint32_t>& effects) const {
-  const ExpressionFactory& ef = environment().expression_factory();
+  ExpressionFactory& ef = environment().expression_factory();
   const Expression reference = ef.get_reference_from_functional_apply(atom);
   for (std::size_t slot = 0; slot < space_.num_slots(); ++slot) {
     const Expression key = space_.key(slot);
     if (!ef.is_functional_apply(key)) continue;
     if (ef.get_reference_from_functional_apply(key) != reference) continue;
-    const std::uint32_t literal =
-        literal_of_bit_[effect == atom ? 1 : 0][space_.place(slot).position];
+    const SlotPlace place = space_.place(slot);
+    const bool positive = effect == atom;
+    const std::uint32_t literal = place.is_boolean
+                                      ? literal_of_bit_[positive ? 1 : 0][place.position]
+                                      : find_literal(positive ? key : ef.make_not(key));
     if (literal != NO_LITERAL) effects.push_back(literal);
   }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <unordered_set>
 #include <utility>
 
 #include "model/constant.h"
@@ -88,10 +89,36 @@ Expression ExpressionCompiler::simplify(Expression e) const {
 
 // --- conditions ---
 
+// Whether a conjunct reads a ground fluent without a slot, which never has a value: then it holds
+// in no state. In a connective further down the other side may decide.
+bool ExpressionCompiler::is_never_given(Expression condition) const {
+  const ExpressionFactory& ef = environment().expression_factory();
+  std::vector<std::pair<Expression, bool>> open{{condition, true}};
+  std::unordered_set<Expression> seen;
+  while (!open.empty()) {
+    const auto [e, is_conjunct] = open.back();
+    open.pop_back();
+    if (!seen.insert(e).second || space_.fluent_index().contains(e)) continue;
+    if (ef.is_or(e) || ef.is_imply(e) || (ef.is_and(e) && !is_conjunct)) continue;
+    if (ef.is_fluent_reference(e)) return true;
+    const bool is_of_fluent = ef.is_functional_apply(e) &&
+                              ef.is_fluent_reference(ef.get_reference_from_functional_apply(e));
+    if (is_of_fluent && std::ranges::all_of(e->children(), [&ef](Expression argument) {
+          return is_constant_like(ef, argument);
+        })) {
+      return true;
+    }
+    for (const Expression child : e->children()) {
+      open.emplace_back(child, is_conjunct && ef.is_and(e));
+    }
+  }
+  return false;
+}
+
 // A slot of instances that is compared with one of them. The instance is not numbered yet: the
 // program for the whole does that first.
 bool ExpressionCompiler::add_value_test(Expression atom, bool is_equal, Condition& condition,
-                                        std::vector<Expression>& instances) const {
+                                        std::vector<Expression>& values) const {
   const ExpressionFactory& ef = environment().expression_factory();
   if (!ef.is_equals(atom)) return false;
   for (std::size_t side = 0; side < 2; ++side) {
@@ -101,7 +128,7 @@ bool ExpressionCompiler::add_value_test(Expression atom, bool is_equal, Conditio
     if (!space_.type(slot->second)->is_user_defined()) return false;
     condition.values.push_back({static_cast<std::uint32_t>(slot->second),
                                 space_.place(slot->second).position, ValueTable::NONE, is_equal});
-    instances.push_back(instance);
+    values.push_back(instance);
     return true;
   }
   return false;
@@ -109,8 +136,8 @@ bool ExpressionCompiler::add_value_test(Expression atom, bool is_equal, Conditio
 
 // Enters `e` into the tests when it is a conjunction of literals.
 bool ExpressionCompiler::add_literals(Expression e, Condition& condition,
-                                      std::vector<Expression>& instances) const {
-  const ExpressionFactory& ef = environment().expression_factory();
+                                      std::vector<Expression>& values) const {
+  ExpressionFactory& ef = environment().expression_factory();
   std::vector<Expression> open{e};
   std::vector<Expression> literals;
   while (!open.empty()) {
@@ -135,8 +162,15 @@ bool ExpressionCompiler::add_literals(Expression e, Condition& condition,
       continue;
     }
     const auto slot = space_.fluent_index().find(literal);
-    if (slot == space_.fluent_index().end() || !space_.place(slot->second).is_boolean) {
-      if (!add_value_test(literal, positive, condition, instances)) return false;
+    if (slot == space_.fluent_index().end()) {
+      if (!add_value_test(literal, positive, condition, values)) return false;
+      continue;
+    }
+    if (!space_.place(slot->second).is_boolean) {
+      condition.values.push_back({static_cast<std::uint32_t>(slot->second),
+                                  space_.place(slot->second).position, ValueTable::NONE,
+                                  /*is_equal=*/true});
+      values.push_back(ef.make_boolean_constant(positive));
       continue;
     }
     const std::uint32_t position = space_.place(slot->second).position;
@@ -156,9 +190,14 @@ bool ExpressionCompiler::add_literals(Expression e, Condition& condition,
 Condition ExpressionCompiler::compile_condition(Expression e) {
   const Expression simplified = simplify(e);
   Condition condition;
-  std::vector<Expression> instances;
-  const bool is_conjunction = add_literals(simplified, condition, instances);
-  if (is_conjunction && instances.empty()) {
+  if (is_never_given(simplified)) {
+    condition.never = true;
+    condition.program.expression = environment().expression_factory().make_false();
+    return condition;
+  }
+  std::vector<Expression> values;
+  const bool is_conjunction = add_literals(simplified, condition, values);
+  if (is_conjunction && values.empty()) {
     condition.program.expression = simplified;
     return condition;
   }
@@ -167,7 +206,7 @@ Condition ExpressionCompiler::compile_condition(Expression e) {
   condition.program = compile_term(e);
   condition.is_conjunction = is_conjunction && !condition.program.reads_all;
   for (std::size_t i = 0; i < condition.values.size(); ++i) {
-    condition.values[i].value = space_.value_table().id_of(instances[i]);
+    condition.values[i].value = space_.value_table().id_of(values[i]);
   }
   return condition;
 }

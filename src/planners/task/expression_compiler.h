@@ -30,10 +30,11 @@ class ExpressionCompiler : public EnvObject {
   model::Expression simplify(model::Expression e) const;
 
  private:
+  bool is_never_given(model::Expression condition) const;
   bool add_value_test(model::Expression atom, bool is_equal, Condition& condition,
-                      std::vector<model::Expression>& instances) const;
+                      std::vector<model::Expression>& values) const;
   bool add_literals(model::Expression e, Condition& condition,
-                    std::vector<model::Expression>& instances) const;
+                    std::vector<model::Expression>& values) const;
   bool emit(model::Expression e, Program& program);
   void punt(Program& program) const;
   std::shared_ptr<const ApplicationTable> fluent_table(model::Expression reference);

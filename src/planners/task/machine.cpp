@@ -9,6 +9,7 @@
 
 #include "model/expression_evaluator.h"
 #include "model/expression_factory.h"
+#include "model/fluent.h"
 #include "model/print_expression.h"
 #include "model/types.h"
 #include "shell/environment.h"
@@ -85,6 +86,24 @@ int order(const Value& a, const Value& b) {
   return left < right ? -1 : (right < left ? 1 : 0);
 }
 
+/// Reads a state in which a fluent may have no value.
+class PartialEvaluator : public model::ExpressionEvaluator {
+ public:
+  PartialEvaluator(Environment& env, const Index& index, const Values& values)
+      : ExpressionEvaluator(env, index, values), index_(index), values_(values) {}
+
+ protected:
+  Expression lookup(Expression ground_fluent) const override {
+    const auto slot = index_.find(ground_fluent);
+    if (slot == index_.end() || values_[slot->second] == nullptr) throw OutOfBoundsValue();
+    return values_[slot->second];
+  }
+
+ private:
+  const Index& index_;
+  const Values& values_;
+};
+
 bool is_connective(const model::ExpressionFactory& ef, Expression e) {
   return ef.is_and(e) || ef.is_or(e) || ef.is_not(e) || ef.is_imply(e) || ef.is_iff(e);
 }
@@ -135,7 +154,7 @@ bool Machine::holds(const Program& program, const StateValues& state) {
 bool Machine::holds_in_part(Expression root, const StateValues& state) {
   const model::ExpressionFactory& ef = environment().expression_factory();
   const std::vector<Expression> values = space_.expressions(state);
-  const model::ExpressionEvaluator evaluator(environment(), space_.fluent_index(), values);
+  const PartialEvaluator evaluator(environment(), space_.fluent_index(), values);
   std::unordered_map<Expression, std::optional<bool>> known;
   std::vector<Expression> open{root};
   while (!open.empty()) {
@@ -157,7 +176,7 @@ bool Machine::holds_in_part(Expression root, const StateValues& state) {
     try {
       truth = ef.is_true(evaluator(e));
     } catch (const OutOfBoundsValue&) {
-      // It has no value.
+      // It has no value, or reads a fluent that has none.
     } catch (const std::overflow_error&) {
       // A quotient by 0 has none either.
     }
@@ -177,7 +196,7 @@ Expression Machine::evaluate_expression(Expression e, const StateValues& state) 
   const std::vector<Expression> values =
       is_stateless ? std::vector<Expression>(space_.num_slots()) : space_.expressions(state);
   try {
-    return model::ExpressionEvaluator(environment(), space_.fluent_index(), values)(e);
+    return PartialEvaluator(environment(), space_.fluent_index(), values)(e);
   } catch (const std::overflow_error&) {  // a quotient by 0
     throw OutOfBoundsValue();
   }
@@ -268,18 +287,19 @@ std::size_t Machine::target_slot(const Program& target, const StateValues& state
       if (slot != table.entries.end()) return slot->second;
     }
   }
-  // The evaluator computes the arguments with its tests; a fluent that is then still missing is
-  // refused by it.
   model::ExpressionFactory& ef = environment().expression_factory();
   if (ef.is_functional_apply(target.expression)) {
-    static_cast<void>(evaluate_expression(target.expression, state));
     const std::vector<Expression> values = space_.expressions(state);
-    const model::ExpressionEvaluator evaluator(environment(), space_.fluent_index(), values);
+    const PartialEvaluator evaluator(environment(), space_.fluent_index(), values);
+    const Expression reference = ef.get_reference_from_functional_apply(target.expression);
+    const model::Parameters& parameters = ef.get_fluent_from_reference(reference)->parameters();
     std::vector<Expression> arguments;
     for (const Expression argument : target.expression->children()) {
-      arguments.push_back(evaluator(argument));
+      const model::Type& type = parameters[arguments.size()]->type();
+      const Expression value = evaluator(argument);
+      if (model::is_out_of_bounds(ef, type, value)) throw OutOfBoundsValue();
+      arguments.push_back(value);
     }
-    const Expression reference = ef.get_reference_from_functional_apply(target.expression);
     const auto slot = space_.fluent_index().find(ef.make_functional_apply(reference, arguments));
     if (slot != space_.fluent_index().end()) return slot->second;
   }

@@ -17,8 +17,9 @@ class Machine : public EnvObject {
   explicit Machine(StateSpace& space) : EnvObject(space.environment()), space_(space) {}
 
   /// Whether the condition holds. One that has no value, as for an argument outside its parameter's
-  /// bounds or a quotient by 0, does not; where one side of a connective decides, the other one
-  /// need not have a value. Throws `InternalError` on a value that is no boolean.
+  /// bounds, a quotient by 0 or a fluent without a value, does not; where one side of a connective
+  /// decides, the other one need not have a value. Throws `InternalError` on a value that is no
+  /// boolean.
   bool holds(const Condition& condition, const StateValues& state) {
     if (!condition.is_conjunction) return holds(condition.program, state);
     if (condition.never) return false;
@@ -27,15 +28,14 @@ class Machine : public EnvObject {
     }
     for (const ValueTest& test : condition.values) {
       const ValueId value = state.ids[test.position];
-      if (value == ValueTable::NONE) return holds(condition.program, state);
-      if ((value == test.value) != test.is_equal) return false;
+      if (value == ValueTable::NONE || (value == test.value) != test.is_equal) return false;
     }
     return true;
   }
   bool holds(const Program& program, const StateValues& state);
 
   /// Applies the effect to `bits` and `ids`, which hold a copy of `before`. False when a value lies
-  /// outside its fluent's bounds.
+  /// outside its fluent's bounds, or there is none.
   bool apply(const EffectProgram& effect, const StateValues& before, std::uint64_t* bits,
              ValueId* ids);
 

@@ -14,12 +14,12 @@ using model::Expression;
 StateSpace::StateSpace(Environment& env)
     : EnvObject(env), value_table_(std::make_shared<ValueTable>(env)) {}
 
-void StateSpace::add_slot(Expression fluent) {
+void StateSpace::add_slot(Expression fluent, bool has_value) {
   const model::ExpressionFactory& ef = environment().expression_factory();
   const Expression reference =
       ef.is_functional_apply(fluent) ? ef.get_reference_from_functional_apply(fluent) : fluent;
   const model::Type type = ef.get_fluent_from_reference(reference)->type();
-  const bool is_boolean = type->is_boolean();
+  const bool is_boolean = type->is_boolean() && has_value;
   assert(!fluent_index_.contains(fluent) && places_.size() == keys_.size());
   fluent_index_.emplace(fluent, keys_.size());
   keys_.push_back(fluent);

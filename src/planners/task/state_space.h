@@ -22,16 +22,18 @@ struct SlotPlace {
 };
 
 /// The ground fluents of a search, numbered as slots, and the layout of their values: boolean
-/// fluents are bits, the others value ids. Slots that are added later come last in both, so that
-/// a state of the smaller space is a prefix of one of the larger. A copy shares the value ids.
+/// fluents that always have a value are bits, the others value ids. Slots that are added later come
+/// last in both, so that a state of the smaller space is a prefix of one of the larger. A copy
+/// shares the value ids.
 class StateSpace : public EnvObject {
  public:
   using FluentIndex = std::unordered_map<model::Expression, std::size_t>;
 
   explicit StateSpace(Environment& env);
 
-  /// Adds the slot of a fluent reference, or of a fluent applied to constants.
-  void add_slot(model::Expression fluent);
+  /// Adds the slot of a fluent reference, or of a fluent applied to constants. With `has_value` it
+  /// has a value in each state; else it may have none, and a boolean one is no bit.
+  void add_slot(model::Expression fluent, bool has_value = true);
 
   std::size_t num_slots() const { return keys_.size(); }
   std::size_t num_booleans() const { return num_booleans_; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -114,6 +115,9 @@ class WrittenFluents {
       lifted_.insert(effect->fluent());
     }
   }
+  const std::unordered_set<Expression>& ground() const { return ground_; }
+  /// Those that are written with arguments that depend on the state.
+  const std::unordered_set<model::Fluent>& lifted() const { return lifted_; }
   bool contains(Expression ground) const {
     const Expression reference =
         ef_.is_functional_apply(ground) ? ef_.get_reference_from_functional_apply(ground) : ground;
@@ -150,6 +154,22 @@ std::string text_of(Expression e) {
   return text.str();
 }
 
+// How many lists of arguments there are; nothing where they are too many to look at.
+std::optional<std::size_t> num_applications(const model::Domains& domains,
+                                            const model::Parameters& parameters) {
+  std::size_t result = 1;
+  for (const model::Parameter& p : parameters) {
+    if (!p->type()->is_finite_domain()) return {};
+    try {
+      result *= domains.size(p->type());
+    } catch (const InternalError&) {
+      return {};  // too many to be counted
+    }
+    if (result > kLookedAt) return {};
+  }
+  return result;
+}
+
 // The first application of a function with parameters that has no value, or one with dots where
 // there are too many to look at; empty when all have one. `has_value` knows lists of arguments, of
 // which there are `num_values`.
@@ -158,17 +178,9 @@ std::string unset_application(const model::Domains& domains, const std::string& 
                               const model::Parameters& parameters, std::size_t num_values,
                               const HasValue& has_value) {
   const std::string any = name + "(...)";
-  std::size_t num_arguments = 1;
-  for (const model::Parameter& p : parameters) {
-    if (!p->type()->is_finite_domain()) return any;
-    try {
-      num_arguments *= domains.size(p->type());
-    } catch (const InternalError&) {
-      return any;  // too many to be counted
-    }
-    if (num_arguments > kLookedAt) return any;
-  }
-  if (num_arguments <= num_values) return "";
+  const std::optional<std::size_t> num_arguments = num_applications(domains, parameters);
+  if (!num_arguments) return any;
+  if (*num_arguments <= num_values) return "";
   const model::DomainProduct product(domains, parameters);
   for (std::size_t i = 0; i < product.size(); ++i) {
     const std::vector<Expression> arguments = product.combination(i);
@@ -205,6 +217,38 @@ void refuse_unset_goals(const model::ProblemInstance& problem) {
                                   << "' a value, which is read by: "
                                   << model::print_expression(statement);
   }
+}
+
+std::vector<Expression> fluents_given_later(const model::ProblemInstance& problem) {
+  Environment& env = problem->environment();
+  model::ExpressionFactory& ef = env.expression_factory();
+  WrittenFluents written(env);
+  for (const auto& [name, action] : problem->actions()) {
+    for (const Expression e : action->expressions()) written.add(e, action);
+  }
+  const ProblemStatements statements(problem);
+  for (const Expression e : statements.timed_literals) written.add(e, nullptr);
+  std::unordered_set<Expression> is_given;
+  for (const Effect& effect : statements.initial_assignments) {
+    is_given.insert(assigned_fluent(ef, effect));
+  }
+  std::map<std::string, Expression> later;
+  const auto note = [&](Expression fluent) {
+    if (!is_given.contains(fluent)) later.emplace(text_of(fluent), fluent);
+  };
+  for (const Expression fluent : written.ground()) note(fluent);
+  const model::Domains domains(*problem);
+  for (const model::Fluent& fluent : written.lifted()) {
+    const Expression reference = ef.make_fluent_reference(fluent);
+    if (!num_applications(domains, fluent->parameters())) continue;
+    const model::DomainProduct product(domains, fluent->parameters());
+    for (std::size_t i = 0; i < product.size(); ++i) {
+      note(ef.make_functional_apply(reference, product.combination(i)));
+    }
+  }
+  std::vector<Expression> result;
+  for (const auto& [text, fluent] : later) result.push_back(fluent);
+  return result;
 }
 
 std::string unset_fluents_note(const model::ProblemInstance& problem) {

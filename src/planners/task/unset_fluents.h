@@ -1,7 +1,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "model/expression.h"
 #include "model/model_fwd.h"
 
 namespace kelvo {
@@ -10,6 +12,11 @@ namespace kelvo {
 /// statement of a flat problem reads although nothing ever gives it a value: no plan can make such
 /// a statement hold.
 void refuse_unset_goals(const model::ProblemInstance& problem);
+
+/// The ground fluents, in the order of their names, that have no value at the start of a ground
+/// problem and that an effect may give one. Left out are those that only an effect with arguments
+/// that depend on the state may write, where there are too many.
+std::vector<model::Expression> fluents_given_later(const model::ProblemInstance& problem);
 
 /// A sentence about the fluents that statements or actions of a flat problem read although they
 /// have no value at the start, and about such entries of constants: no step of a plan can read them

@@ -9,6 +9,7 @@
 #include "model/print_expression.h"
 #include "model/problem_instance.h"
 #include "planners/ftp/task/time_constants.h"
+#include "planners/task/unset_fluents.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "shell/log.h"
@@ -57,6 +58,9 @@ CompiledTask::CompiledTask(const model::ProblemInstance& problem, const rational
 
 void CompiledTask::make_slots() {
   for (const Expression key : statements_.sorted_fluents(environment())) space_.add_slot(key);
+  for (const Expression fluent : fluents_given_later(problem_)) {
+    space_.add_slot(fluent, /*has_value=*/false);
+  }
   for (const Expression value : kelvo::initial_values(statements_, space_)) {
     initial_values_.push_back(value == nullptr ? ValueTable::NONE
                                                : space_.value_table().id_of(value));

@@ -290,11 +290,6 @@ TEST_F(FtpPlannerTest, ExpansionsFollowTheToldOrder) {
 TEST_F(FtpPlannerTest, RefusalsNameWhatIsMissing) {
   EXPECT_THROW(run("fluent boolean p; [start] p := true; [end] p;", heuristic("nonsense")),
                KelvoError);
-  EXPECT_THROW(
-      run(R"(fluent boolean p; action a() { duration := 1; [start] unset; [end] p := false; };
-                      fluent boolean unset; [start] p := true; [end] not p;)",
-          heuristic("blind")),
-      KelvoError);
 }
 
 }  // namespace

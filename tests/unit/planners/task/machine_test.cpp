@@ -191,15 +191,30 @@ TEST_F(MachineTest, NumbersBeyondMachineWordsAreExact) {
   EXPECT_FALSE(machine_->holds(compiler_->compile_condition(ef().make_lt(twice, n_)), state()));
 }
 
-TEST_F(MachineTest, ArgumentsOutOfBoundsAreFalseAndUnknownFluentsAreRefused) {
+TEST_F(MachineTest, ConditionsWithoutAValueDoNotHold) {
   std::mt19937 random(1);
   randomise(random);
   set(m_, integer(7));
   EXPECT_FALSE(machine_->holds(compiler_->compile_condition(apply_f(m_)), state()));
   model::ModelFactory& mf = env_.model_factory();
   const model::Fluent stranger = mf.make_fluent("stranger", mf.make_boolean_type());
-  const Condition unknown = compiler_->compile_condition(ef().make_fluent_reference(stranger));
-  EXPECT_THROW(machine_->holds(unknown, state()), InternalError);
+  const Expression unset = ef().make_fluent_reference(stranger);
+  const Expression denied = ef().make_not(unset);
+  const auto holds = [&](Expression condition) {
+    return machine_->holds(compiler_->compile_condition(condition), state());
+  };
+  for (const Expression e : {unset, denied}) {
+    EXPECT_FALSE(holds(e));
+    EXPECT_FALSE(holds(ef().make_and(e, ef().make_equals(m_, integer(7)))));
+    EXPECT_TRUE(holds(ef().make_or(e, ef().make_equals(m_, integer(7)))));
+    EXPECT_FALSE(holds(ef().make_iff(e, e)));
+  }
+  space_.add_slot(unset, /*has_value=*/false);
+  ids_.push_back(ValueTable::NONE);
+  EXPECT_FALSE(holds(unset));
+  EXPECT_FALSE(holds(denied));
+  set(unset, ef().make_false());
+  EXPECT_TRUE(holds(denied));
 }
 
 TEST_F(MachineTest, EffectsReadTheStateBeforeAndStayInBounds) {
