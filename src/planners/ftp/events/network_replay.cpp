@@ -13,11 +13,6 @@ namespace {
 // The problem's events take their ids behind those of the two ends of the plan.
 constexpr std::size_t FIRST_PROBLEM_ID = 2;
 
-// What a strict constraint keeps apart.
-rational gap() {
-  return {1, 100};
-}
-
 }  // namespace
 
 NetworkReplay::NetworkReplay(const CompiledTask& task, bool deordering)
@@ -223,15 +218,16 @@ void NetworkReplay::open(const PathNode& step) {
   }
   todo_.push_back(std::move(list));
   origins_.push_back({step.template_id, step.node});
-  note(end, start, duration.lower_open ? rational(duration.lower + gap()) : duration.lower);
+  note(end, start, duration.lower_open ? rational(duration.lower + exact_gap()) : duration.lower);
   if (duration.upper) {
     const rational upper =
-        duration.upper_open ? rational(*duration.upper - gap()) : *duration.upper;
+        duration.upper_open ? rational(*duration.upper - exact_gap()) : *duration.upper;
     note(start, end, negated(upper));
   }
   note(start, start_plan_, 0);
   network_->add_ge(interpreter_, start, start_plan_, 0.0);
   constrain_opening(start);
+  keep_off_targets(start);
   if (todo_.back().empty()) {
     todo_.pop_back();
     origins_.pop_back();
@@ -250,6 +246,7 @@ void NetworkReplay::apply(const PathNode& step) {
     origins_.erase(origins_.begin() + static_cast<std::ptrdiff_t>(list));
   }
   constrain_event(event);
+  keep_off_targets(event);
   keep_goal_empty(event);
   path_.push_back(event);
 }
@@ -292,7 +289,25 @@ void NetworkReplay::order(const Event& later, const Event& earlier) {
 
 void NetworkReplay::separate(const Event& later, const Event& earlier) {
   network_->add_gt(interpreter_, later, earlier, 0.0);
-  note(later, earlier, gap());
+  note(later, earlier, exact_gap());
+}
+
+// The event comes so far behind all of other steps that it may not meet.
+void NetworkReplay::keep_off_targets(const Event& event) {
+  if (!task_.no_moving_targets() || event.action == nullptr) return;
+  const auto opening_id = [](const Event& e) {
+    return e.kind == EventKind::START_ACTION ? e.fresh_id : e.fresh_id - e.index - 1;
+  };
+  const rational gap = target_gap(task_.plan_epsilon());
+  for (const Event& earlier : path_) {
+    const bool has_effect = event.kind == EventKind::EFFECT || earlier.kind == EventKind::EFFECT;
+    if (!has_effect || earlier.action == nullptr || opening_id(earlier) == opening_id(event) ||
+        !have_common_fluent(earlier, event)) {
+      continue;
+    }
+    network_->add_ge(interpreter_, event, earlier, to_double(gap));
+    note(event, earlier, gap);
+  }
 }
 
 void NetworkReplay::constrain_event(const Event& event) {

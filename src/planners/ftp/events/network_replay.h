@@ -42,8 +42,8 @@ class NetworkReplay {
     rational start;
     rational duration;
   };
-  /// The least solution in exact numbers, with strict constraints a hundredth apart; nothing when
-  /// there is none, for the search takes times that differ by little as equal.
+  /// The least solution in exact numbers, with strict constraints as far apart as the search keeps
+  /// them; nothing when there is none, for the search takes times that differ by little as equal.
   std::optional<Times> exact_times() const;
   /// When the plan ends with these times: one unit behind the last end and the last effect in it.
   rational earliest_end(const Times& times);
@@ -88,6 +88,7 @@ class NetworkReplay {
   void place(const Event& event, const TemplateEvent& where, const Event& start, const Event& end);
   void order(const Event& later, const Event& earlier);
   void separate(const Event& later, const Event& earlier);
+  void keep_off_targets(const Event& event);
   void constrain_opening(const Event& start);
   void constrain_event(const Event& event);
   bool have_common_fluent(const Event& a, const Event& b) const;

@@ -40,6 +40,7 @@ SuccessorGenerator::SuccessorGenerator(CompiledTask& task, const StepRules& rule
       num_words_(task.space().num_words()),
       num_ids_(task.space().num_ids()),
       num_goal_words_((task.goal_conditions().size() + 63) / 64),
+      target_gap_(task.no_moving_targets() ? to_double(target_gap(task.plan_epsilon())) : 0),
       bits_(num_words_),
       ids_(num_ids_),
       open_goals_(num_goal_words_),
@@ -122,7 +123,9 @@ SearchState* SuccessorGenerator::apply_event(const SearchState& state, std::size
   const TimePoint at = point_of(applied, event);
   const bool consistent = rules_.deordering ? add_deordered_event_constraints(at, event)
                                             : add_event_constraints(state, at, event);
-  if (!consistent || !keep_goal_empty(state, at, event)) {
+  if (!consistent || !keep_goal_empty(state, at, event) ||
+      (applied.template_id >= CompiledTask::FIRST_ACTION &&
+       !keep_off_targets(state, at, applied.node, event.fluents, event.is_effect()))) {
     has_met_bounds_ = true;
     return nullptr;
   }
@@ -348,6 +351,22 @@ bool SuccessorGenerator::add_deordered_event_constraints(const TimePoint& at,
   return true;
 }
 
+// Behind what other steps have done with its fluents: the latest stands for those before it, where
+// the path is in the order of time.
+bool SuccessorGenerator::keep_off_targets(const SearchState& state, const TimePoint& at,
+                                          std::uint32_t node, const FluentSet& fluents,
+                                          bool is_effect_here) {
+  if (target_gap_ == 0) return true;
+  for (const PathNode* step = state.path; step != nullptr; step = step->parent) {
+    if (step->template_id < CompiledTask::FIRST_ACTION || step->node == node) continue;
+    if (!is_effect_here && !is_effect(*step)) continue;
+    if (!have_common_member(fluents, fluents_of(*step))) continue;
+    if (!network_.add(at, point_of(*step), target_gap_)) return false;
+    if (!rules_.deordering) return true;
+  }
+  return true;
+}
+
 // --- opening an action ---
 
 // An opened action has two nodes, s and e, for its start and end:
@@ -397,6 +416,9 @@ bool SuccessorGenerator::add_opening(const SearchState& state, std::uint32_t tem
   if (!network_.add(end, start, opened.lower)) return false;
   if (opened.has_upper && !network_.add(start, end, -opened.upper)) return false;
   if (!network_.add(start, plan_start, 0.0)) return false;
+  if (!keep_off_targets(state, start, start.node, opened.start_fluents, /*is_effect_here=*/false)) {
+    return false;
+  }
   return rules_.deordering ? add_deordered_opening_constraints(state, start, opened)
                            : add_opening_constraints(state, start);
 }

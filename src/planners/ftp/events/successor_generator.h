@@ -83,6 +83,8 @@ class SuccessorGenerator {
   bool keep_goal_empty(const SearchState& state, const TimePoint& at, const TemplateEvent& event);
   bool order_list_behind(const TodoList& list, const TimePoint& at, const TemplateEvent* event);
   bool order_anchor_behind(std::uint32_t node, double offset, const TimePoint& at, double distance);
+  bool keep_off_targets(const SearchState& state, const TimePoint& at, std::uint32_t node,
+                        const FluentSet& fluents, bool is_effect_here);
   bool add_opening(const SearchState& state, std::uint32_t template_id);
   bool add_opening_constraints(const SearchState& state, const TimePoint& start);
   bool add_deordered_opening_constraints(const SearchState& state, const TimePoint& start,
@@ -102,6 +104,7 @@ class SuccessorGenerator {
   std::size_t num_words_;
   std::size_t num_ids_;
   std::size_t num_goal_words_;
+  double target_gap_;  // 0 where targets may move
   bool has_met_bounds_ = false;
 
   // The scratch state and its arrays.

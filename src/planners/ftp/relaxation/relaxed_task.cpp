@@ -1,4 +1,5 @@
 #include "planners/ftp/relaxation/relaxed_task.h"
+#include "planners/ftp/task/time_constants.h"
 
 #include "model/expression_factory.h"
 #include "model/problem_instance.h"
@@ -11,8 +12,7 @@ namespace kelvo::ftp {
 using model::Expression;
 using model::ExpressionSet;
 
-RelaxedTask::RelaxedTask(CompiledTask& task)
-    : task_(task), relaxer_(task.problem(), task.plan_epsilon()) {
+RelaxedTask::RelaxedTask(CompiledTask& task) : task_(task), relaxer_(task.problem(), exact_gap()) {
   Environment& env = task.environment();
   model::ExpressionFactory& ef = env.expression_factory();
   for (const auto& [name, action] : relaxer_.output_problem()->actions()) {

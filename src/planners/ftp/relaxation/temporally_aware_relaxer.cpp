@@ -19,8 +19,8 @@ using model::ExpressionFactory;
 using model::ExpressionSet;
 
 TemporallyAwareRelaxer::TemporallyAwareRelaxer(const model::ProblemInstance& input_problem,
-                                               const rational& plan_epsilon)
-    : BasicTransformer(input_problem), plan_epsilon_(plan_epsilon) {}
+                                               const rational& gap)
+    : BasicTransformer(input_problem), gap_(gap) {}
 
 void TemporallyAwareRelaxer::do_computation() {
   const model::ProblemInstance& problem = input_problem();
@@ -66,7 +66,7 @@ std::string TemporallyAwareRelaxer::fresh_action_name(const std::string& name) {
 void TemporallyAwareRelaxer::relax_action(const model::Action& action) {
   ExpressionFactory& ef = environment().expression_factory();
   const ActionEvents events(environment(), action);
-  std::vector<PlacedEvent> table = place_action_events(ef, events, plan_epsilon_);
+  std::vector<PlacedEvent> table = place_action_events(ef, events, gap_);
   std::erase_if(table, [](const PlacedEvent& event) { return event.at_once; });
   sort_table(table);
 

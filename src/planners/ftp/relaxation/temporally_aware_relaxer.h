@@ -18,7 +18,7 @@ namespace kelvo::ftp {
 /// The input must be flat and ground. Only single steps can be mapped back.
 class TemporallyAwareRelaxer : public BasicTransformer {
  public:
-  TemporallyAwareRelaxer(const model::ProblemInstance& input_problem, const rational& plan_epsilon);
+  TemporallyAwareRelaxer(const model::ProblemInstance& input_problem, const rational& gap);
 
   /// By original action: the references of its markers, the first phase first.
   using PhaseMarkers = std::unordered_map<model::Action, std::vector<model::Expression>>;
@@ -49,7 +49,7 @@ class TemporallyAwareRelaxer : public BasicTransformer {
   std::string fresh_action_name(const std::string& name);
   void add_at_end(model::Expression body, model::ExpressionSet& expressions) const;
 
-  rational plan_epsilon_;
+  rational gap_;
   ProblemParts parts_;
   PhaseMarkers phase_markers_;
   std::unordered_map<model::Action, std::vector<model::Action>> relaxed_actions_;

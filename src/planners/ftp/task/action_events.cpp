@@ -121,7 +121,7 @@ rational opening_shift(ExpressionFactory& ef, const TimedStatement& goal, const 
 }  // namespace
 
 std::vector<PlacedEvent> place_action_events(ExpressionFactory& ef, const ActionEvents& action,
-                                             const rational& plan_epsilon) {
+                                             const rational& gap) {
   const rational nominal = action.nominal_duration();
   std::vector<PlacedEvent> result;
   std::size_t index = 1;
@@ -132,7 +132,7 @@ std::vector<PlacedEvent> place_action_events(ExpressionFactory& ef, const Action
   for (const Expression e : action.conditions) {
     const TimedStatement statement = decompose_statement(e);
     const bool in_start_condition = statement.left_closed && is_at_start(ef, statement.left);
-    const rational later = statement.left_closed ? rational(0) : plan_epsilon;
+    const rational later = statement.left_closed ? rational(0) : gap;
     const EventTime left = place(ef, statement.left, later, nominal);
     if (statement.is_point()) {
       if (!in_start_condition) result.push_back({EventRole::POINT, e, index++, left});

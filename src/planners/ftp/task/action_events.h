@@ -65,10 +65,9 @@ struct PlacedEvent {
 };
 
 /// The events of an opening of the action, effects first, with indices from 1. A condition that is
-/// open on the left opens `plan_epsilon` later than it says.
+/// open on the left opens `gap` later than it says, behind the effects of that time.
 std::vector<PlacedEvent> place_action_events(model::ExpressionFactory& ef,
-                                             const ActionEvents& action,
-                                             const rational& plan_epsilon);
+                                             const ActionEvents& action, const rational& gap);
 
 /// The events of the problem's timed literals and goals (timed expressions, one for each interval),
 /// with indices from 0. A goal at the start point makes no event. A goal that is open on the left

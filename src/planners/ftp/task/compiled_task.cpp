@@ -23,12 +23,6 @@ namespace {
 
 constexpr double INFINITE = std::numeric_limits<double>::infinity();
 
-// What the network keeps between an effect and a condition behind it, so that no effect comes
-// between the time after which a goal must hold and its opening.
-rational opening_gap() {
-  return {1, 100};
-}
-
 void add_bits(const std::vector<std::uint32_t>& slots, std::vector<std::uint64_t>& bits) {
   for (const std::uint32_t slot : slots) bits[slot / 64] |= std::uint64_t{1} << (slot % 64);
 }
@@ -147,7 +141,7 @@ void CompiledTask::make_problem_templates() {
     if (statement.left_closed && is_at_start(ef, statement.left))
       initial_conditions_.push_back(add_condition(statement.body));
   }
-  std::vector<PlacedEvent> placed = place_problem_events(ef, literals, goals, opening_gap());
+  std::vector<PlacedEvent> placed = place_problem_events(ef, literals, goals, exact_gap());
   sort_table(placed);
   templates_.resize(FIRST_ACTION);
   // The two events of a goal have neighbouring numbers, whatever lists they are in.
@@ -202,7 +196,7 @@ void CompiledTask::make_action_template(const ActionEvents& action) {
     made.start_condition = compiler_.compile_condition(action.start_condition->child(1));
   }
 
-  std::vector<PlacedEvent> table = place_action_events(ef, action, plan_epsilon_);
+  std::vector<PlacedEvent> table = place_action_events(ef, action, exact_gap());
   simulate_conditions(table, made);
   add_suffix_offsets(made);
   for (const TemplateEvent& event : made.events) {
@@ -277,7 +271,7 @@ void CompiledTask::simulate_conditions(const std::vector<PlacedEvent>& table, Ev
     made.is_useful = false;
     LOG(LogLevel::WARN) << "The condition " << model::print_expression(open.front().expression)
                         << " of the action " << made.action->name()
-                        << " is shorter than plan-epsilon: the action is left out";
+                        << " is too short to open behind an effect: the action is left out";
   }
 }
 

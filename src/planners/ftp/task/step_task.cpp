@@ -24,9 +24,9 @@ const rational* GuidedTask::gap_between(const GuidedStep& earlier, const GuidedS
 }
 
 GuidedTask::GuidedTask(CompiledTask& task) : task_(task), lists_(task.templates().size()) {
-  write_gap_ = rational(1, GAPS_IN_A_UNIT);
+  write_gap_ = exact_gap();
   if (task.no_moving_targets()) {
-    write_gap_ = std::max(write_gap_, task.plan_epsilon());
+    write_gap_ = target_gap(task.plan_epsilon());
     read_gap_ = write_gap_;
   }
   GuidedStepMaker maker(*this);

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <algorithm>
+
+#include "shell/numbers.h"
+
 namespace kelvo::ftp {
 
 // The times that both searches keep apart, and how far their doubles are trusted. Times are sums of
@@ -11,6 +15,15 @@ namespace kelvo::ftp {
 /// rounded to as many decimal places.
 inline constexpr int GAPS_IN_A_UNIT = 100;
 inline constexpr double NETWORK_EPSILON = 1.0 / GAPS_IN_A_UNIT;
+inline rational exact_gap() {
+  return {1, GAPS_IN_A_UNIT};
+}
+
+/// Under the rule of no moving targets: between happenings of two steps that touch one fluent and
+/// one of which writes it, in both orders. The other gap is kept in any case.
+inline rational target_gap(const rational& plan_epsilon) {
+  return std::max(exact_gap(), plan_epsilon);
+}
 
 /// Every action, and every effect, ends so long before the plan does.
 inline constexpr double PLAN_END_GAP = 1.0;

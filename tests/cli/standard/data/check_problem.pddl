@@ -1,0 +1,1 @@
+(define (problem check) (:domain check) (:init (fuel)) (:goal (and (tidy) (tested))))
