@@ -13,6 +13,7 @@
 #include "model/timed_effect.h"
 #include "model/types.h"
 #include "model/user_type.h"
+#include "planners/read_durations.h"
 #include "shell/environment.h"
 #include "shell/errors.h"
 #include "transformers/constant_promoter.h"
@@ -185,6 +186,10 @@ bool splits_durations(const ProblemInstance&, const OwnCompilation& compilation)
   return compilation.splits_durations;
 }
 
+bool reads_durations(const ProblemInstance& problem, const OwnCompilation& compilation) {
+  return compilation.splits_durations && has_read_durations(problem);
+}
+
 template <typename T>
 std::shared_ptr<BasicTransformer> make(const ProblemInstance& problem, const OwnCompilation&) {
   return std::make_shared<T>(problem);
@@ -214,6 +219,7 @@ constexpr Step steps[] = {
     {is_uncertain, make<TemporalUncertaintyCompiler>},
     {is_lifted, make_grounder},
     {has_sets, make<SetCompiler>},
+    {reads_durations, make<ReadDurationsCompiler>},
     {splits_durations, make_empty_conditions},
     {splits_durations, make<PartialOrderCompiler>},
 };
