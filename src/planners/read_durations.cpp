@@ -37,7 +37,8 @@ void ReadDurationsCompiler::split_action(const model::Action& action) {
   }
   ExpressionSubstituter::Substitution substitution;
   if (bounds.is_point()) {
-    substitution.emplace(ef.make_duration_anchor(), ef.make_rational_constant(bounds.lower));
+    const Expression duration = ef.make_duration_anchor();
+    substitution.emplace(duration, ef.make_rational_constant(bounds.lower));
   }
   const ExpressionSubstituter with_value(env, substitution);
   std::vector<Expression> body;
