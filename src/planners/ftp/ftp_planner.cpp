@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "model/expression_factory.h"
+#include "planners/ftp/events/known_states.h"
 #include "planners/ftp/relaxation/hadd.h"
 #include "planners/ftp/relaxation/heuristic_table.h"
 #include "planners/ftp/steps/staged_search.h"
@@ -31,6 +32,10 @@ constexpr std::size_t MIN_FIRST_TURN = 1000;
 constexpr std::size_t MAX_FIRST_TURN = 20000;
 constexpr std::size_t FIRST_TURN_BY_ACTION = 100;
 constexpr std::size_t MAX_MEMORY = std::size_t{1} << 31;
+
+// The standard search tells known states from so many expansions on: most searches end before.
+constexpr std::size_t FIRST_KNOWN = 1000;
+constexpr std::size_t MAX_KNOWN_MEMORY = std::size_t{1} << 29;
 
 // How many actions a plan may have that only put off its end.
 constexpr std::size_t MAX_IDLE_ACTIONS = 4;
@@ -206,10 +211,14 @@ class FtpPlanner::Search {
   const Progress& progress() const { return progress_; }
   std::size_t open_size() const { return open_.size(); }
   /// Bytes, but for the closed states' table.
-  std::size_t memory() const { return open_.memory() + planner_.generator_->memory(); }
+  std::size_t memory() const {
+    const std::size_t known = known_ == nullptr ? 0 : known_->memory();
+    return open_.memory() + planner_.generator_->memory() + known;
+  }
 
  private:
   void add_idle_actions();
+  bool is_known(const SearchState& state);
   bool may_wait(const SearchState& state) const;
   void expand(SearchState* state);
 
@@ -218,6 +227,7 @@ class FtpPlanner::Search {
   bool waits_;
   Open open_;
   std::unordered_set<SearchState*, WeakHash, WeakEquality> closed_;
+  std::unique_ptr<KnownStates> known_;  // null where states can't be told apart
   std::vector<std::uint32_t> actions_;
   std::vector<bool> is_idle_;  // by template
   std::vector<std::uint32_t> idle_actions_;
@@ -247,6 +257,11 @@ FtpPlanner::Search::Search(FtpPlanner& planner, bool weak_equality, bool waits)
   rules.open_idle_actions = waits_;
   planner_.generator_->set_rules(rules);
   if (waits_) add_idle_actions();
+  // With these, what has passed may still matter.
+  const FtpOptions& options = planner_.options_;
+  const bool looks_back =
+      waits_ || options.deordering || options.simultaneity || options.no_moving_targets;
+  if (!looks_back && !weak_equality_) known_ = std::make_unique<KnownStates>(*planner_.task_);
 }
 
 bool FtpPlanner::Search::leaves_out_actions() const {
@@ -279,6 +294,14 @@ bool FtpPlanner::Search::may_wait(const SearchState& state) const {
   return num_idle < MAX_IDLE_ACTIONS;
 }
 
+// A state that was expanded before, by other ways. The plans of two such states differ in what lies
+// behind them, so that none is passed over once a plan was refused.
+bool FtpPlanner::Search::is_known(const SearchState& state) {
+  if (known_ == nullptr || progress_.num_expanded() < FIRST_KNOWN) return false;
+  if (planner_.num_refused_plans() > 0 || known_->memory() > MAX_KNOWN_MEMORY) return false;
+  return !known_->insert(state);
+}
+
 FtpPlanner::Search::~Search() {
   if (goal_ != nullptr) planner_.release(goal_);
   for (SearchState* state : closed_) planner_.release(state);
@@ -297,9 +320,14 @@ FtpPlanner::Search::Outcome FtpPlanner::Search::run(std::size_t max_expansions) 
       planner_.release(state);
       continue;
     }
+    const bool is_goal = planner_.generator_->is_goal(*state);
+    if (!is_goal && is_known(*state)) {
+      planner_.release(state);
+      continue;
+    }
     progress_.note_expansion(state->g, planner_.estimate_of(*state), open_.size());
     planner_.num_expanded_ = progress_.num_expanded();
-    if (planner_.generator_->is_goal(*state)) {
+    if (is_goal) {
       goal_ = state;
       return Outcome::FOUND;
     }

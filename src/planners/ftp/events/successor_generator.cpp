@@ -378,7 +378,11 @@ SearchState* SuccessorGenerator::open_action(const SearchState& state, std::uint
   if (!opened.is_useful && !(rules_.open_idle_actions && opened.is_idle)) return nullptr;
   for (const TodoList& list : state.lists()) {
     if (list.template_id != template_id) continue;
-    has_met_bounds_ = has_met_bounds_ || machine_.holds(opened.start_condition, state.values);
+    // Two that start at once would write twice; a later one has to see what this one writes there.
+    const TemplateEvent& next = opened.events[list.position];
+    const bool is_still_starting = next.is_effect() && next.from_start && next.offset == 0;
+    has_met_bounds_ = has_met_bounds_ ||
+                      (!is_still_starting && machine_.holds(opened.start_condition, state.values));
     return nullptr;
   }
   if (!machine_.holds(opened.start_condition, state.values)) return nullptr;
@@ -386,7 +390,7 @@ SearchState* SuccessorGenerator::open_action(const SearchState& state, std::uint
   const bool is_possible = add_opening(state, template_id) &&
                            !(rules_.prune_coinciding_effects && must_effects_coincide());
   if (!is_possible) {
-    has_met_bounds_ = true;
+    has_met_bounds_ = has_met_bounds_ || !must_write_twice(state, opened);
     return nullptr;
   }
   const std::uint32_t start = todo_.back().node;
@@ -396,6 +400,30 @@ SearchState* SuccessorGenerator::open_action(const SearchState& state, std::uint
   std::copy_n(state.open_goals, num_goal_words_, open_goals_.begin());
   std::copy_n(state.unchecked_goals, num_goal_words_, unchecked_goals_.begin());
   return finish(state, template_id, PathNode::OPENING, start);
+}
+
+// Whether the action could only start at the instant of the latest event, where it would write what
+// an effect that is still to come at that instant writes: no plan does that.
+bool SuccessorGenerator::must_write_twice(const SearchState& state,
+                                          const EventTemplate& opened) const {
+  if (state.path == nullptr) return false;
+  const TimePoint now = point_of(*state.path);
+  const auto is_written_now = [&](const TodoList& list) {
+    const EventTemplate& events = task_.template_of(list.template_id);
+    for (std::size_t i = list.position; i < events.events.size(); ++i) {
+      const TemplateEvent& event = events.events[i];
+      const TimePoint at = point_of(list, event);
+      if (!event.is_effect() || at.node != now.node || at.offset != now.offset) continue;
+      for (const TemplateEvent& other : opened.events) {
+        if (other.is_effect() && other.from_start && other.offset == 0 &&
+            have_common_bit(task_.writes(event.program), task_.writes(other.program))) {
+          return true;
+        }
+      }
+    }
+    return false;
+  };
+  return std::any_of(state.lists().begin(), state.lists().end(), is_written_now);
 }
 
 bool SuccessorGenerator::add_opening(const SearchState& state, std::uint32_t template_id) {

@@ -90,6 +90,7 @@ class SuccessorGenerator {
   bool add_deordered_opening_constraints(const SearchState& state, const TimePoint& start,
                                          const EventTemplate& opened);
   bool must_effects_coincide();
+  bool must_write_twice(const SearchState& state, const EventTemplate& opened) const;
 
   SearchState* finish(const SearchState& state, std::uint32_t template_id, std::uint32_t position,
                       std::uint32_t node);

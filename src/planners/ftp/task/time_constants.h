@@ -40,6 +40,9 @@ inline constexpr double STEP_TOLERANCE = 1e-6;
 /// states: coarser than what a time may be off by.
 inline constexpr double DISTANCES_IN_A_UNIT = 1e5;
 
+/// The same for the search over events, which only rounds: its states count as known exactly.
+inline constexpr double EVENT_DISTANCES_IN_A_UNIT = 1e7;
+
 /// The same as `STEP_TOLERANCE` for the network of the search over events, whose chains of
 /// constraints are longer: it holds what `TemporalNetwork` holds.
 inline constexpr double NETWORK_TOLERANCE = 1e-4;
