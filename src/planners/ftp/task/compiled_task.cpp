@@ -1,6 +1,7 @@
 #include "planners/ftp/task/compiled_task.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -123,6 +124,20 @@ TemplateEvent CompiledTask::make_event(const PlacedEvent& placed) {
   event.left_time = statement.left;
   event.right_time = statement.right;
   return event;
+}
+
+void CompiledTask::refuse_long_times() const {
+  for (const EventTemplate& list : templates_) {
+    if (list.lower > LONGEST_TIME) {
+      throw InvalidParameterError()
+          << "The duration of the action " << list.action->name() << " is too long for this search";
+    }
+    for (const TemplateEvent& event : list.events) {
+      if (std::abs(event.offset) <= LONGEST_TIME) continue;
+      throw InvalidParameterError() << "The time is too far off for this search: "
+                                    << model::print_expression(event.expression);
+    }
+  }
 }
 
 // --- the problem's lists ---

@@ -25,6 +25,9 @@ inline rational target_gap(const rational& plan_epsilon) {
   return std::max(exact_gap(), plan_epsilon);
 }
 
+/// Behind it sums of times could leave the range of doubles.
+inline constexpr double LONGEST_TIME = 1e300;
+
 /// Every action, and every effect, ends so long before the plan does.
 inline constexpr double PLAN_END_GAP = 1.0;
 
