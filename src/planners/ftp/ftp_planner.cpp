@@ -240,7 +240,7 @@ FtpPlanner::Search::Search(FtpPlanner& planner, bool weak_equality, bool waits)
       weak_equality_(weak_equality),
       waits_(waits),
       closed_(16, WeakHash{&planner.task_->space()}, WeakEquality{planner.task_.get()}) {
-  planner_.task_->refuse_long_times();
+  planner_.task_->refuse_long_durations();
   LOG(LogLevel::INFO) << "Start FTP";
   planner_.num_expanded_ = 0;
   planner_.num_generated_ = 0;

@@ -1,6 +1,7 @@
 #include "planners/ftp/events/plan_builder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -88,10 +89,19 @@ std::shared_ptr<TimeTriggeredPlan> PlanBuilder::build(NetworkReplay& replay,
   std::stable_sort(openings.begin(), openings.end(), [](const auto& a, const auto& b) {
     return a.first != b.first ? a.first < b.first : a.second.fresh_id < b.second.fresh_id;
   });
+  // A time with hundreds of digits is infinite as a double; there is nothing to round then.
+  bool is_exact = is_exact_;
+  for (const Event& opening : replay.openings()) {
+    const Event closing = NetworkReplay::end_of(opening);
+    if (!std::isfinite(times.at(opening)) || !std::isfinite(times.at(closing))) is_exact = true;
+  }
   std::vector<NetworkReplay::Placement> rounded;
   std::vector<NetworkReplay::Placement> exact;
   for (const auto& [time, opening] : openings) {
     const Event closing = NetworkReplay::end_of(opening);
+    const rational& start = least[replay.number_of(opening)];
+    exact.push_back({opening, start, least[replay.number_of(closing)] - start});
+    if (is_exact) continue;
     const rational end(times.at(closing));
     rational duration = kelvo::round(rational(end - rational(time)), DECIMAL_PLACES);
     // A bound with more digits must not be rounded away.
@@ -99,10 +109,7 @@ std::shared_ptr<TimeTriggeredPlan> PlanBuilder::build(NetworkReplay& replay,
     if (duration < bounds.lower) duration = bounds.lower;
     if (bounds.upper && duration > *bounds.upper) duration = *bounds.upper;
     rounded.push_back({opening, kelvo::round(rational(time), DECIMAL_PLACES), duration});
-    const rational& start = least[replay.number_of(opening)];
-    exact.push_back({opening, start, least[replay.number_of(closing)] - start});
   }
-  bool is_exact = is_exact_;
   if (!is_exact && !replay.admits(rounded, least)) {
     LOG(LogLevel::INFO) << "The plan does not bear rounding: its times are exact";
     is_exact = true;

@@ -57,9 +57,9 @@ class CompiledTask : public EnvObject {
   /// The goal events that are open from the start of the plan.
   const std::vector<std::uint32_t>& initially_open_goals() const { return initially_open_goals_; }
 
-  /// Throws `InvalidParameterError` with the name of an action, or the statement of the problem,
-  /// that has a time which sums of doubles can't hold.
-  void refuse_long_times() const;
+  /// Throws `InvalidParameterError` with the name of an action whose least duration is so long that
+  /// sums of doubles can't hold it.
+  void refuse_long_durations() const;
 
  private:
   void make_slots();

@@ -217,6 +217,16 @@ TEST_F(FtpPlannerTest, TimesMayHaveAMillionDigits) {
   EXPECT_TRUE(outcome.valid);
 }
 
+// No double holds the time, so the plan can only be written from the exact ones.
+TEST_F(FtpPlannerTest, APlanMayWaitForATimeOfHundredsOfDigits) {
+  const std::string late(400, '7');
+  const Outcome outcome =
+      run("fluent boolean p; fluent boolean q; [start] p := false; [start] q := false; "
+          "action a() { duration := 2; [start] q; [end] p := true; }; [" +
+          late + "] q := true; [end] p;");
+  EXPECT_TRUE(outcome.valid) << outcome.text;
+}
+
 TEST_F(FtpPlannerTest, TimesThatDoNotBearRoundingAreExact) {
   std::size_t num_exact = 0;
   unsigned random = 7;
